@@ -1,0 +1,96 @@
+// The part of the message queue that does not depend on what a message is: finding heads, linking and unlinking
+// slots, waiting and waking. CIPCQueue (ipc/queue.h) is the typed front that everybody uses.
+//
+// Every other process can write the segment, so each number read from it is read once, checked, and only then
+// used; a number that cannot be right gives a failure code and nothing is stored.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "contract/queue_layout.h"
+#include "contract/status.h"
+#include "ipc/queue_semaphores.h"
+#include "ipc/shared_memory.h"
+
+class QueueCore {
+ public:
+  bool IsInitialized() const { return VInitialized; }
+
+  // Whether the process that created the segment lives; false when not initialised.
+  bool CreatorAlive();
+
+  // Number of heads, and of item slots, N; 0 when not initialised.
+  uint16_t Capacity() const { return VCapacity; }
+
+  // Claims or finds the head of `identifier` and makes it addressable by key.
+  //   key  receives the head's index, 0 .. N-1
+  // Returns 0, QUEUE_NOT_INIT, SHMEM_LOCK_FAILED, SHMEM_UNLOCK_FAILED, or QUEUE_OVERFLOW when no head is free.
+  [[nodiscard]] long OpenChannel(_TIPCIdentifier identifier, long* key);
+
+  // Writes the queue's state; for IPCQUEUE_CLOSE and IPCQUEUE_DESTROY also wakes every waiter. Returns 0,
+  // QUEUE_NOT_INIT, a lock's failure, or QUEUE_COUNT_FAILED, QUEUE_OVFL_RESET_FAILED, QUEUE_RESET_FAILED.
+  long SetState(TQueueState state);
+
+  // Whether a put into a full queue waits for room instead of failing. Off at first; clients leave it so.
+  void SetWaitOnOverflow(bool wait) { VWaitOverflow = wait; }
+
+  QueueCore(const QueueCore&) = delete;
+  QueueCore& operator=(const QueueCore&) = delete;
+
+ protected:
+  // message_size_bytes: size of T; a slot is that and its 4-byte link. See CIPCQueue for the rest.
+  QueueCore(const char* name, bool remove, uint32_t message_size_bytes);
+  ~QueueCore();
+
+  // key -1 addresses the head of `identifier`, claiming one if need be; any other key a channel.
+  [[nodiscard]] long PutBytes(_TIPCIdentifier identifier, long key, const void* message, bool front);
+  [[nodiscard]] long GetBytes(_TIPCIdentifier identifier, long key, void* message);
+
+ private:
+  // A code, and where it began if that was below the operation that reports it.
+  struct Outcome {
+    long code = 0;
+    const char* origin = nullptr;
+  };
+
+  bool MapSegment();
+  void CloseUnusable();
+  static long Report(Outcome outcome, const char* location);
+  [[nodiscard]] long UnlockAndReport(Outcome outcome, const char* location);
+
+  // All of these are called with the segment lock held.
+  long FindHead(_TIPCIdentifier identifier, bool create, _TIPCHeadItem*& head);
+  _TIPCHeadItem* FindOwned(_TIPCIdentifier owner);
+  _TIPCHeadItem* FindRecyclable();
+  long SelectHead(_TIPCIdentifier identifier, long key, _TIPCHeadItem*& head);
+  void implHeadReset(_TIPCHeadItem& head);
+  Outcome CheckOverflow(bool wait);
+  uint32_t* FindLink(_TIPCHeadItem& head, bool front);
+  long LinkMessage(_TIPCHeadItem& head, const void* message, bool front);
+  long WaitForItem(_TIPCHeadItem& head, bool by_identifier);
+  long UnlinkMessage(_TIPCHeadItem& head, void* message, bool& was_full);
+  long implAwakenAll();
+
+  // Releases the lock, waits for a post on `semNumber`, takes the lock again.
+  long WaitUnlocked(uint16_t semNumber);
+  long WaitForPost(uint16_t semNumber);
+
+  bool SemNumberOf(const _TIPCHeadItem& head, uint16_t& semNumber) const;
+  uint8_t* SlotAt(uint32_t offset) const;
+  uint32_t* NextOf(uint8_t* slot) const;
+  uint32_t State() const;
+
+  bool VInitialized = false;
+  uint16_t VCapacity = 0;
+  bool VRemove;
+  std::optional<CkesSharedMemory> VSharedMemory;
+  QueueHeader* VHeader = nullptr;
+  _TIPCHeadItem* VHeads = nullptr;
+  bool VWaitOverflow = false;
+  uint8_t* VBase = nullptr;
+  QueueSemaphores VSemaphores;
+  uint32_t VMessageSize;
+  bool VCreatorSeenAlive = false;  // at the last look
+};
