@@ -45,3 +45,9 @@ class CkesErrorManager {
   static bool VInitialized;
   static unsigned int VKey;  // its value on each thread owns that thread's stack
 };
+
+// The end of every checking front: records `code` unless it is 0, and returns it.
+inline long record_failure(long code, const char* location) {
+  if (code != 0) CkesErrorManager::SetError(code, location);
+  return code;
+}

@@ -15,21 +15,15 @@ CkesMutex::~CkesMutex() {
 }
 
 long CkesMutex::Lock() {
-  const long code = initialized ? implLock() : kMutexNotInitialised;
-  if (code != 0) CkesErrorManager::SetError(code, "CkesMutex::Lock()");
-  return code;
+  return record_failure(initialized ? implLock() : kMutexNotInitialised, "CkesMutex::Lock()");
 }
 
 long CkesMutex::Unlock() {
-  const long code = initialized ? implUnlock() : kMutexNotInitialised;
-  if (code != 0) CkesErrorManager::SetError(code, "CkesMutex::Unlock()");
-  return code;
+  return record_failure(initialized ? implUnlock() : kMutexNotInitialised, "CkesMutex::Unlock()");
 }
 
 long CkesMutex::TryLock() {
-  const long code = initialized ? implTryLock() : kMutexNotInitialised;
-  if (code != 0) CkesErrorManager::SetError(code, "CkesMutex::TryLock()");
-  return code;
+  return record_failure(initialized ? implTryLock() : kMutexNotInitialised, "CkesMutex::TryLock()");
 }
 
 bool CkesMutex::implInitialize() { return pthread_mutex_init(&mutex, nullptr) == 0; }

@@ -32,9 +32,7 @@ long CkesThreadLibrary::CreateNewKey(unsigned int* key) {
 
 long CkesThreadLibrary::SetKeyValue(unsigned int key, void* value) {
   if (!Ready()) return kThreadLibraryNotInitialised;
-  const long code = implSetKeyValue(key, value);
-  if (code != 0) CkesErrorManager::SetError(code, "CkesThreadLibrary::SetKeyValue()");
-  return code;
+  return record_failure(implSetKeyValue(key, value), "CkesThreadLibrary::SetKeyValue()");
 }
 
 long CkesThreadLibrary::GetKeyValue(unsigned int key, void** value) {
@@ -46,10 +44,7 @@ long CkesThreadLibrary::GetKeyValue(unsigned int key, void** value) {
 long CkesThreadLibrary::GetCurrentThreadName(char* out) {
   if (!Ready()) return kThreadLibraryNotInitialised;
   const char* name = GetThreadName();
-  if (name == nullptr) {
-    CkesErrorManager::SetError(kThreadHasNoName, "CkesThreadLibrary::GetCurrentThreadName()");
-    return kThreadHasNoName;
-  }
+  if (name == nullptr) return record_failure(kThreadHasNoName, "CkesThreadLibrary::GetCurrentThreadName()");
   strcpy(out, name);
   return 0;
 }

@@ -14,6 +14,8 @@ inline constexpr long kThreadKeyInvalid = -104;
 inline constexpr long kThreadKeyNotSet = -105;
 inline constexpr long kThreadHasNoName = -114;
 
+inline constexpr int kThreadNameSizeBytes = 34;  // 33 characters and a NUL
+
 // The number of no key: its value reads as null and cannot be set.
 inline constexpr unsigned int kNoThreadKey = ~0u;
 
@@ -37,7 +39,7 @@ class CkesThreadLibrary {
   static long SetKeyValue(unsigned int key, void* value);
   static long GetKeyValue(unsigned int key, void** value);
 
-  // Copies the calling thread's name, NUL-terminated, to `out`, which must hold 34 bytes. Gives
+  // Copies the calling thread's name, NUL-terminated, to `out`, which must hold kThreadNameSizeBytes. Gives
   // kThreadHasNoName, recorded, on a thread that was not started by the runtime.
   static long GetCurrentThreadName(char* out);
 
