@@ -1,6 +1,9 @@
-// The semaphore set of one message queue: marker, overflow gate, and a wake-up semaphore per head. Only system
-// calls live here; what they mean for the queue is queue_core's business. Return codes are the queue's.
+// The semaphore set of one message queue: marker, overflow gate, and a wake-up semaphore per head. Only
+// system calls live here; what they mean for the queue is queue_core's business. Return codes are the
+// queue's.
 #pragma once
+
+#include <sys/types.h>
 
 #include <cstdint>
 
@@ -14,9 +17,9 @@ class QueueSemaphores {
     kFailed,  // the set is gone or the semaphore does not exist
   };
 
-  // Opens (items == 0) or makes (items > 0: one semaphore per head, all 0, then the marker) the set of the control
-  // file `name`, a built IPC name. Making removes a set that an earlier creator left. False on any failure, which
-  // is traced.
+  // Opens (items == 0) or makes (items > 0: one semaphore per head, all 0, then the marker) the set of the
+  // control file `name`, a built IPC name. Making removes a set that an earlier creator left. False on any
+  // failure, which is traced.
   bool implInitialize(const char* name, int items);
   bool implDestroy();  // removes the set from the system
 
@@ -27,9 +30,9 @@ class QueueSemaphores {
   long implWaitCount(uint16_t semNumber, int& count);    // processes waiting on it; 0 or QUEUE_COUNT_FAILED
   long implResetWait(uint16_t semNumber, int count);     // posts `count` times; 0 or QUEUE_RESET_FAILED
 
-  long implWaitOverflow();               // waits without limit; 0 or QUEUE_WAIT_FAILED
+  long implWaitOverflow();                // waits without limit; 0 or QUEUE_WAIT_FAILED
   long implResetOverflow(int count = 1);  // posts; a gate that is full is open: 0 or QUEUE_OVFL_RESET_FAILED
-  long implSetOverflow() { return 0; }   // nothing to do: the gate is closed by being 0
+  long implSetOverflow() { return 0; }    // nothing to do: the gate is closed by being 0
 
  private:
   bool implCreate(key_t key, int count);
