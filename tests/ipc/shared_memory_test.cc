@@ -5,7 +5,9 @@
 #include <sys/shm.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
+#include <cstring>
 #include <fstream>
 #include <memory>
 
@@ -115,11 +117,13 @@ TEST(SharedMemory, CopiesStopShortOfTheEnd) {
     source.fill(0xAA);
     std::memset(block.GetAddress(), 0x55, kSize);
     before.fill(0x55);
-    EXPECT_EQ(block.Write(row.offset, row.length, source.data()), row.fails ? IPC_WRITE_FAILED : 0) << row.label;
+    EXPECT_EQ(block.Write(row.offset, row.length, source.data()), row.fails ? IPC_WRITE_FAILED : 0)
+        << row.label;
     for (uint64_t i = 0; i < row.copied; ++i) before[row.offset + i] = 0xAA;
     std::memcpy(after.data(), block.GetAddress(), kSize);
     EXPECT_EQ(after, before) << row.label;
-    EXPECT_EQ(block.Read(row.offset, row.length, target.data()), row.fails ? IPC_READ_FAILED : 0) << row.label;
+    EXPECT_EQ(block.Read(row.offset, row.length, target.data()), row.fails ? IPC_READ_FAILED : 0)
+        << row.label;
     EXPECT_EQ(std::count(target.begin(), target.end(), 0xAA), static_cast<long>(row.copied)) << row.label;
   }
   long code = 0;

@@ -1,4 +1,5 @@
-// A forked process that runs a function and sends its result back through a pipe: an exit status holds 8 bits only.
+// A forked process that runs a function and sends its result back through a pipe: an exit status holds 8 bits
+// only.
 #pragma once
 
 #include <gtest/gtest.h>
