@@ -12,7 +12,8 @@
 
 class ScriptedEngine {
  public:
-  explicit ScriptedEngine(uint16_t slots = 8) : made_(slots), queue_(CLI_IPC_NAME, false) {
+  explicit ScriptedEngine(uint16_t slots = 8, const char* file = CLI_IPC_NAME)
+      : made_(slots, file), queue_(CLI_IPC_NAME, false) {
     usable_ = made_.made() && queue_.OpenChannel(ZARNENGINE_ID, &key_) == 0;
   }
   bool usable() const { return usable_; }

@@ -14,19 +14,23 @@ using CommandQueue = CIPCQueue<TCLIMessage>;
 
 class MadeQueue {
  public:
-  explicit MadeQueue(uint16_t slots)
-      : slots_(slots), memory_(CLI_IPC_NAME, 12u + 10280u * slots, true), made_(memory_.IsInitialized()) {
+  // `file` is the control file with the instance suffix, where there is one.
+  explicit MadeQueue(uint16_t slots, const char* file = CLI_IPC_NAME)
+      : slots_(slots),
+        file_(file),
+        memory_(CLI_IPC_NAME, 12u + 10280u * slots, true),
+        made_(memory_.IsInitialized()) {
     u32(4) = slot(0);
     for (uint32_t i = 0; i < slots; ++i) {
       u16(12 + 16 * i + 2) = static_cast<uint16_t>(i + 2);
       u32(12 + 16 * i + 4) = u32(12 + 16 * i + 8) = 0xFFFFFFFF;
       u32(slot(i) + 10260) = i + 1 < slots ? slot(i + 1) : 0;
     }
-    made_ = made_ && semaphores_.implInitialize(CLI_IPC_NAME, slots);
+    made_ = made_ && semaphores_.implInitialize(file, slots);
   }
   ~MadeQueue() {
     semaphores_.implDestroy();
-    unlink(CLI_IPC_NAME);
+    unlink(file_);
   }
 
   bool made() const { return made_; }
@@ -47,6 +51,7 @@ class MadeQueue {
 
  private:
   uint16_t slots_;
+  const char* file_;
   CkesSharedMemory memory_;
   bool made_;
   QueueSemaphores semaphores_;
