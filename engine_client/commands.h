@@ -1,5 +1,5 @@
-/* The engine's commands, one function each: packs its arguments, exchanges one request and answer with the engine
- * on this host, returns the engine's result. Compiles as C; any thread may call.
+/* The engine's commands, one function each: packs its arguments, exchanges one request and answer with the
+ * engine on this host, returns the engine's result. Compiles as C; any thread may call.
  *
  * Results: 1 success, else the engine's own code or
  *   -1    the exchange failed although the engine runs
@@ -21,16 +21,18 @@ int32_t mar_add_edge_policy(TPolicyDefinition definition, TEdgeKey key);
 int32_t mar_update_edge_policy(TPolicyDefinition definition, TEdgeKey key);
 int32_t mar_remove_edge_policy(uint32_t management_policy_id);
 
-int32_t mar_add_threshold(uint32_t a, uint32_t b, uint32_t c, uint8_t d, uint8_t e, TPolicyDefinition definition);
+int32_t mar_add_threshold(uint32_t a, uint32_t b, uint32_t c, uint8_t d, uint8_t e,
+                          TPolicyDefinition definition);
 int32_t mar_update_threshold(uint32_t a, uint32_t b, uint32_t c, uint8_t d, uint8_t e,
                              TPolicyDefinition definition);
 int32_t mar_remove_threshold(uint32_t a, const TIdentifierBlock* identifier, uint32_t c);
 int32_t mar_set_threshold_violation_state(uint32_t a, uint32_t b, uint8_t c, TIdentifierBlock identifier);
 
-/* Times in seconds since the epoch. Also returns 2: nothing to upload; -400: policy_id below 1, nothing sent. */
-int32_t mar_request_data_upload(uint32_t request_id, int32_t policy_id, uint32_t start_time_s, uint32_t end_time_s,
-                                uint8_t flag_1, uint8_t flag_2, TIdentifierBlock block_1, TIdentifierBlock block_2,
-                                TIdentifierBlock block_3);
+/* Times in seconds since the epoch. Also returns 2: nothing to upload; -400: policy_id below 1, nothing sent.
+ */
+int32_t mar_request_data_upload(uint32_t request_id, int32_t policy_id, uint32_t start_time_s,
+                                uint32_t end_time_s, uint8_t flag_1, uint8_t flag_2, TIdentifierBlock block_1,
+                                TIdentifierBlock block_2, TIdentifierBlock block_3);
 /* Only the low byte of each is sent. */
 int32_t mar_set_upload_schedule(int32_t start_hour, int32_t interval);
 

@@ -1,5 +1,5 @@
-// Names and keys of IPC objects, and the identities of queue users. Everything starts from a control file: its
-// path is the name, its inode the source of the System V keys.
+// Names and keys of IPC objects, and the identities of queue users. Everything starts from a control file:
+// its path is the name, its inode the source of the System V keys.
 #pragma once
 
 #include <sys/types.h>
@@ -22,12 +22,12 @@ int GetProcessID();
 // {processId, calling thread's id cut to 32 bits}
 _TIPCIdentifier GetIpcIdentifier(int processId);
 
-// Removes the shared memory segment of `key`, if there is one of at least `size` bytes. Returns 0, also when there
-// is none, or the errno of the failed removal. For an engine's clean-up; no client calls it.
+// Removes the shared memory segment of `key`, if there is one of at least `size` bytes. Returns 0, also when
+// there is none, or the errno of the failed removal. For an engine's clean-up; no client calls it.
 int getAndRemoveSharedMemory(int key, unsigned long size);
 
-// The three keys of one control file. They are what ftok gives for IPC_SEM_ID, IPC_MEM_ID and kQueueSemId, but from
-// one stat, so all three speak of the same file even if it is replaced meanwhile.
+// The three keys of one control file. They are what ftok gives for IPC_SEM_ID, IPC_MEM_ID and kQueueSemId,
+// but from one stat, so all three speak of the same file even if it is replaced meanwhile.
 struct IpcKeys {
   key_t segment_semaphores;
   key_t segment;

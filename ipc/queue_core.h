@@ -1,5 +1,5 @@
-// The part of the message queue that does not depend on what a message is: finding heads, linking and unlinking
-// slots, waiting and waking. CIPCQueue (ipc/queue.h) is the typed front that everybody uses.
+// The part of the message queue that does not depend on what a message is: finding heads, linking and
+// unlinking slots, waiting and waking. CIPCQueue (ipc/queue.h) is the typed front that everybody uses.
 //
 // Every other process can write the segment, so each number read from it is read once, checked, and only then
 // used; a number that cannot be right gives a failure code and nothing is stored.
@@ -26,7 +26,8 @@ class QueueCore {
 
   // Claims or finds the head of `identifier` and makes it addressable by key.
   //   key  receives the head's index, 0 .. N-1
-  // Returns 0, QUEUE_NOT_INIT, SHMEM_LOCK_FAILED, SHMEM_UNLOCK_FAILED, or QUEUE_OVERFLOW when no head is free.
+  // Returns 0, QUEUE_NOT_INIT, SHMEM_LOCK_FAILED, SHMEM_UNLOCK_FAILED, or QUEUE_OVERFLOW when no head is
+  // free.
   [[nodiscard]] long OpenChannel(_TIPCIdentifier identifier, long* key);
 
   // Writes the queue's state; for IPCQUEUE_CLOSE and IPCQUEUE_DESTROY also wakes every waiter. Returns 0,
@@ -35,6 +36,14 @@ class QueueCore {
 
   // Whether a put into a full queue waits for room instead of failing. Off at first; clients leave it so.
   void SetWaitOnOverflow(bool wait) { VWaitOverflow = wait; }
+
+  // Frees what head `index` holds, items and left-over posts, and makes it idle, if `owner` still owns it and
+  // nobody waits on it. That the owner is dead is the caller's to know; it stays the owner until somebody
+  // claims the head.
+  //   freed  receives the number of items
+  // Returns 0, QUEUE_NOT_INIT, lock codes, QUEUE_INVALID_KEY (no such head), QUEUE_COUNT_FAILED,
+  // QUEUE_GET_FAILED (the chain is broken; nothing has changed), QUEUE_OVFL_RESET_FAILED (freed).
+  long EmptyHead(uint16_t index, _TIPCIdentifier owner, int& freed);
 
   QueueCore(const QueueCore&) = delete;
   QueueCore& operator=(const QueueCore&) = delete;
@@ -47,6 +56,10 @@ class QueueCore {
   // key -1 addresses the head of `identifier`, claiming one if need be; any other key a channel.
   [[nodiscard]] long PutBytes(_TIPCIdentifier identifier, long key, const void* message, bool front);
   [[nodiscard]] long GetBytes(_TIPCIdentifier identifier, long key, void* message);
+  [[nodiscard]] long TryGetBytes(long key, void* message, bool& taken);
+
+  // Adds `location` to the trail of a failure that is recorded already; gives `code` back.
+  static long PassOn(long code, const char* location);
 
  private:
   // A code, and where it began if that was below the operation that reports it.
@@ -55,32 +68,46 @@ class QueueCore {
     const char* origin = nullptr;
   };
 
+  // A slot that some link field points at.
+  struct Link {
+    uint32_t offset = 0;
+    uint8_t* slot = nullptr;
+    uint32_t next = 0;
+  };
+
   bool MapSegment();
-  void CloseUnusable();
-  static long Report(Outcome outcome, const char* location);
+  void Close();
+  static long Report(Outcome outcome,
+                     const char* location);  // records a failure that began here or in a helper
+  [[nodiscard]] long LockFor(const char* location);
   [[nodiscard]] long UnlockAndReport(Outcome outcome, const char* location);
 
-  // All of these are called with the segment lock held.
+  // Waits; each is entered with the lock held, and leaves it held unless it fails.
+  Outcome CheckOverflow(bool wait);
+  Outcome WaitForItem(_TIPCHeadItem& head, bool by_identifier);
+  Outcome WaitUnlocked(uint16_t sem_number);
+  long WaitForPost(uint16_t sem_number);  // without the lock
+
+  // Work on the segment, with the lock held throughout.
   long FindHead(_TIPCIdentifier identifier, bool create, _TIPCHeadItem*& head);
   _TIPCHeadItem* FindOwned(_TIPCIdentifier owner);
   _TIPCHeadItem* FindRecyclable();
   long SelectHead(_TIPCIdentifier identifier, long key, _TIPCHeadItem*& head);
-  void implHeadReset(_TIPCHeadItem& head);
-  Outcome CheckOverflow(bool wait);
-  uint32_t* FindLink(_TIPCHeadItem& head, bool front);
+  long implHeadReset(_TIPCHeadItem& head);
+  uint32_t* FindEnd(_TIPCHeadItem& head, int* items = nullptr) const;
+  bool ReadLink(const uint32_t& link, Link& found) const;
   long LinkMessage(_TIPCHeadItem& head, const void* message, bool front);
-  long WaitForItem(_TIPCHeadItem& head, bool by_identifier);
   long UnlinkMessage(_TIPCHeadItem& head, void* message, bool& was_full);
+  long TakeFirst(_TIPCHeadItem& head, bool by_identifier, void* message);
+  long ReleaseIfUnwatched(_TIPCHeadItem& head, uint16_t sem_number);
   long implAwakenAll();
+  long EmptyLocked(_TIPCHeadItem& head, _TIPCIdentifier owner, int& freed);
+  long FreeChain(_TIPCHeadItem& head, int& freed);
 
-  // Releases the lock, waits for a post on `semNumber`, takes the lock again.
-  long WaitUnlocked(uint16_t semNumber);
-  long WaitForPost(uint16_t semNumber);
-
-  bool SemNumberOf(const _TIPCHeadItem& head, uint16_t& semNumber) const;
+  uint32_t State() const;
   uint8_t* SlotAt(uint32_t offset) const;
   uint32_t* NextOf(uint8_t* slot) const;
-  uint32_t State() const;
+  bool SemNumberOf(const _TIPCHeadItem& head, uint16_t& sem_number) const;
 
   bool VInitialized = false;
   uint16_t VCapacity = 0;
@@ -91,6 +118,7 @@ class QueueCore {
   bool VWaitOverflow = false;
   uint8_t* VBase = nullptr;
   QueueSemaphores VSemaphores;
-  uint32_t VMessageSize;
+  QueueLayout VLayout;
+  uint32_t VMessageSize;           // bytes of T; its slot is that and the link
   bool VCreatorSeenAlive = false;  // at the last look
 };
