@@ -3,17 +3,18 @@
 // answer is read by the thread that opened.
 #pragma once
 
-#include <climits>
-
 #include "contract/message.h"
 #include "ipc/queue.h"
 #include "runtime/buffer.h"
+
+// Addresses nobody. Not -1: a put by that key would go to a head of the null identifier.
+inline constexpr long kInvalidChannelKey = -2;
 
 extern "C" {
 
 // Valid between open and close; owned by the channel.
 extern CIPCQueue<TCLIMessage>* pcmd_channel;
-extern long cmd_channel_key;         // key of the engine's head
+extern long cmd_channel_key;         // key of the engine's head, or kInvalidChannelKey
 extern _TIPCIdentifier ipc_user_id;  // this client, the sender of its records and the owner of its head
 extern CkesBuffer* prdbuff;          // the last answer
 

@@ -35,6 +35,15 @@ class CIPCQueue : public QueueCore {
     return PassOn(PrivateGet(NULL_IPC_ID, key, message), "CIPCQueue::KeyGet()");
   }
 
+  // Takes the next message of channel `key` if there is one, and one post if there is one: a writer killed
+  // between linking and posting leaves an item without a post. Never waits, but for the lock; works in every
+  // state of the queue, so that a closing one can be drained.
+  //   taken  receives whether `message` was filled
+  // Returns 0 or a code as KeyGet.
+  [[nodiscard]] long KeyTryGet(long key, T& message, bool& taken) {
+    return TryGetBytes(key, &message, taken);
+  }
+
   // Queues a copy of `message` behind whatever channel `key` (0 .. N-1, from OpenChannel) already holds and
   // wakes its reader. Does not wait for room unless SetWaitOnOverflow; may wait for the segment lock. Returns
   // 0, or

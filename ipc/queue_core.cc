@@ -1,5 +1,5 @@
-// Opening and closing, and the public operations: lock, do the work on heads and slots (queue_heads.cc), unlock,
-// report. Nothing is recorded on the error stack before the lock is released.
+// Opening and closing, and the public operations: lock, do the work on heads and slots (queue_heads.cc),
+// unlock, report. Nothing is recorded on the error stack before the lock is released.
 #include "ipc/queue_core.h"
 
 #include "ipc/naming.h"
@@ -121,7 +121,8 @@ long QueueCore::PutBytes(_TIPCIdentifier identifier, long key, const void* messa
     return unlocked != 0 ? unlocked : Report({QUEUE_CLOSED}, kLocation);
   }
   const Outcome room = CheckOverflow(VWaitOverflow);
-  // Kept as is: a writer that waited for room on a queue that then closed keeps the lock until its process ends.
+  // Kept as is: a writer that waited for room on a queue that then closed keeps the lock until its process
+  // ends.
   if (room.code == QUEUE_CLOSED) return Report(room, kLocation);
   if (room.code != 0) return UnlockAndReport(room, kLocation);
   _TIPCHeadItem* head = nullptr;
@@ -130,7 +131,8 @@ long QueueCore::PutBytes(_TIPCIdentifier identifier, long key, const void* messa
   return UnlockAndReport({code}, kLocation);
 }
 
-// Waits for room if that is wanted. Called with the lock held; it is held again afterwards unless taking it failed.
+// Waits for room if that is wanted. Called with the lock held; it is held again afterwards unless taking it
+// failed.
 QueueCore::Outcome QueueCore::CheckOverflow(bool wait) {
   while (load_shared(VHeader->itemCount) >= VCapacity) {
     if (!wait) return {QUEUE_OVERFLOW, kCheckOverflow};
@@ -195,7 +197,8 @@ long QueueCore::WaitForPost(uint16_t sem_number) {
         return QUEUE_GET_FAILED;
       case QueueSemaphores::WaitEnd::kLook:
         if (CreatorAlive() || !was_alive) break;
-        return VSemaphores.implTryGet_ID(sem_number) == QueueSemaphores::WaitEnd::kTaken ? 0 : QUEUE_GET_FAILED;
+        return VSemaphores.implTryGet_ID(sem_number) == QueueSemaphores::WaitEnd::kTaken ? 0
+                                                                                         : QUEUE_GET_FAILED;
     }
   }
 }

@@ -37,6 +37,14 @@ class QueueCore {
   // Whether a put into a full queue waits for room instead of failing. Off at first; clients leave it so.
   void SetWaitOnOverflow(bool wait) { VWaitOverflow = wait; }
 
+  // Frees what head `index` holds, items and left-over posts, and makes it idle, if `owner` still owns it and
+  // nobody waits on it. That the owner is dead is the caller's to know; it stays the owner until somebody
+  // claims the head.
+  //   freed  receives the number of items
+  // Returns 0, QUEUE_NOT_INIT, lock codes, QUEUE_INVALID_KEY (no such head), QUEUE_COUNT_FAILED,
+  // QUEUE_GET_FAILED (the chain is broken; nothing has changed), QUEUE_OVFL_RESET_FAILED (freed).
+  long EmptyHead(uint16_t index, _TIPCIdentifier owner, int& freed);
+
   QueueCore(const QueueCore&) = delete;
   QueueCore& operator=(const QueueCore&) = delete;
 
@@ -48,6 +56,10 @@ class QueueCore {
   // key -1 addresses the head of `identifier`, claiming one if need be; any other key a channel.
   [[nodiscard]] long PutBytes(_TIPCIdentifier identifier, long key, const void* message, bool front);
   [[nodiscard]] long GetBytes(_TIPCIdentifier identifier, long key, void* message);
+  [[nodiscard]] long TryGetBytes(long key, void* message, bool& taken);
+
+  // Adds `location` to the trail of a failure that is recorded already; gives `code` back.
+  static long PassOn(long code, const char* location);
 
  private:
   // A code, and where it began if that was below the operation that reports it.
@@ -65,8 +77,8 @@ class QueueCore {
 
   bool MapSegment();
   void Close();
-  static long Report(Outcome outcome, const char* location);  // records a failure that began here or in a helper
-  static long PassOn(long code, const char* location);        // adds to a failure that is recorded already
+  static long Report(Outcome outcome,
+                     const char* location);  // records a failure that began here or in a helper
   [[nodiscard]] long LockFor(const char* location);
   [[nodiscard]] long UnlockAndReport(Outcome outcome, const char* location);
 
@@ -82,13 +94,15 @@ class QueueCore {
   _TIPCHeadItem* FindRecyclable();
   long SelectHead(_TIPCIdentifier identifier, long key, _TIPCHeadItem*& head);
   long implHeadReset(_TIPCHeadItem& head);
-  uint32_t* FindEnd(_TIPCHeadItem& head) const;
+  uint32_t* FindEnd(_TIPCHeadItem& head, int* items = nullptr) const;
   bool ReadLink(const uint32_t& link, Link& found) const;
   long LinkMessage(_TIPCHeadItem& head, const void* message, bool front);
   long UnlinkMessage(_TIPCHeadItem& head, void* message, bool& was_full);
   long TakeFirst(_TIPCHeadItem& head, bool by_identifier, void* message);
   long ReleaseIfUnwatched(_TIPCHeadItem& head, uint16_t sem_number);
   long implAwakenAll();
+  long EmptyLocked(_TIPCHeadItem& head, _TIPCIdentifier owner, int& freed);
+  long FreeChain(_TIPCHeadItem& head, int& freed);
 
   uint32_t State() const;
   uint8_t* SlotAt(uint32_t offset) const;
@@ -105,6 +119,6 @@ class QueueCore {
   uint8_t* VBase = nullptr;
   QueueSemaphores VSemaphores;
   QueueLayout VLayout;
-  uint32_t VMessageSize;  // bytes of T; its slot is that and the link
+  uint32_t VMessageSize;           // bytes of T; its slot is that and the link
   bool VCreatorSeenAlive = false;  // at the last look
 };

@@ -1,5 +1,5 @@
-// Work on heads and slots, all of it with the segment lock held. Offsets and counts come from memory that every
-// process can write: what does not fit is refused before anything is stored.
+// Work on heads and slots, all of it with the segment lock held. Offsets and counts come from memory that
+// every process can write: what does not fit is refused before anything is stored.
 #include <algorithm>
 #include <climits>
 #include <cstring>
@@ -50,7 +50,8 @@ _TIPCHeadItem* QueueCore::FindRecyclable() {
     uint16_t sem_number = 0;
     int waiters = 0;
     return load_shared(head.state) == HEAD_IDLE && load_shared(head.firstItem) == 0 &&
-           SemNumberOf(head, sem_number) && VSemaphores.implWaitCount(sem_number, waiters) == 0 && waiters == 0;
+           SemNumberOf(head, sem_number) && VSemaphores.implWaitCount(sem_number, waiters) == 0 &&
+           waiters == 0;
   };
   _TIPCHeadItem* const end = VHeads + VCapacity;
   _TIPCHeadItem* const head = std::find_if(VHeads, end, recyclable);
@@ -88,13 +89,16 @@ long QueueCore::implHeadReset(_TIPCHeadItem& head) {
   return 0;
 }
 
-// The field that ends the head's chain, or null if the chain is broken. No chain has more than N items; a circle
-// has no end and need not pass its first item.
-uint32_t* QueueCore::FindEnd(_TIPCHeadItem& head) const {
+// The field that ends the head's chain, or null if the chain is broken. No chain has more than N items; a
+// circle has no end and need not pass its first item.
+uint32_t* QueueCore::FindEnd(_TIPCHeadItem& head, int* items) const {
   uint32_t* link = &head.firstItem;
-  for (uint32_t items = 0; items <= VCapacity; ++items) {
+  for (int passed = 0; passed <= VCapacity; ++passed) {
     const uint32_t offset = load_shared(*link);
-    if (offset == 0) return link;
+    if (offset == 0) {
+      if (items != nullptr) *items = passed;
+      return link;
+    }
     uint8_t* const slot = SlotAt(offset);
     if (slot == nullptr) return nullptr;
     link = NextOf(slot);
@@ -156,7 +160,8 @@ long QueueCore::TakeFirst(_TIPCHeadItem& head, bool by_identifier, void* message
   if (code != 0) return code;
   // A failure from here on is reported although the message is out: kept as is.
   uint16_t sem_number = 0;
-  if (by_identifier) code = SemNumberOf(head, sem_number) ? ReleaseIfUnwatched(head, sem_number) : QUEUE_COUNT_FAILED;
+  if (by_identifier)
+    code = SemNumberOf(head, sem_number) ? ReleaseIfUnwatched(head, sem_number) : QUEUE_COUNT_FAILED;
   if (code == 0 && was_full) code = VSemaphores.implResetOverflow();
   return code;
 }

@@ -3,6 +3,7 @@
 #include <sys/ipc.h>
 #include <sys/sem.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <ctime>
 #include <new>
@@ -16,9 +17,10 @@ namespace {
 
 constexpr char kLocation[] = "CIPCQueue_LINUX::implInitialize";
 
-// Adds `amount` to one semaphore, never waiting. Returns 0 or errno.
+// Adds `amount`, at least 1, to one semaphore, never waiting. Returns 0 or errno.
 int implPost(int set, uint16_t number, int amount) {
-  sembuf post{number, static_cast<short>(amount), 0};
+  // More than a semaphore holds would wrap to a negative operation, a wait.
+  sembuf post{number, static_cast<short>(std::min(amount, SEMAPHORE_MAX_COUNT)), 0};
   while (semop(set, &post, 1) == -1) {
     if (errno != EINTR) return errno;
   }

@@ -23,7 +23,7 @@ class QueueSemaphores {
   bool implInitialize(const char* name, int items);
   bool implDestroy();  // removes the set from the system
 
-  // `semNumber` is what a head holds: the caller has checked it to lie in 2 .. N+1.
+  // `semNumber` is kOverflowSem or what a head holds: the caller has checked that to lie in 2 .. N+1.
   WaitEnd implGet_ID(uint16_t semNumber, int slice_ms);  // takes one post; slice_ms < 0 waits without limit
   WaitEnd implTryGet_ID(uint16_t semNumber);             // takes one post that is there already, or kLook
   long implPut_ID(uint16_t semNumber);                   // 0 or QUEUE_PUT_FAILED

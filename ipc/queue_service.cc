@@ -1,5 +1,5 @@
-// What a queue's owner and its repairers need beside put and get: taking without waiting, and giving back what a
-// dead user has left in its head.
+// What a queue's owner and its repairers need beside put and get: taking without waiting, and giving back
+// what a dead user has left in its head.
 #include "ipc/queue_core.h"
 #include "ipc/shared_field.h"
 
@@ -36,11 +36,27 @@ long QueueCore::EmptyLocked(_TIPCHeadItem& head, _TIPCIdentifier owner, int& fre
   if (!SemNumberOf(head, sem_number)) return QUEUE_GET_FAILED;
   if (const long code = VSemaphores.implWaitCount(sem_number, waiters)) return code;
   if (waiters > 0) return 0;
-  uint32_t* const end = FindEnd(head);
-  Link first;
-  uint32_t follower = load_shared(head.firstItem);
-  if (end == nullptr) return QUEUE_GET_FAILED;
-  (void)follower;
-  (void)first;
+  if (const long code = FreeChain(head, freed)) return code;
+  while (VSemaphores.implTryGet_ID(sem_number) == QueueSemaphores::WaitEnd::kTaken) continue;
+  store_shared(head.state, HEAD_IDLE);
   return 0;
+}
+
+// Puts the head's whole chain before the free list. The head lets go first: dying in between loses slots to
+// the queue but never leaves one both queued and free.
+long QueueCore::FreeChain(_TIPCHeadItem& head, int& freed) {
+  uint32_t* const end = FindEnd(head, &freed);
+  const uint32_t first = load_shared(head.firstItem);
+  const uint32_t free_list = load_shared(VHeader->freeList);
+  if (end == nullptr || (free_list != 0 && SlotAt(free_list) == nullptr)) {
+    freed = 0;
+    return QUEUE_GET_FAILED;
+  }
+  if (freed == 0) return 0;
+  const int items = load_shared(VHeader->itemCount);
+  store_shared(head.firstItem, 0);
+  store_shared(*end, free_list);
+  store_shared(VHeader->freeList, first);
+  store_shared(VHeader->itemCount, static_cast<uint16_t>(items > freed ? items - freed : 0));
+  return items >= VCapacity ? VSemaphores.implResetOverflow() : 0;
 }

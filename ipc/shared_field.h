@@ -1,5 +1,6 @@
-// Access to fields that other processes can write. A field is read once, into a local that is then checked and
-// used; stores keep their order, so that a process killed between two of them leaves what the order promises.
+// Access to fields that other processes can write. A field is read once, into a local that is then checked
+// and used; stores keep their order, so that a process killed between two of them leaves what the order
+// promises.
 #pragma once
 
 #include <atomic>

@@ -1,5 +1,5 @@
 // t1 from its command line to output, exit status and requests: in a child process, whose settings are fresh,
-// against the scripted engine.
+// against the scripted exchange.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -21,7 +21,7 @@
 #include "cli/command_line.h"
 #include "cli/output.h"
 #include "cli/settings.h"
-#include "tests/engine_client/scripted_engine.h"
+#include "tests/engine_client/scripted_exchange.h"
 
 int t1_main(int argc, char** argv);  // main() of t1, renamed
 
@@ -37,7 +37,7 @@ std::string read_whole(int fd) {
 // "exit 0, sent 117:2a000000 116+5488": payloads up to 4 bytes in hex, of longer ones the size.
 std::string end_of(int status) {
   std::string text = "exit " + std::to_string(status & 0xFF) + ", sent";
-  for (const auto& request : scripted_engine.requests) {
+  for (const auto& request : scripted_exchange.requests) {
     const size_t size = request.size() - 8;
     text += " " + std::to_string(request[7]);
     text += size > 4 ? "+" + std::to_string(size) : ":" + hex_of(request).substr(16);
@@ -56,8 +56,8 @@ Outcome run_child(const std::vector<int32_t>& results, const std::function<int()
   const pid_t child = fork();
   if (child == 0) {
     dup2(stdout_fd >= 0 ? stdout_fd : output, STDOUT_FILENO);
-    scripted_engine = {};
-    for (const int32_t result : results) scripted_engine.script.push_back({.result = result});
+    scripted_exchange = {};
+    for (const int32_t result : results) scripted_exchange.script.push_back({.result = result});
     const std::string text = end_of(body());
     _exit(write(end, text.data(), text.size()) < 0);
   }
@@ -99,7 +99,7 @@ TEST(T1, Transcript) {
 }
 
 TEST(T1, StressLoopGoesOnWhateverHappens) {
-  const auto body = [] { return clis(), scripted_engine.slept_ms == 1000 * 100 ? iThreadsRunning : 1; };
+  const auto body = [] { return clis(), scripted_exchange.slept_ms == 1000 * 100 ? iThreadsRunning : 1; };
   const Outcome run = run_child({1, -5}, body);
   const std::string head = "Add a single Edge Policy here!\n", added = "Added edge policy successfully!\n";
   const std::string start = head + added + head + "ERROR: Add edge policy failed [-5]\n" + head + added;

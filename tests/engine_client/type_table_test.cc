@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "tests/engine_client/scripted_engine.h"
+#include "tests/engine_client/scripted_exchange.h"
 
 TEST(TypeTable, HasTheseRowsInThisOrder) {
   const uint32_t codes[] = {150, 151, 109, 113, 101, 116, 117, 118, 119, 120, 121,

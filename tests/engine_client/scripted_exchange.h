@@ -1,5 +1,5 @@
 // Stands where the exchange, the engine log and the clock stand: requests are kept, answers come from a
-// script, log lines are kept and sleeping takes no time. Link mar_scripted_engine before the library under
+// script, log lines are kept and sleeping takes no time. Link mar_scripted_exchange before the library under
 // test.
 #pragma once
 
@@ -13,13 +13,13 @@ struct Answer {
   uint32_t marker = 1200;  // what the reply starts with
 };
 
-struct ScriptedEngine {
+struct ScriptedExchange {
   std::vector<Answer> script;                  // one per request; behind its end everything succeeds
   std::vector<std::vector<uint8_t>> requests;  // header and payload
   std::vector<std::string> log;                // "component level text"
   int64_t slept_ms = 0;
 };
-extern ScriptedEngine scripted_engine;
+extern ScriptedExchange scripted_exchange;
 
 extern int failing_calloc;  // n: the n-th calloc from now returns null; 0: none
 

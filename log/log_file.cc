@@ -1,0 +1,199 @@
+#include "log/log_file.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <cstdlib>
+
+#include "log/file_calls.h"
+
+namespace {
+
+constexpr int kOpenAttempts = 10;
+constexpr long kMinFileSize = 100;
+constexpr long kMaxFileSize = 100'000'000;
+constexpr off_t kReadLockSize = 2048;
+
+// Takes `count` bytes off the end of the file after a failed append: a torn line must not stay before the
+// next whole one. Only while the file still ends where the append did.
+void take_back(int fd, size_t count) {
+  const off_t end = lseek(fd, 0, SEEK_CUR);
+  struct stat now {};
+  if (end < static_cast<off_t>(count) || fstat(fd, &now) != 0 || now.st_size != end) return;
+  while (ftruncate(fd, end - static_cast<off_t>(count)) == -1 && errno == EINTR) {
+  }
+}
+
+// Appends all of `text` to `fd`, opened for appending, or (a full disk, a size limit) nothing of it.
+void append_whole(int fd, const char* text, size_t length) {
+  size_t written = 0;
+  while (written < length) {
+    const ssize_t count = write(fd, text + written, length - written);
+    if (count > 0) {
+      written += static_cast<size_t>(count);
+    } else if (count == 0 || errno != EINTR) {
+      if (written > 0) take_back(fd, written);
+      return;
+    }
+  }
+}
+
+// Locks (F_LOCK) or unlocks (F_ULOCK) the whole file, waiting for others as long as it takes.
+bool lock_whole(int fd, int operation) {
+  lseek(fd, 0, SEEK_SET);
+  while (lockf(fd, operation, 0) == -1) {
+    if (errno != EINTR) return false;
+  }
+  return true;
+}
+
+long size_of(int fd) {
+  struct stat now {};
+  fstat(fd, &now);
+  return now.st_size;
+}
+
+constexpr char kRollHeader[] = "Previous Log Messages were removed because log_size of %ld was exceeded.\n";
+constexpr size_t kRollHeaderRoom = sizeof kRollHeader + 20;
+
+// How often the newest bytes are read again because other processes have appended meanwhile.
+constexpr int kTailReads = 16;
+
+// Reads the file's newest `keep` bytes into `out` and returns their count; -1 when the file is no longer
+// above `max_size`, since another process has just trimmed it.
+long read_tail(FILE* stream, char* out, long keep, long max_size) {
+  for (int attempt = 1;; ++attempt) {
+    const long size = size_of(fileno(stream));
+    if (size <= max_size || fseek(stream, -keep, SEEK_END) != 0) return -1;
+    const long count = static_cast<long>(fread(out, 1, static_cast<size_t>(keep), stream));
+    const long size_after = size_of(fileno(stream));
+    if (size_after == size || (size_after > size && attempt == kTailReads)) return count;
+  }
+}
+
+// Replaces the file's content by the header and the whole lines of its tail. `room` has kRollHeaderRoom +
+// keep bytes: the header is put right before the kept text, so that one write brings both and no other
+// process's line can come between them.
+void rewrite(FILE* stream, char* room, long keep, long max_size) {
+  char* const tail = room + kRollHeaderRoom;
+  const long count = read_tail(stream, tail, keep, max_size);
+  if (count < 0) return;
+  const size_t tail_length = static_cast<size_t>(count);
+  char* begin = static_cast<char*>(memchr(tail, '\n', tail_length));
+  char* const last = static_cast<char*>(memrchr(tail, '\n', tail_length));
+  char* const end = begin == nullptr ? tail : last + 1;
+  if (begin == nullptr) begin = tail;
+
+  char header[kRollHeaderRoom];
+  const size_t header_length = static_cast<size_t>(snprintf(header, sizeof header, kRollHeader, max_size));
+  begin -= header_length;
+  memcpy(begin, header, header_length);
+
+  while (ftruncate(fileno(stream), 0) == -1) {
+    if (errno != EINTR) return;
+  }
+  append_whole(fileno(stream), begin, static_cast<size_t>(end - begin));
+}
+
+}  // namespace
+
+void LogFileRollOver(const char* name, long max_size, FILE** stream) {
+  // Opened once for reading and appending, and truncated in place: writing from offset 0 would overwrite what
+  // other processes append meanwhile and tear their lines.
+  const int fd = open_path(name, O_RDWR | O_APPEND, 0);
+  if (fd == -1) return;
+  *stream = fdopen(fd, "r+");
+  if (*stream == nullptr) {
+    close(fd);
+    return;
+  }
+  setvbuf(*stream, nullptr, _IONBF, 0);  // the tail in one read, straight into our block
+  const long keep = max_size / 8;
+  char* room = static_cast<char*>(calloc(kRollHeaderRoom + static_cast<size_t>(keep) + 1, 1));
+  if (room != nullptr) rewrite(*stream, room, keep, max_size);
+  free(room);
+  fclose(*stream);
+  *stream = nullptr;
+}
+
+void ZARN_FileSendMessage(const char* name, const char* line) {
+  for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
+    const int fd = open_path(name, O_WRONLY | O_CREAT | O_APPEND, 0666);
+    if (fd != -1) {
+      ZARNLogWriteLock(fd, name, line, strlen(line));
+      close(fd);
+      return;
+    }
+    if (errno == ENOENT) {
+      char* directory = cut_dir(name);
+      create_dir(directory);
+      free(directory);
+    }
+  }
+}
+
+void ZARNLogWriteLock(int fd, const char* /*name*/, const char* buffer, size_t length) {
+  if (!lock_whole(fd, F_LOCK)) return;
+  append_whole(fd, buffer, length);
+  lock_whole(fd, F_ULOCK);
+}
+
+long ZARNLogFileSize(const char* name) {
+  struct stat found {};
+  return stat_path(name, &found) == 0 ? found.st_size : 0;
+}
+
+long ZARNLogCheckFileSize(long size) { return std::clamp(size, kMinFileSize, kMaxFileSize); }
+
+char* ZARN_FileRead(const char* name, unsigned int count) {
+  const int fd = name == nullptr ? -1 : open_path(name, O_RDONLY, 0);
+  if (fd == -1) return nullptr;
+  // A shared lock: lockf asks for an exclusive one, which the system refuses on a file opened for reading.
+  struct flock first_bytes {};
+  first_bytes.l_type = F_RDLCK;
+  first_bytes.l_whence = SEEK_SET;
+  first_bytes.l_len = kReadLockSize;
+  int locked;
+  do {
+    locked = fcntl(fd, F_SETLKW, &first_bytes);
+  } while (locked == -1 && errno == EINTR);
+
+  char* buffer = locked == -1 ? nullptr : static_cast<char*>(calloc(count, 1));
+  for (size_t got = 0; buffer != nullptr && got < count;) {
+    const ssize_t step = read(fd, buffer + got, count - got);
+    if (step > 0) got += static_cast<size_t>(step);
+    if (step == 0 || (step == -1 && errno != EINTR)) break;
+  }
+  close(fd);  // gives the lock back as well
+  return buffer;
+}
+
+void ZARNConvertDirToUnixFormat(char* path) {
+  if (path != nullptr) std::replace(path, path + strlen(path), '\\', '/');
+}
+
+char* cut_dir(const char* path) {
+  const char* last = path == nullptr ? nullptr : strrchr(path, '/');
+  return last == nullptr ? strdup("") : strndup(path, static_cast<size_t>(last - path));
+}
+
+void create_dir(const char* path) {
+  if (path == nullptr) return;
+  char* built = static_cast<char*>(malloc(strlen(path) + 2));
+  if (built == nullptr) return;
+  char* end = built;
+  for (const char* piece = path + strspn(path, "/"); *piece != '\0'; piece += strspn(piece, "/")) {
+    const size_t length = strcspn(piece, "/");
+    *end++ = '/';
+    end = static_cast<char*>(mempcpy(end, piece, length));
+    *end = '\0';
+    piece += length;
+    make_directory(built, 040777);  // failures, an existing directory above all, show when the file is opened
+  }
+  free(built);
+}

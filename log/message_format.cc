@@ -1,0 +1,135 @@
+#include "log/message_format.h"
+
+#include <string.h>
+#include <sys/time.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+
+#include "util/time.h"
+
+namespace {
+
+// A message under construction in a buffer of kMessageBufferSize bytes. Whatever passes its end is cut.
+class MessageText {
+ public:
+  explicit MessageText(char* out) : out_(out) {}
+
+  bool full() const { return length_ == kMaxMessageLength; }
+  void terminate() { out_[length_] = '\0'; }
+
+  void append(const char* text, size_t length) {
+    length = std::min(length, room());
+    memcpy(out_ + length_, text, length);
+    length_ += length;
+  }
+  void append_string(const char* text) {
+    if (text != nullptr) append(text, strnlen(text, room()));
+  }
+  void append_int(int value) {
+    char digits[12];
+    append(digits, static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits));
+  }
+  void append_double(double value) {
+    const int length = snprintf(out_ + length_, room() + 1, "%f", value);
+    if (length > 0) length_ += std::min(static_cast<size_t>(length), room());
+  }
+  // Known gap: as long as there is no codeset to convert to, the units below 0x80 stand for themselves and
+  // every other one becomes "?".
+  void append_wide(const uint16_t* units) {
+    if (units == nullptr) return;
+    for (; *units != 0 && !full(); ++units) {
+      const char character = *units < 0x80 ? static_cast<char>(*units) : '?';
+      append(&character, 1);
+    }
+  }
+
+ private:
+  size_t room() const { return kMaxMessageLength - length_; }
+
+  char* out_;
+  size_t length_ = 0;
+};
+
+// The date of the last line's second. Guarded by the log mutex.
+struct DateOfSecond {
+  time_t second;
+  char text[kLogDateSize];
+};
+constinit DateOfSecond last_date{-1, ""};
+
+const char* date_of(time_t second) {
+  if (second != last_date.second) {
+    last_date.second = second;
+    struct tm broken_down;
+    // A month name that does not fit, as some locales may have it, leaves no date rather than half of one.
+    if (!local_time_of(second, &broken_down) ||
+        strftime(last_date.text, sizeof last_date.text, "%b %d %H:%M:%S", &broken_down) == 0) {
+      last_date.text[0] = '\0';
+    }
+  }
+  return last_date.text;
+}
+
+}  // namespace
+
+bool BuildLogMessage(char* out, int wide, const char* format, va_list args) {
+  if (format == nullptr) return false;
+  MessageText message(out);
+  while (!message.full()) {
+    const size_t run = strcspn(format, "%");
+    message.append(format, run);
+    format += run;
+    if (format[0] == '\0') break;
+    const char conversion = format[1];
+    if (conversion == 'd' || conversion == 'i') {
+      message.append_int(va_arg(args, int));
+    } else if (conversion == 'f') {
+      message.append_double(va_arg(args, double));
+    } else if (conversion == 's' && wide == 1) {
+      message.append_wide(va_arg(args, const uint16_t*));
+    } else if (conversion == 's') {
+      message.append_string(va_arg(args, const char*));
+    } else {
+      break;
+    }
+    format += 2;
+  }
+  message.terminate();
+  return true;
+}
+
+size_t MakeTheWholeLogLine(const char* message, char* line) {
+  // One reading of the clock for date and milliseconds: two could lie on both sides of a second's end and the
+  // stamp would jump back.
+  struct timeval now {};
+  gettimeofday(&now, nullptr);
+  char* end = stpncpy(line, date_of(now.tv_sec), kLogDateSize - 1);
+  const int millis = static_cast<int>(now.tv_usec / 1000);
+  *end++ = ':';
+  *end++ = static_cast<char>('0' + millis / 100);
+  *end++ = static_cast<char>('0' + millis / 10 % 10);
+  *end++ = static_cast<char>('0' + millis % 10);
+  for (int blank = 0; blank < 3; ++blank) *end++ = ' ';
+  const size_t length = strnlen(message, kMaxMessageLength);
+  memcpy(end, message, length);
+  end += length;
+  *end++ = '\n';
+  *end = '\0';
+  return static_cast<size_t>(end - line);
+}
+
+void ZARNLog_JustifyString(const char* text, int mode, char* out, long width) {
+  if (text == nullptr || out == nullptr || width < 1) return;
+  const size_t room = static_cast<size_t>(width);
+  const size_t length = strlen(text);
+  if (length >= room) return;
+  memset(out, ' ', room);
+  out[room] = '\0';
+  size_t start = 0;
+  if (mode == 1) start = room - length;
+  if (mode == 2) start = (room - length) / 2;
+  memcpy(out + start, text, length);
+  if (mode < 0 || mode > 2) out[length] = '\0';
+}
