@@ -70,7 +70,7 @@ std::string request_of(uint8_t code, size_t size, const std::string& pieces) {
   return header + bytes_of(size, pieces);
 }
 
-std::string hex_of(const std::vector<uint8_t>& bytes) {
+std::string hex_of(std::span<const uint8_t> bytes) {
   std::string hex;
   for (const uint8_t byte : bytes) hex += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
   return hex;

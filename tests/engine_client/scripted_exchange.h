@@ -4,6 +4,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -30,4 +31,4 @@ std::string bytes_of(size_t size, const std::string& pieces);
 // The same as the payload behind the header of a request of this process.
 std::string request_of(uint8_t code, size_t size, const std::string& pieces);
 
-std::string hex_of(const std::vector<uint8_t>& bytes);
+std::string hex_of(std::span<const uint8_t> bytes);
