@@ -147,9 +147,23 @@ TEST(Output, FullPipe) {
   EXPECT_TRUE(got == want) << got.size() << " of " << want.size() << " bytes";
 }
 
-TEST(Output, CutsWhatIsTooLong) {
-  const auto body = [] { return say(std::string(2000, 'x').c_str()), 0; };
-  EXPECT_EQ(run_child({}, body), std::string(512, 'x') + "> exit 0, sent\n");
+bool write_haltingly = false;
+
+// Cut to its first 512 bytes; every other write is interrupted and the rest take 7 bytes at most.
+TEST(Output, LongTextInPieces) {
+  std::string text;
+  for (int i = 0; i < 300; ++i) text += std::to_string(i) + " ";
+  const auto body = [&] { return write_haltingly = true, say(text.c_str()), write_haltingly = false, 0; };
+  EXPECT_EQ(run_child({}, body), text.substr(0, 512) + "> exit 0, sent\n");
 }
 
 }  // namespace
+
+extern "C" ssize_t __real_write(int fd, const void* data, size_t size);
+
+extern "C" ssize_t __wrap_write(int fd, const void* data, size_t size) {
+  static int calls = 0;
+  if (!write_haltingly) return __real_write(fd, data, size);
+  errno = EINTR;
+  return ++calls % 2 != 0 ? -1 : __real_write(fd, data, std::min<size_t>(size, 7));
+}
