@@ -1,12 +1,14 @@
 // A command queue laid out by literal numbers, not by the code under test, and access to its raw fields.
 #pragma once
 
+#include <sys/sem.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <vector>
 
 #include "contract/names.h"
+#include "ipc/naming.h"
 #include "ipc/queue.h"
 #include "ipc/shared_memory.h"
 
@@ -14,19 +16,24 @@ using CommandQueue = CIPCQueue<TCLIMessage>;
 
 class MadeQueue {
  public:
-  explicit MadeQueue(uint16_t slots)
-      : slots_(slots), memory_(CLI_IPC_NAME, 12u + 10280u * slots, true), made_(memory_.IsInitialized()) {
+  // `file` is the control file with the instance suffix, where there is one; `slack` bytes follow the last
+  // slot.
+  explicit MadeQueue(uint16_t slots, const char* file = CLI_IPC_NAME, uint32_t slack = 0)
+      : slots_((remove_leftovers(file), slots)),
+        file_(file),
+        memory_(CLI_IPC_NAME, 12u + 10280u * slots + slack, true),
+        made_(memory_.IsInitialized()) {
     u32(4) = slot(0);
     for (uint32_t i = 0; i < slots; ++i) {
       u16(12 + 16 * i + 2) = static_cast<uint16_t>(i + 2);
       u32(12 + 16 * i + 4) = u32(12 + 16 * i + 8) = 0xFFFFFFFF;
       u32(slot(i) + 10260) = i + 1 < slots ? slot(i + 1) : 0;
     }
-    made_ = made_ && semaphores_.implInitialize(CLI_IPC_NAME, slots);
+    made_ = made_ && semaphores_.implInitialize(file, slots);
   }
   ~MadeQueue() {
     semaphores_.implDestroy();
-    unlink(CLI_IPC_NAME);
+    unlink(file_);
   }
 
   bool made() const { return made_; }
@@ -46,7 +53,17 @@ class MadeQueue {
   }
 
  private:
+  // What a killed creator of an earlier test has left, perhaps of another size.
+  static void remove_leftovers(const char* file) {
+    IpcKeys keys;
+    if (!impl_ipc_keys(file, keys)) return;
+    getAndRemoveSharedMemory(keys.segment, 1);
+    const int set = semget(keys.queue_semaphores, 0, 0);
+    if (set != -1) semctl(set, 0, IPC_RMID);
+  }
+
   uint16_t slots_;
+  const char* file_;
   CkesSharedMemory memory_;
   bool made_;
   QueueSemaphores semaphores_;

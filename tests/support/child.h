@@ -3,6 +3,7 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -36,6 +37,11 @@ class Child {
 
   pid_t pid() const { return pid_; }
 
+  // Whether the body has ended, with or without a result.
+  bool ended() const {
+    pollfd end{pipe_, POLLIN, 0};
+    return poll(&end, 1, 0) == 1;
+  }
   // Waits for the end of the body.
   long result() {
     long value = kNoResult;
