@@ -43,7 +43,7 @@ constexpr FaultAction kActions[] = {
      [](FaultEffects& effects, int64_t) { effects.state = IPCQUEUE_CLOSE; }},
     {"destroy", "", "set the queue's state to destroyed instead of answering", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.state = IPCQUEUE_DESTROY; }},
-    {"full", "", "take every free slot after the answer", 0, 0,
+    {"full", "", "keep every slot taken once the answer is read", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.fill_queue = true; }},
     {"withdraw", "", "withdraw the client's head instead of answering", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.withdraw = true; }},

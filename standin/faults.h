@@ -27,7 +27,7 @@ struct FaultEffects {
   int delay_ms = 0;               // before the answer
   bool no_answer = false;
   bool withdraw = false;             // the client's head is withdrawn while it waits; no answer
-  bool fill_queue = false;           // every free slot is taken, after the answer
+  bool fill_queue = false;           // from the answer on every slot that is free is taken
   bool stop = false;                 // the engine ends, after the answer
   Death death = Death::kNone;        // by SIGKILL
   std::optional<TQueueState> state;  // set before the answer, which then cannot be put
@@ -46,7 +46,8 @@ std::span<const FaultAction> fault_actions();
 
 class FaultPlan {
  public:
-  explicit FaultPlan(uint64_t seed = 1) : random_(seed) {}
+  FaultPlan() : FaultPlan(1) {}
+  explicit FaultPlan(uint64_t seed) : random_(seed) {}
 
   // Returns what is wrong with `text`, empty when it has been added.
   std::string Add(std::string_view text);

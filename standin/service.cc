@@ -24,9 +24,14 @@ std::string client_name(_TIPCIdentifier client) {
   return std::to_string(client.process_id) + '/' + std::to_string(client.thread_id);
 }
 
-bool is_nobody(_TIPCIdentifier client) {
-  return CIPCUtils::sameIPCIdentifiers(client, ZARNENGINE_ID) ||
-         CIPCUtils::sameIPCIdentifiers(client, NULL_IPC_ID);
+// Why `client` cannot be answered; empty if it can. An answer to the engine itself would come back as a
+// request.
+std::string unreachable(_TIPCIdentifier client) {
+  if (CIPCUtils::sameIPCIdentifiers(client, ZARNENGINE_ID) ||
+      CIPCUtils::sameIPCIdentifiers(client, NULL_IPC_ID)) {
+    return "it is no client";
+  }
+  return process_is_gone(client.process_id) ? "its process is gone" : "";
 }
 
 void die() {
@@ -47,7 +52,8 @@ std::string StandInEngine::Start() {
   std::string wrong = queue_.Create();
   if (!wrong.empty()) return wrong;
   const FaultEffects effects = options_.faults.AtStart();
-  if (effects.fill_queue) queue_.Fill();
+  full_ = effects.fill_queue;
+  if (full_) queue_.Fill();
   if (effects.state) queue_.SetState(*effects.state);
   return "";
 }
@@ -121,6 +127,17 @@ void StandInEngine::Accept(const TCLIMessage& request) {
 void StandInEngine::AdvanceJobs() {
   blocked_ = false;
   for (auto job = jobs_.begin(); job != jobs_.end();) job = Advance(*job) ? jobs_.erase(job) : std::next(job);
+  if (full_) StayFull();
+}
+
+// Every answer that is read leaves a free slot behind.
+void StandInEngine::StayFull() {
+  if (jobs_.empty() && !queue_.AnswersUnread()) {
+    queue_.Fill();
+  } else {
+    blocked_ = true;
+    rest_us_ = kShortestRestUs;
+  }
 }
 
 // True when there is nothing more to do for the job.
@@ -132,22 +149,21 @@ bool StandInEngine::Advance(Job& job) {
   bool done = true;
   if (effects.state) {
     queue_.SetState(*effects.state);
-  } else if (effects.withdraw) {
-    done = queue_.Withdraw(job.client);
   } else if (!effects.no_answer) {
-    done = PutRecords(job, wrong);
+    wrong = unreachable(job.client);
+    if (wrong.empty()) done = effects.withdraw ? queue_.Withdraw(job.client) : PutRecords(job, wrong);
   }
-  if (!done) wrong = Hopeless(job);
-  if (!done && wrong.empty()) {
+  if (!done && Clock::now() < job.give_up) {
     blocked_ = true;
     return false;
   }
+  if (!done) wrong = "no room for too long";
   if (!wrong.empty()) {
     Tell(Notice::kProblem, "no answer to " + client_name(job.client) + ": " + wrong);
     queue_.Discard(job.client);
   }
   if (effects.death == Death::kAfterAnswer) die();
-  if (effects.fill_queue) queue_.Fill();
+  if (effects.fill_queue) full_ = true;
   if (effects.stop) stop_ = true;
   return true;
 }
@@ -158,10 +174,6 @@ bool StandInEngine::PutRecords(Job& job, std::string& wrong) {
   for (int round = 0; round < queue_.slots(); ++round) {
     if (!job.record_waits && !job.answer.Next(job.record)) return true;
     job.record_waits = true;
-    if (is_nobody(job.client)) {
-      wrong = "its sender is no client";
-      return true;
-    }
     const bool whole = job.record.kind == CLI_SINGLE;
     const long code =
         whole || queue_.HasRoomToSpare() ? queue_.PutAnswer(job.client, job.record) : QUEUE_OVERFLOW;
@@ -177,12 +189,6 @@ bool StandInEngine::PutRecords(Job& job, std::string& wrong) {
   return false;
 }
 
-std::string StandInEngine::Hopeless(const Job& job) const {
-  if (process_is_gone(job.client.process_id)) return "its process is gone";
-  if (Clock::now() >= job.give_up) return "no room for too long";
-  return "";
-}
-
 void StandInEngine::Reap() {
   const int reaped = queue_.Reap();
   if (reaped > 0) Tell(Notice::kDetail, "freed " + std::to_string(reaped) + " heads of dead clients");
@@ -192,6 +198,7 @@ void StandInEngine::Reap() {
 void StandInEngine::End() {
   const auto deadline = Clock::now() + milliseconds(kEndPatienceMs);
   const auto rest = [] { std::this_thread::sleep_for(microseconds(kShortestRestUs)); };
+  full_ = false;
   queue_.Unfill();
   for (TakeRequests(), AdvanceJobs(); !jobs_.empty() && Clock::now() < deadline; AdvanceJobs()) rest();
   queue_.SetState(IPCQUEUE_CLOSE);

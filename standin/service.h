@@ -91,8 +91,8 @@ class StandInEngine {
   void AdvanceJobs();
   bool Advance(Job& job);
   bool PutRecords(Job& job, std::string& wrong);
-  std::string Hopeless(const Job& job) const;
   bool Rest();
+  void StayFull();
   void Reap();
   void End();
   void Tell(Notice notice, const std::string& text) const;
@@ -103,6 +103,7 @@ class StandInEngine {
   std::list<Job> jobs_;
   bool blocked_ = false;  // a job that is due could not be finished in the last round
   int rest_us_ = 0;       // before the next round, while blocked
+  bool full_ = false;     // keeps every slot taken
   uint64_t served_ = 0;
   std::atomic<bool> stop_ = false;
 
