@@ -75,7 +75,8 @@ int32_t EngineModel::Apply(const TCLIMessage& request) {
       state_.listeners.insert(payload_of<RegisterListenerPayload>(request).listener);
       return MAR_OK;
     case CMD_DEREGISTER_LISTENER:
-      return accepted_if(state_.listeners.erase(payload_of<DeregisterListenerPayload>(request).listener) == 1);
+      return accepted_if(state_.listeners.erase(payload_of<DeregisterListenerPayload>(request).listener) ==
+                         1);
     case CMD_SET_LISTENER_FILTER: {
       const auto filter = payload_of<SetListenerFilterPayload>(request);
       std::memcpy(state_.listener_filter.data(), filter.values, sizeof(filter.values));

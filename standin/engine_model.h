@@ -1,5 +1,5 @@
-// What a small engine remembers and how it decides: every request changes the state or is refused. No queue and no
-// output here; one thread.
+// What a small engine remembers and how it decides: every request changes the state or is refused. No queue
+// and no output here; one thread.
 #pragma once
 
 #include <array>
@@ -14,7 +14,8 @@
 #include "contract/message.h"
 #include "contract/payloads.h"
 
-// The number by which a threshold's policy knows it, its identifier block, its own number: what a removal names.
+// The number by which a threshold's policy knows it, its identifier block, its own number: what a removal
+// names.
 using ThresholdKey = std::tuple<uint32_t, std::array<uint8_t, sizeof(TIdentifierBlock)>, uint32_t>;
 
 struct EngineState {
@@ -34,10 +35,11 @@ class EngineModel {
  public:
   static constexpr size_t kMaxRecords = 4096;  // of each kind
 
-  // Applies `request` and returns its result: MAR_OK; MAR_NOTHING_TO_UPLOAD; ZARNERR_UNSUPPORTED for an unknown code;
-  // ZARN_INVALID_PARAMETER for a payload of the wrong size, a value out of range, or something to remove that is
-  // not there; ZARNERR_NOENOUGHMEMORY beyond kMaxRecords. A refused request changes nothing. Adding what is there
-  // already replaces it, as updating does, so that a client which lost its answer can ask again.
+  // Applies `request` and returns its result: MAR_OK; MAR_NOTHING_TO_UPLOAD; ZARNERR_UNSUPPORTED for an
+  // unknown code; ZARN_INVALID_PARAMETER for a payload of the wrong size, a value out of range, or something
+  // to remove that is not there; ZARNERR_NOENOUGHMEMORY beyond kMaxRecords. A refused request changes
+  // nothing. Adding what is there already replaces it, as updating does, so that a client which lost its
+  // answer can ask again.
   int32_t Apply(const TCLIMessage& request);
 
   const EngineState& state() const { return state_; }

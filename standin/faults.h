@@ -3,8 +3,8 @@
 //   *%10:delay=50                   one request in ten is answered 50 ms late
 //   stop-engine:die-after           killed right after its answer to a stop
 //   start:full                      full before the first client comes
-// WHEN is a message name, its code or * for every request; #n picks the n-th of them only, %p each with a chance of p
-// percent, drawn from a seed, so the same requests meet the same faults again.
+// WHEN is a message name, its code or * for every request; #n picks the n-th of them only, %p each with a
+// chance of p percent, drawn from a seed, so the same requests meet the same faults again.
 #pragma once
 
 #include <cstdint>
@@ -26,12 +26,12 @@ struct FaultEffects {
   AnswerShape answer;             // its result is not used
   int delay_ms = 0;               // before the answer
   bool no_answer = false;
-  bool withdraw = false;          // the client's head is withdrawn while it waits; no answer
-  bool fill_queue = false;        // every free slot is taken, after the answer
-  bool stop = false;              // the engine ends, after the answer
-  Death death = Death::kNone;     // by SIGKILL
+  bool withdraw = false;             // the client's head is withdrawn while it waits; no answer
+  bool fill_queue = false;           // from the answer on every slot that is free is taken
+  bool stop = false;                 // the engine ends, after the answer
+  Death death = Death::kNone;        // by SIGKILL
   std::optional<TQueueState> state;  // set before the answer, which then cannot be put
-  std::string remark;             // the faults' own text
+  std::string remark;                // the faults' own text
 };
 
 struct FaultAction {
@@ -46,12 +46,14 @@ std::span<const FaultAction> fault_actions();
 
 class FaultPlan {
  public:
-  explicit FaultPlan(uint64_t seed = 1) : random_(seed) {}
+  FaultPlan() : FaultPlan(1) {}
+  explicit FaultPlan(uint64_t seed) : random_(seed) {}
 
   // Returns what is wrong with `text`, empty when it has been added.
   std::string Add(std::string_view text);
 
-  // What all matching faults do together; of two that contradict each other the later counts. Counts the request.
+  // What all matching faults do together; of two that contradict each other the later counts. Counts the
+  // request.
   FaultEffects ForRequest(uint32_t code);
   FaultEffects AtStart() const;
 

@@ -58,9 +58,11 @@ void put_line(int fd, std::string line) {
 std::string footer() {
   std::string text =
       "A FAULT is WHEN:WHAT[,WHAT...]. WHEN is a message name, its code, * for every request or start;\n"
-      "#N picks the N-th of them only, %P each with a chance of P percent. Faults may be given together.\n\nWHAT:\n";
+      "#N picks the N-th of them only, %P each with a chance of P percent. Faults may be given "
+      "together.\n\nWHAT:\n";
   for (const FaultAction& action : fault_actions()) {
-    std::string item = std::string(action.name) + (action.value.empty() ? "" : "=") + std::string(action.value);
+    std::string item =
+        std::string(action.name) + (action.value.empty() ? "" : "=") + std::string(action.value);
     item.resize(14, ' ');
     text += "  " + item + std::string(action.help) + '\n';
   }
@@ -82,7 +84,9 @@ void define_options(CLI::App& app, Arguments& arguments) {
   app.add_option("--slots", arguments.slots, "Message slots, and heads, of the queue")
       ->check(CLI::Range(1, kMaxSlots))
       ->capture_default_str();
-  app.add_option("--fault", arguments.faults, "Misbehave; may be repeated")->type_name("FAULT")->allow_extra_args(false);
+  app.add_option("--fault", arguments.faults, "Misbehave; may be repeated")
+      ->type_name("FAULT")
+      ->allow_extra_args(false);
   app.add_option("--seed", arguments.seed, "Seed of the faults that come by chance")->capture_default_str();
   app.add_option("--patience", arguments.patience_ms, "How long an answer waits for room")
       ->type_name("MS")
@@ -105,8 +109,7 @@ EngineOptions engine_options(const Arguments& arguments) {
   options.answer_patience_ms = arguments.patience_ms;
   if (!arguments.quiet) {
     options.on_request = [form](const ServedRequest& served) {
-      put_line(STDOUT_FILENO,
-               request_line(form, served.number, served.record, served.result, served.remark));
+      put_line(STDOUT_FILENO, request_line(form, served.number, served.record, served.result, served.remark));
     };
   }
   options.on_dump = [form](const EngineState& state) { put_line(STDOUT_FILENO, state_line(form, state)); };

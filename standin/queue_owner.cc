@@ -52,9 +52,9 @@ std::string QueueOwner::Create() {
   return wrong;
 }
 
-// Makes sure of the file and that what its keys lead to is nobody's. A dead engine's semaphore sets would be replaced
-// anyway, but its segment would be used again if it is no smaller than ours, and then everybody would compute another
-// number of slots from its size.
+// Makes sure of the file and that what its keys lead to is nobody's. A dead engine's semaphore sets would be
+// replaced anyway, but its segment would be used again if it is no smaller than ours, and then everybody
+// would compute another number of slots from its size.
 std::string QueueOwner::TakeControlFile() {
   char built[kSegmentNameLimit + 1];
   CIPCUtils::createIPCName(name_.c_str(), nullptr, kSegmentNameLimit, built);
@@ -77,7 +77,8 @@ std::string QueueOwner::TakeControlFile() {
   return "";
 }
 
-// Until the queue's semaphore set exists no client can open the queue, and until the lock is free none can use it.
+// Until the queue's semaphore set exists no client can open the queue, and until the lock is free none can
+// use it.
 std::string QueueOwner::MakeQueue() {
   const uint64_t size_bytes = kCommandQueueLayout.segment_size_bytes(slots_);
   block_.emplace(name_.c_str(), size_bytes, true);
@@ -92,7 +93,8 @@ std::string QueueOwner::MakeQueue() {
   errno = error;
   if (!made) return failure("the queue's semaphores");
   queue_.emplace(name_.c_str(), true);
-  if (!queue_->IsInitialized() || queue_->Capacity() != slots_) return "the queue was changed while it was made";
+  if (!queue_->IsInitialized() || queue_->Capacity() != slots_)
+    return "the queue was changed while it was made";
   if (queue_->OpenChannel(ZARNENGINE_ID, &engine_key_) != 0) return "the engine's head cannot be opened";
   engine_semaphore_ = static_cast<uint16_t>(kFirstHeadSem + engine_key_);
   return "";
@@ -117,9 +119,16 @@ long QueueOwner::TakeRequest(TCLIMessage& request, bool& taken) {
   return queue_->OpenChannel(ZARNENGINE_ID, &engine_key_);
 }
 
+bool QueueOwner::HasRoomToSpare() {
+  uint16_t items = 0;
+  return block_->Read(offsetof(QueueHeader, itemCount), sizeof(items), &items) == 0 &&
+         items + slots_ / 4 < slots_;
+}
+
 std::vector<_TIPCHeadItem> QueueOwner::Heads() {
   std::vector<_TIPCHeadItem> heads(slots_);
-  if (block_->Read(QueueLayout::kHeadsOffset, heads.size() * sizeof(heads[0]), heads.data()) != 0) heads.clear();
+  if (block_->Read(QueueLayout::kHeadsOffset, heads.size() * sizeof(heads[0]), heads.data()) != 0)
+    heads.clear();
   return heads;
 }
 

@@ -1,5 +1,5 @@
-// The command queue from its owner's side: made exactly as the contract lays it out, kept free of what dead clients
-// leave behind, and taken away again with everything that belongs to it. One thread, but for Wake().
+// The command queue from its owner's side: made exactly as the contract lays it out, kept free of what dead
+// clients leave behind, and taken away again with everything that belongs to it. One thread, but for Wake().
 #pragma once
 
 #include <cstdint>
@@ -15,8 +15,8 @@
 // Whether no process can have this number any more. One that we may not signal lives.
 bool process_is_gone(uint32_t process_id);
 
-// Lays out `size_bytes` of zeros at `base` as an empty command queue: no head claimed, head i with semaphore i + 2, all
-// slots on the free list in order.
+// Lays out `size_bytes` of zeros at `base` as an empty command queue: no head claimed, head i with semaphore
+// i + 2, all slots on the free list in order.
 void lay_out_queue(void* base, uint64_t size_bytes);
 
 class QueueOwner {
@@ -27,26 +27,29 @@ class QueueOwner {
   QueueOwner(const QueueOwner&) = delete;
   QueueOwner& operator=(const QueueOwner&) = delete;
 
-  // Makes control file, segment and semaphore sets in place of those of a dead engine, and opens the engine's head.
-  // The calling process counts as the creator: fork before, not after. Returns what went wrong, with nothing of ours
-  // left behind, or an empty text. A living engine's queue is left alone.
+  // Makes control file, segment and semaphore sets in place of those of a dead engine, and opens the engine's
+  // head. The calling process counts as the creator: fork before, not after. Returns what went wrong, with
+  // nothing of ours left behind, or an empty text. A living engine's queue is left alone.
   std::string Create();
 
-  // Wakes and fails every reader, removes all kernel objects, the control file and, if Create made it and it is empty,
-  // its directory. Create may follow.
+  // Wakes and fails every reader, removes all kernel objects, the control file and, if Create made it and it
+  // is empty, its directory. Create may follow.
   void Remove();
 
-  // Waits until something is put to the engine's head, at most wait_ms; a signal ends it early. False when the queue's
-  // semaphores are gone.
+  // Waits until something is put to the engine's head, at most wait_ms; a signal ends it early. False when
+  // the queue's semaphores are gone.
   bool WaitForRequest(int wait_ms);
   void Wake() { semaphores_.implPut_ID(engine_semaphore_); }  // any thread, between Create and Remove
 
-  // Takes the next request, if there is one; see CIPCQueue::KeyTryGet. A head that has lost its place as a channel is
-  // opened again.
+  // Takes the next request, if there is one; see CIPCQueue::KeyTryGet. A head that has lost its place as a
+  // channel is opened again.
   long TakeRequest(TCLIMessage& request, bool& taken);
 
   long PutAnswer(_TIPCIdentifier client, const TCLIMessage& record) { return queue_->Put(client, record); }
-  void WaitForRoom(int wait_ms) { semaphores_.implGet_ID(kOverflowSem, wait_ms); }  // or until somebody made room
+
+  // Whether a long answer may take another slot: a quarter is left to requests, which do not wait for room.
+  bool HasRoomToSpare();
+
   long SetState(TQueueState state) { return queue_->SetState(state); }
 
   // Frees what dead owners have left in their heads. Returns how many heads that were.

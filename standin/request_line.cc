@@ -53,7 +53,10 @@ Json edge_policy_fields(const EdgePolicyPayload& policy) {
 }
 
 Json threshold_fields(const ThresholdPayload& threshold) {
-  Json fields = {{"a", +threshold.a}, {"b", +threshold.b}, {"c", +threshold.c}, {"d", +threshold.d},
+  Json fields = {{"a", +threshold.a},
+                 {"b", +threshold.b},
+                 {"c", +threshold.c},
+                 {"d", +threshold.d},
                  {"e", +threshold.e}};
   add_definition(fields, threshold.definition);
   return fields;
@@ -130,8 +133,9 @@ std::string request_line(LineForm form, uint64_t number, const TCLIMessage& requ
                          const std::string& remark) {
   const uint32_t code = message_code(request);
   const MessageInfo* message = find_message(code);
-  const bool readable = message != nullptr && request.kind == CLI_SINGLE &&
-                        (message->payload_size_bytes == kAnyPayload || request.length == message->payload_size_bytes);
+  const bool readable =
+      message != nullptr && request.kind == CLI_SINGLE &&
+      (message->payload_size_bytes == kAnyPayload || request.length == message->payload_size_bytes);
   Json fields = readable ? payload_fields(request) : Json{{"length", request.length}, {"kind", request.kind}};
   const std::string name = message != nullptr ? message->name : "unknown-" + std::to_string(code);
   if (form == LineForm::kPlain) {

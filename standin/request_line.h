@@ -1,5 +1,5 @@
-// One line of text, plain or JSON, for each request and for the engine's state. Whatever a request holds, a line is
-// printable ASCII without a line end.
+// One line of text, plain or JSON, for each request and for the engine's state. Whatever a request holds, a
+// line is printable ASCII without a line end.
 #pragma once
 
 #include <cstdint>

@@ -2,7 +2,7 @@
 
 #include <unistd.h>
 
-#include <chrono>
+#include <algorithm>
 #include <csignal>
 #include <thread>
 
@@ -11,21 +11,27 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-using Milliseconds = std::chrono::milliseconds;
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
 
 constexpr int kLookRoundMs = 250;  // how soon a signal and a dead client are noticed
-constexpr int kRoomWaitMs = 10;
+constexpr int kShortestRestUs = 100;
+constexpr int kLongestRestUs = 10000;
 constexpr int kEndPatienceMs = 2000;
-constexpr size_t kMaxBacklog = 4096;  // requests
+constexpr size_t kMaxJobs = 4096;
 
 std::string client_name(_TIPCIdentifier client) {
   return std::to_string(client.process_id) + '/' + std::to_string(client.thread_id);
 }
 
-bool is_nobody(_TIPCIdentifier client) {
-  return CIPCUtils::sameIPCIdentifiers(client, ZARNENGINE_ID) ||
-         CIPCUtils::sameIPCIdentifiers(client, NULL_IPC_ID);
+// Why `client` cannot be answered; empty if it can. An answer to the engine itself would come back as a
+// request.
+std::string unreachable(_TIPCIdentifier client) {
+  if (CIPCUtils::sameIPCIdentifiers(client, ZARNENGINE_ID) ||
+      CIPCUtils::sameIPCIdentifiers(client, NULL_IPC_ID)) {
+    return "it is no client";
+  }
+  return process_is_gone(client.process_id) ? "its process is gone" : "";
 }
 
 void die() {
@@ -44,14 +50,12 @@ void StandInEngine::Tell(Notice notice, const std::string& text) const {
 
 std::string StandInEngine::Start() {
   std::string wrong = queue_.Create();
-  if (wrong.empty()) ApplyAtStart();
-  return wrong;
-}
-
-void StandInEngine::ApplyAtStart() {
+  if (!wrong.empty()) return wrong;
   const FaultEffects effects = options_.faults.AtStart();
-  if (effects.fill_queue) queue_.Fill();
+  full_ = effects.fill_queue;
+  if (full_) queue_.Fill();
   if (effects.state) queue_.SetState(*effects.state);
+  return "";
 }
 
 void StandInEngine::Stop() {
@@ -61,120 +65,128 @@ void StandInEngine::Stop() {
 
 bool StandInEngine::Run() {
   auto next_reaping = Clock::now();
-  bool served_to_the_end = true;
-  while (!stop_) {
-    if (!queue_.WaitForRequest(kLookRoundMs)) {
-      Tell(Notice::kProblem, "somebody took the queue away");
-      served_to_the_end = false;
-      break;
-    }
-    ServeQueued();
+  bool queue_is_ours = true;
+  while (!stop_ && queue_is_ours) {
+    queue_is_ours = Rest();
+    TakeRequests();
+    AdvanceJobs();
     if (Clock::now() < next_reaping) continue;
     Reap();
-    next_reaping = Clock::now() + Milliseconds(kLookRoundMs);
+    next_reaping = Clock::now() + milliseconds(kLookRoundMs);
   }
+  if (!queue_is_ours) Tell(Notice::kProblem, "somebody took the queue away");
   End();
-  return served_to_the_end;
+  return queue_is_ours;
 }
 
-// Everything that is queued, whether posted or not, in the order of arrival.
-void StandInEngine::ServeQueued() {
-  do {
-    Collect();
-    if (backlog_.empty()) return;
-    const TCLIMessage request = backlog_.front();
-    backlog_.pop_front();
-    Serve(request);
-  } while (!stop_);
+// Waits for the next request, for a late answer to come due, or, when an answer finds no room, a moment.
+// False when the queue is gone.
+bool StandInEngine::Rest() {
+  if (blocked_) {
+    std::this_thread::sleep_for(microseconds(rest_us_));
+    rest_us_ = std::min(2 * rest_us_, kLongestRestUs);
+    return true;
+  }
+  rest_us_ = kShortestRestUs;
+  auto wait = milliseconds(kLookRoundMs);
+  for (const Job& job : jobs_) wait = std::min(wait, std::chrono::ceil<milliseconds>(job.due - Clock::now()));
+  return queue_.WaitForRequest(static_cast<int>(std::max(wait, milliseconds(0)).count()));
 }
 
-// Moves what is queued for the engine to the backlog: its slots are what answers need.
-void StandInEngine::Collect() {
-  while (backlog_.size() < kMaxBacklog) {
+// Empties the engine's head, whether its items were posted or not: their slots are what answers need.
+void StandInEngine::TakeRequests() {
+  while (jobs_.size() < kMaxJobs) {
     TCLIMessage request;
     bool taken = false;
     const long code = queue_.TakeRequest(request, taken);
     if (code != 0) Tell(Notice::kProblem, "taking a request failed with " + std::to_string(code));
     if (!taken) return;
-    backlog_.push_back(request);
+    Accept(request);
   }
 }
 
-void StandInEngine::Serve(const TCLIMessage& request) {
+void StandInEngine::Accept(const TCLIMessage& request) {
   const uint32_t code = message_code(request);
-  const FaultEffects effects = options_.faults.ForRequest(code);
-  ServedRequest served{++served_, request, 0, effects.remark};
-  served.result = effects.result ? *effects.result : model_.Apply(request);
+  FaultEffects effects = options_.faults.ForRequest(code);
+  const int32_t result = effects.result ? *effects.result : model_.Apply(request);
+  effects.answer.result = result;
+  effects.stop = effects.stop || model_.stop_requested();
+  const ServedRequest served{++served_, request, result, effects.remark};
   if (options_.on_request) options_.on_request(served);
-  if (options_.on_dump && code == CMD_DUMP && served.result == MAR_OK) options_.on_dump(model_.state());
-  AnswerShape shape = effects.answer;
-  shape.result = served.result;
+  if (options_.on_dump && code == CMD_DUMP && result == MAR_OK) options_.on_dump(model_.state());
   if (options_.keep_requests) {
     const std::lock_guard<std::mutex> lock(requests_mutex_);
-    requests_.push_back(std::move(served));
+    requests_.push_back(served);
   }
+  const auto due = Clock::now() + milliseconds(effects.delay_ms);
+  const auto give_up = due + milliseconds(options_.answer_patience_ms);
+  Answer answer(request, effects.answer);
+  jobs_.push_back({request.sender, std::move(effects), std::move(answer), due, give_up});
+}
 
-  Pause(effects.delay_ms);
+void StandInEngine::AdvanceJobs() {
+  blocked_ = false;
+  for (auto job = jobs_.begin(); job != jobs_.end();) job = Advance(*job) ? jobs_.erase(job) : std::next(job);
+  if (full_) StayFull();
+}
+
+// Every answer that is read leaves a free slot behind.
+void StandInEngine::StayFull() {
+  if (jobs_.empty() && !queue_.AnswersUnread()) {
+    queue_.Fill();
+  } else {
+    blocked_ = true;
+    rest_us_ = kShortestRestUs;
+  }
+}
+
+// True when there is nothing more to do for the job.
+bool StandInEngine::Advance(Job& job) {
+  if (Clock::now() < job.due) return false;
+  const FaultEffects& effects = job.effects;
   if (effects.death == Death::kBeforeAnswer) die();
-  if (effects.state) queue_.SetState(*effects.state);
-  if (effects.withdraw) {
-    WithdrawHead(request.sender);
-  } else if (!effects.no_answer && !effects.state) {
-    SendAnswer(request, shape);
+  std::string wrong;
+  bool done = true;
+  if (effects.state) {
+    queue_.SetState(*effects.state);
+  } else if (!effects.no_answer) {
+    wrong = unreachable(job.client);
+    if (wrong.empty()) done = effects.withdraw ? queue_.Withdraw(job.client) : PutRecords(job, wrong);
+  }
+  if (!done && Clock::now() < job.give_up) {
+    blocked_ = true;
+    return false;
+  }
+  if (!done) wrong = "no room for too long";
+  if (!wrong.empty()) {
+    Tell(Notice::kProblem, "no answer to " + client_name(job.client) + ": " + wrong);
+    queue_.Discard(job.client);
   }
   if (effects.death == Death::kAfterAnswer) die();
-  if (effects.fill_queue) queue_.Fill();
-  if (effects.stop || model_.stop_requested()) stop_ = true;
+  if (effects.fill_queue) full_ = true;
+  if (effects.stop) stop_ = true;
+  return true;
 }
 
-void StandInEngine::SendAnswer(const TCLIMessage& request, const AnswerShape& shape) {
-  const _TIPCIdentifier client = request.sender;
-  std::string wrong;
-  if (is_nobody(client)) {
-    wrong = "its sender is no client";
-  } else if (process_is_gone(client.process_id)) {
-    wrong = "its sender is gone";
+// Puts what there is room for, in one round no more than the queue holds. True when all is put or, for the
+// reason given in `wrong`, never will be.
+bool StandInEngine::PutRecords(Job& job, std::string& wrong) {
+  for (int round = 0; round < queue_.slots(); ++round) {
+    if (!job.record_waits && !job.answer.Next(job.record)) return true;
+    job.record_waits = true;
+    const bool whole = job.record.kind == CLI_SINGLE;
+    const long code =
+        whole || queue_.HasRoomToSpare() ? queue_.PutAnswer(job.client, job.record) : QUEUE_OVERFLOW;
+    if (code == QUEUE_OVERFLOW) return false;
+    if (code != 0) {
+      wrong = "putting it failed with " + std::to_string(code);
+      return true;
+    }
+    job.record_waits = false;
+    job.give_up = Clock::now() + milliseconds(options_.answer_patience_ms);
+    rest_us_ = kShortestRestUs;
   }
-  Answer answer(request, shape);
-  TCLIMessage record;
-  while (wrong.empty() && answer.Next(record)) {
-    if (!PutRecord(client, record, wrong)) queue_.Discard(client);
-  }
-  if (!wrong.empty()) Tell(Notice::kProblem, "no answer to " + client_name(client) + ": " + wrong);
-}
-
-// Puts one record of an answer, waiting for room (or for a free head) while there is hope. What waits in the engine's own
-// head is taken out meanwhile, and dead clients' heads are freed.
-bool StandInEngine::PutRecord(_TIPCIdentifier client, const TCLIMessage& record, std::string& wrong) {
-  const auto deadline = Clock::now() + Milliseconds(options_.answer_patience_ms);
-  for (;;) {
-    const long code = queue_.PutAnswer(client, record);
-    if (code == 0) return true;
-    if (code != QUEUE_OVERFLOW) wrong = "putting it failed with " + std::to_string(code);
-    if (stop_) wrong = "the engine ends";
-    if (Clock::now() >= deadline) wrong = "there is no room for it";
-    if (process_is_gone(client.process_id)) wrong = "its sender has gone";
-    if (!wrong.empty()) return false;
-    Collect();
-    Reap();
-    queue_.WaitForRoom(kRoomWaitMs);
-  }
-}
-
-// The reader must be waiting: before, its head's state would be overwritten when it begins to.
-void StandInEngine::WithdrawHead(_TIPCIdentifier client) {
-  while (!stop_ && !process_is_gone(client.process_id)) {
-    if (queue_.Withdraw(client)) return;
-    Pause(1);
-  }
-}
-
-void StandInEngine::Pause(int duration_ms) const {
-  const auto end = Clock::now() + Milliseconds(duration_ms);
-  while (!stop_ && Clock::now() < end) {
-    const auto left = std::chrono::duration_cast<Milliseconds>(end - Clock::now()) + Milliseconds(1);
-    std::this_thread::sleep_for(std::min(left, Milliseconds(kRoomWaitMs)));
-  }
+  return false;
 }
 
 void StandInEngine::Reap() {
@@ -182,12 +194,15 @@ void StandInEngine::Reap() {
   if (reaped > 0) Tell(Notice::kDetail, "freed " + std::to_string(reaped) + " heads of dead clients");
 }
 
-// No more requests; those who have been answered may still read.
+// What has been asked is still answered, and those who have been answered may still read.
 void StandInEngine::End() {
+  const auto deadline = Clock::now() + milliseconds(kEndPatienceMs);
+  const auto rest = [] { std::this_thread::sleep_for(microseconds(kShortestRestUs)); };
+  full_ = false;
   queue_.Unfill();
+  for (TakeRequests(), AdvanceJobs(); !jobs_.empty() && Clock::now() < deadline; AdvanceJobs()) rest();
   queue_.SetState(IPCQUEUE_CLOSE);
-  const auto deadline = Clock::now() + Milliseconds(kEndPatienceMs);
-  while (queue_.AnswersUnread() && Clock::now() < deadline) std::this_thread::sleep_for(Milliseconds(1));
+  while (queue_.AnswersUnread() && Clock::now() < deadline) rest();
   queue_.Remove();
 }
 

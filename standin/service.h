@@ -1,4 +1,5 @@
-// The stand-in engine: owns the command queue, decides requests and answers each exactly once, or misbehaves as told.
+// The stand-in engine: owns the command queue, decides requests and answers each exactly once, or misbehaves
+// as told.
 //
 //   StandInEngine engine(options);
 //   engine.Start();                                     // from here on clients can come
@@ -7,13 +8,15 @@
 //   engine.Stop();
 //   server.join();                                      // all kernel objects and files are gone
 //
-// Requests are served one after the other; a delayed or long answer holds up the next.
+// Requests are decided in the order in which they come. Their answers do not hold each other up: one that is
+// late, long or finds no room is carried on beside the others.
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
-#include <deque>
 #include <functional>
+#include <list>
 #include <mutex>
 #include <string>
 #include <vector>
@@ -56,8 +59,9 @@ class StandInEngine {
   // Makes the queue. Returns what went wrong, or an empty text. The calling process is the queue's creator.
   std::string Start();
 
-  // Serves until it is stopped by Stop, an accepted stop request or a fault, then waits up to 2 seconds until living
-  // clients have read their answers, and removes the queue. False when somebody took the queue away.
+  // Serves until it is stopped by Stop, an accepted stop request or a fault; then finishes what it has been
+  // asked, gives living clients time to read it, 2 seconds at most for both, and removes the queue. False
+  // when somebody else took the queue away.
   bool Run();
 
   // Ends Run. Any thread, after Start and before the engine goes.
@@ -69,22 +73,37 @@ class StandInEngine {
   std::vector<ServedRequest> Requests() const;  // any thread
 
  private:
-  void ServeQueued();
-  void Collect();
-  void Serve(const TCLIMessage& request);
-  void SendAnswer(const TCLIMessage& request, const AnswerShape& shape);
-  bool PutRecord(_TIPCIdentifier client, const TCLIMessage& record, std::string& wrong);
-  void WithdrawHead(_TIPCIdentifier client);
-  void ApplyAtStart();
-  void End();
-  void Pause(int duration_ms) const;
+  using Clock = std::chrono::steady_clock;
+
+  // An answer under way.
+  struct Job {
+    _TIPCIdentifier client;
+    FaultEffects effects;
+    Answer answer;
+    Clock::time_point due;      // not before
+    Clock::time_point give_up;  // moves on with every record that is put
+    TCLIMessage record = {};
+    bool record_waits = false;  // for room
+  };
+
+  void TakeRequests();
+  void Accept(const TCLIMessage& request);
+  void AdvanceJobs();
+  bool Advance(Job& job);
+  bool PutRecords(Job& job, std::string& wrong);
+  bool Rest();
+  void StayFull();
   void Reap();
+  void End();
   void Tell(Notice notice, const std::string& text) const;
 
   EngineOptions options_;
   QueueOwner queue_;
   EngineModel model_;
-  std::deque<TCLIMessage> backlog_;  // taken from the queue to make room, not served yet
+  std::list<Job> jobs_;
+  bool blocked_ = false;  // a job that is due could not be finished in the last round
+  int rest_us_ = 0;       // before the next round, while blocked
+  bool full_ = false;     // keeps every slot taken
   uint64_t served_ = 0;
   std::atomic<bool> stop_ = false;
 
