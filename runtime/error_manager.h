@@ -24,10 +24,12 @@ class CkesErrorManager {
   // the code of CkesThreadLibrary::CreateNewKey or of RegisterThread.
   static long Initialize();
 
-  static long SetError(long code, const char* location);  // both texts: literals, kept by address
-  static long AddFunction(const char* name);  // can also give kErrorTrailFull, the name being added
+  // The same on the calling thread's stack: see CkesErrorStack, also for the texts, which must be literals.
+  // AddFunction can give kErrorTrailFull too, the name having been added.
+  static long SetError(long code, const char* location);
+  static long AddFunction(const char* name);
   static long GetError(long* code);
-  static long GetStackDump(char* buffer, int size);  // as CkesErrorStack::GetStackDump
+  static long GetStackDump(char* buffer, int size);
   static long GetStack(CkesErrorStack& copy);
 
   // Gives the calling thread a stack. Can give kErrorManagerNotInitialised, kErrorStackExists,
