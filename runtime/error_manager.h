@@ -1,7 +1,6 @@
 // Finds the calling thread's error stack. A failing function calls SetError with its code and its location
-// text
-// ("CkesMutex::Lock()"); each caller that passes the failure on calls AddFunction with its own; whoever
-// handles it reads the code and a dump of the trail.
+// text, such as "CkesMutex::Lock()"; each caller that passes the failure on calls AddFunction with its own;
+// whoever handles it reads the code and a dump of the trail.
 //
 // The main thread gets its stack when the runtime is initialised and a CkesThread when it starts; any other
 // thread registers itself first and unregisters itself before it ends, for nothing else frees its stack.
