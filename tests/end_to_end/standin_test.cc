@@ -106,7 +106,8 @@ TEST(Standin, SurvivesAClientKilledAtAnyStep) {
     status = t1.status();
     ASSERT_TRUE(status == 128 + SIGKILL || status == 0) << status;
     // The engine itself holds it now and then.
-    ASSERT_TRUE(eventually([&] { return semctl(engine.lock_set, kLockSem, GETVAL) == 0; })) << "step " << step;
+    ASSERT_TRUE(eventually([&] { return semctl(engine.lock_set, kLockSem, GETVAL) == 0; }))
+        << "step " << step;
     ASSERT_EQ(dump_output(), "mar_dump worked!\n") << "step " << step;
   }
   EXPECT_GT(step, 13) << "an exchange has more semaphore operations";
