@@ -138,12 +138,11 @@ int32_t UpdateThreshold() {
 }
 
 int32_t RemoveThreshold() {
-  const TPolicyDefinition& definition = ADD_THRESHES.record[0].definition;
   return run({"Remove a Threshold here!", "Removed threshold successfully!",
               "\aERROR: Remove threshold failed [", "]", 0},
-             [&definition] {
-               return mar_remove_threshold(definition.numbers[2], &definition.identifier,
-                                           definition.numbers[1]);
+             [] {
+               const TPolicyDefinition& sample = ADD_THRESHES.record[0].definition;
+               return mar_remove_threshold(sample.numbers[2], &sample.identifier, sample.numbers[1]);
              });
 }
 

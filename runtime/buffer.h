@@ -19,14 +19,12 @@ class CkesBuffer {
   [[nodiscard]] bool Set(const unsigned char* text);
 
   // Adds a copy of `size` bytes, which may lie in this buffer; null with a size of 0 or more adds nothing.
-  // Takes amortised constant time per byte. False, nothing changed: as for Set, or more than INT_MAX bytes in
-  // all.
+  // Amortised constant time per byte. False, nothing changed: as for Set, or past INT_MAX bytes in all.
   [[nodiscard]] bool Append(const unsigned char* bytes, int size);
   // A NUL-terminated text, its terminator included, so a zero stays between two appended texts.
   [[nodiscard]] bool Append(const unsigned char* text);
 
-  // Assignment is Set and += is Append, their results ignored; so assigning a copy of no bytes changes
-  // nothing.
+  // Set and Append, their results ignored; so assigning a copy of no bytes changes nothing.
   CkesBuffer& operator=(const CkesBuffer& other);
   CkesBuffer& operator+=(const CkesBuffer& other);
 

@@ -84,6 +84,6 @@ long CkesErrorManager::NewThread() {
   std::unique_ptr<CkesErrorStack> stack(new (std::nothrow) CkesErrorStack);
   if (stack == nullptr) return kErrorStackNoMemory;
   if (CkesThreadLibrary::SetKeyValue(VKey, stack.get()) != 0) return kErrorStackNotStored;
-  stack.release();  // the key's value owns it now
+  (void)stack.release();  // the key's value owns it now
   return 0;
 }

@@ -1,7 +1,6 @@
 // Finds the calling thread's error stack. A failing function calls SetError with its code and its location
-// text
-// ("CkesMutex::Lock()"); each caller that passes the failure on calls AddFunction with its own; whoever
-// handles it reads the code and a dump of the trail.
+// text, such as "CkesMutex::Lock()"; each caller that passes the failure on calls AddFunction with its own;
+// whoever handles it reads the code and a dump of the trail.
 //
 // The main thread gets its stack when the runtime is initialised and a CkesThread when it starts; any other
 // thread registers itself first and unregisters itself before it ends, for nothing else frees its stack.
@@ -24,10 +23,12 @@ class CkesErrorManager {
   // the code of CkesThreadLibrary::CreateNewKey or of RegisterThread.
   static long Initialize();
 
-  static long SetError(long code, const char* location);  // both texts: literals, kept by address
-  static long AddFunction(const char* name);  // can also give kErrorTrailFull, the name being added
+  // The same on the calling thread's stack: see CkesErrorStack, also for the texts, which must be literals.
+  // AddFunction can give kErrorTrailFull too, the name having been added.
+  static long SetError(long code, const char* location);
+  static long AddFunction(const char* name);
   static long GetError(long* code);
-  static long GetStackDump(char* buffer, int size);  // as CkesErrorStack::GetStackDump
+  static long GetStackDump(char* buffer, int size);
   static long GetStack(CkesErrorStack& copy);
 
   // Gives the calling thread a stack. Can give kErrorManagerNotInitialised, kErrorStackExists,

@@ -1,9 +1,8 @@
 // A flag that threads wait for until another signals it.
-//   manual reset  Signal releases every waiter and the flag stays up, so that later waits pass, until Reset.
+//   manual reset  Signal releases every waiter and the flag stays up, so that later waits pass, until
+//                 Reset.
 //   auto reset    Signal releases at most one waiter and leaves the flag down: with nobody waiting it is
-//   lost.
-//                 Only an event constructed with its flag up lets a Wait pass, one, which takes the flag
-//                 down.
+//                 lost. Only a flag that was up from the start lets a Wait pass, one, which takes it down.
 #pragma once
 
 #include <pthread.h>
@@ -37,8 +36,7 @@ class CkesEvent {
   bool IsInitialized() const { return initialized; }
 
   // Both wait at most once and do not look at the flag again: like the condition variable below them, they
-  // may return 0 without a signal. Both are cancellation points and leave the event usable for others when
-  // cancelled.
+  // may return 0 without a signal. Both are cancellation points; a cancelled wait leaves the event usable.
   long Wait();
   // Gives kEventTimedOut after `wait_ms`, counted from the start of the current second and so up to a second
   // early. A negative time is 0, which never waits.

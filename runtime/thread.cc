@@ -34,7 +34,13 @@ CkesThread::CkesThread(const char* text) : CkesThread() {
   name[length] = '\0';
 }
 
-CkesThread::~CkesThread() = default;
+CkesThread::~CkesThread() {
+  int expected = THREAD_READY;
+  if (!state.compare_exchange_strong(expected, THREAD_ENDED)) return;
+  // Never started. Destroying the event while its thread waits on it would not return.
+  startEvent.Signal();
+  implJoin();
+}
 
 long CkesThread::GetID(unsigned long* out) const {
   if (state == THREAD_INVALID) return record_failure(kThreadWrongState, "CkesThread::GetID()");
@@ -96,7 +102,7 @@ void* CkesThread::StartRoutine(void* self) {
     thread->startEvent.Wait();
     now = thread->state;
   } while (now == THREAD_INVALID || now == THREAD_READY);
-  thread->Run();
+  if (now == THREAD_RUNNING) thread->Run();
   thread->state = THREAD_ENDED;  // from here on the object may be gone
   return nullptr;
 }

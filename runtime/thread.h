@@ -2,14 +2,13 @@
 // derived class's Run.
 //
 // Traps that belong to the contract:
-//   - The destructor neither joins nor cancels. The object must outlive its thread's use of it: destroy it
-//   after
-//     Join, or when the state is THREAD_ENDED because Run returned. One that was never started has a thread
-//     that waits for ever, and joining or destroying it does so too.
-//   - Start the thread only when the derived object is complete, never from a constructor.
+//   - The destructor neither joins nor cancels a thread that was started. The object must outlive its
+//     thread's use of it: destroy it after Join, or when it is THREAD_ENDED because Run returned.
+//   - Start the thread only when the derived object is complete, never from a constructor. Join on one
+//     that was never started waits for ever.
 //   - Join on a thread that has ended returns without reaping it. A caller that starts many calls
-//   pthread_join
-//     with GetID's id instead; so does one that must know that a thread is gone after Terminate.
+//     pthread_join with GetID's id instead; so does one that must know that a thread is gone after
+//     Terminate.
 #pragma once
 
 #include <atomic>
@@ -37,9 +36,9 @@ enum TThreadPriority : int {};
 class CkesThread {
  public:
   CkesThread();  // named "Unnamed"
-  // Keeps a copy of the text's first 33 characters. Without a thread, or of a null text, the name is
-  // "Unnamed".
+  // Keeps a copy of the text's first 33 characters; "Unnamed" without a thread, or of a null text.
   explicit CkesThread(const char* text);
+  // Lets a thread that was never started end without Run, and waits for that.
   virtual ~CkesThread();
   CkesThread(const CkesThread&) = delete;
   CkesThread& operator=(const CkesThread&) = delete;

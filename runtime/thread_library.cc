@@ -45,7 +45,7 @@ long CkesThreadLibrary::GetCurrentThreadName(char* out) {
   if (!Ready()) return kThreadLibraryNotInitialised;
   const char* name = GetThreadName();
   if (name == nullptr) return record_failure(kThreadHasNoName, "CkesThreadLibrary::GetCurrentThreadName()");
-  strcpy(out, name);
+  memcpy(out, name, strlen(name) + 1);
   return 0;
 }
 

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "tests/engine_client/scripted_engine.h"
+#include "tests/engine_client/scripted_exchange.h"
 
 TEST(TypeTable, HasTheseRowsInThisOrder) {
   const uint32_t codes[] = {150, 151, 109, 113, 101, 116, 117, 118, 119, 120, 121,
@@ -13,13 +13,13 @@ TEST(TypeTable, HasTheseRowsInThisOrder) {
   for (const uint32_t code : codes) {
     EXPECT_EQ(row->code, code);
     EXPECT_EQ(get_command(code), row) << code;
-    EXPECT_EQ(row->write, code == 151 ? ARMDummyWrite : DefaultWrite) << code;
-    EXPECT_EQ(row->read, code >= 150 ? nullptr : DefaultRead) << code;
-    EXPECT_EQ(row->match, nullptr) << code;
+    // No references to the pointers: the rows are packed on 4 bytes.
+    EXPECT_TRUE(row->write == (code == 151 ? ARMDummyWrite : DefaultWrite)) << code;
+    EXPECT_TRUE(row->read == (code >= 150 ? nullptr : DefaultRead)) << code;
+    EXPECT_TRUE(row->match == nullptr) << code;
     ++row;
   }
   EXPECT_EQ(row->code, 0u);
-  EXPECT_EQ(row->write, nullptr);
   EXPECT_EQ(sizeof *row, 28u);
   EXPECT_EQ(get_command(0), nullptr);
   EXPECT_EQ(get_command(100), nullptr);

@@ -21,7 +21,7 @@ void* operator new[](size_t size, const std::nothrow_t&) noexcept {
 
 namespace {
 
-using std::string_literals::operator""s;
+using namespace std::string_literals;
 
 const unsigned char* bytes(const char* text) { return reinterpret_cast<const unsigned char*>(text); }
 
@@ -71,12 +71,12 @@ TEST(Buffer, TakesItsOwnBytes) {
 
 // A copy of no bytes has data, and assigning it is refused; the empty buffer has none, and empties.
 TEST(Buffer, CopiesAndAssignments) {
-  const CkesBuffer empty, copy_of_empty(empty);
+  const CkesBuffer empty;
   CkesBuffer buffer(bytes("ab"), 2);
-  buffer = copy_of_empty;
+  buffer = CkesBuffer(empty);
   EXPECT_EQ(contents(CkesBuffer(buffer)), "ab");
   buffer = empty;
-  EXPECT_EQ(buffer.GetLength(), 0);
+  EXPECT_TRUE(buffer == empty);
   EXPECT_EQ(CkesBuffer(nullptr, 4).GetLength(), 0);
   EXPECT_EQ(CkesBuffer(bytes("ab"), -1).GetLength(), 0);
 }
@@ -102,7 +102,8 @@ TEST(Buffer, GrowsInFewSteps) {
   arrays_made = 0;
   for (int i = 0; i < 2000; ++i) ASSERT_TRUE(buffer.Append(part.data(), 10240));
   EXPECT_LE(arrays_made, 12);
-  EXPECT_EQ(contents(buffer), std::string(20'480'000, 'p'));
+  EXPECT_EQ(buffer.GetLength(), 20'480'000);
+  EXPECT_EQ(contents(buffer).find_first_not_of('p'), std::string::npos);
 }
 
 TEST(Buffer, WithoutMemoryNothingChanges) {

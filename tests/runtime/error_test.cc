@@ -46,6 +46,7 @@ TEST(ErrorStack, DumpLeavesOutWhatDoesNotFit) {
   char untouched = 'x';
   stack.GetStackDump(&untouched, 0);
   EXPECT_EQ(untouched, 'x');
+  EXPECT_STREQ(stack.GetNextFunction(), "ef");
   stack.GetStackDump(nullptr, 100);  // starts the iteration all the same
   EXPECT_STREQ(stack.GetNextFunction(), "ef");
 }

@@ -1,9 +1,10 @@
 // Stands where the exchange, the engine log and the clock stand: requests are kept, answers come from a
-// script, log lines are kept and sleeping takes no time. Link mar_scripted_engine before the library under
+// script, log lines are kept and sleeping takes no time. Link mar_scripted_exchange before the library under
 // test.
 #pragma once
 
 #include <cstdint>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -13,13 +14,13 @@ struct Answer {
   uint32_t marker = 1200;  // what the reply starts with
 };
 
-struct ScriptedEngine {
+struct ScriptedExchange {
   std::vector<Answer> script;                  // one per request; behind its end everything succeeds
   std::vector<std::vector<uint8_t>> requests;  // header and payload
   std::vector<std::string> log;                // "component level text"
   int64_t slept_ms = 0;
 };
-extern ScriptedEngine scripted_engine;
+extern ScriptedExchange scripted_exchange;
 
 extern int failing_calloc;  // n: the n-th calloc from now returns null; 0: none
 
@@ -30,4 +31,4 @@ std::string bytes_of(size_t size, const std::string& pieces);
 // The same as the payload behind the header of a request of this process.
 std::string request_of(uint8_t code, size_t size, const std::string& pieces);
 
-std::string hex_of(const std::vector<uint8_t>& bytes);
+std::string hex_of(std::span<const uint8_t> bytes);

@@ -1,4 +1,4 @@
-#include "tests/engine_client/scripted_engine.h"
+#include "tests/engine_client/scripted_exchange.h"
 
 #include <unistd.h>
 
@@ -14,7 +14,7 @@
 #include "engine_client/exchange.h"
 #include "log/engine_log.h"
 
-ScriptedEngine scripted_engine;
+ScriptedExchange scripted_exchange;
 int failing_calloc = 0;
 
 extern "C" void* __real_calloc(size_t count, size_t size_bytes);
@@ -25,9 +25,9 @@ extern "C" void* __wrap_calloc(size_t count, size_t size_bytes) {
 }
 
 int zarn_send_and_rcv(const unsigned char* request, int length, unsigned char* reply) {
-  const auto& script = scripted_engine.script;
-  const size_t turn = scripted_engine.requests.size();
-  scripted_engine.requests.emplace_back(request, request + length);
+  const auto& script = scripted_exchange.script;
+  const size_t turn = scripted_exchange.requests.size();
+  scripted_exchange.requests.emplace_back(request, request + length);
   const Answer answer = turn < script.size() ? script[turn] : Answer{};
   std::memset(reply, 0, CLI_MAX_BUFFER_SIZE);
   put_be32(reply, answer.marker);
@@ -41,12 +41,12 @@ long ZARNLog(long component, int level, const char* format, ...) {
   va_start(values, format);
   vsnprintf(text, sizeof text, format, values);
   va_end(values);
-  scripted_engine.log.push_back(std::to_string(component) + " " + std::to_string(level) + " " + text);
+  scripted_exchange.log.push_back(std::to_string(component) + " " + std::to_string(level) + " " + text);
   return 0;
 }
 
 extern "C" int __wrap_nanosleep(const timespec* wanted, timespec*) {
-  scripted_engine.slept_ms += wanted->tv_sec * 1000 + wanted->tv_nsec / 1000000;
+  scripted_exchange.slept_ms += wanted->tv_sec * 1000 + wanted->tv_nsec / 1000000;
   return 0;
 }
 
@@ -70,7 +70,7 @@ std::string request_of(uint8_t code, size_t size, const std::string& pieces) {
   return header + bytes_of(size, pieces);
 }
 
-std::string hex_of(const std::vector<uint8_t>& bytes) {
+std::string hex_of(std::span<const uint8_t> bytes) {
   std::string hex;
   for (const uint8_t byte : bytes) hex += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
   return hex;
