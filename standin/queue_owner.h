@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "contract/message.h"
+#include "ipc/naming.h"
 #include "ipc/queue.h"
 #include "ipc/queue_semaphores.h"
 #include "ipc/shared_memory.h"
@@ -33,7 +34,7 @@ class QueueOwner {
   std::string Create();
 
   // Wakes and fails every reader, removes all kernel objects, the control file and, if Create made it and it
-  // is empty, its directory. Create may follow.
+  // is empty, its directory. Only detaches when another engine has taken the name over. Create may follow.
   void Remove();
 
   // Waits until something is put to the engine's head, at most wait_ms; a signal ends it early. False when
@@ -78,6 +79,7 @@ class QueueOwner {
   uint16_t slots_;
   std::string control_file_;  // ours to remove; as built for this instance
   std::string made_directory_;
+  IpcKeys keys_{};
   std::optional<CkesSharedMemory> block_;  // the creator's handle
   QueueSemaphores semaphores_;
   std::optional<CIPCQueue<TCLIMessage>> queue_;

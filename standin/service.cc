@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "ipc/naming.h"
+#include "runtime/thread_library.h"
 #include "standin/messages.h"
 
 namespace {
@@ -49,6 +50,7 @@ void StandInEngine::Tell(Notice notice, const std::string& text) const {
 }
 
 std::string StandInEngine::Start() {
+  CkesThreadLibrary::Initialize();  // here, before there can be a serving thread that would be taken for the main one
   std::string wrong = queue_.Create();
   if (!wrong.empty()) return wrong;
   const FaultEffects effects = options_.faults.AtStart();

@@ -87,6 +87,16 @@ TEST(QueueOwner, LeavesALivingEngineAloneAndReplacesADeadOne) {
   EXPECT_EQ(kernel_objects(), 3);
 }
 
+TEST(QueueOwner, LeavesItsSuccessorAlone) {
+  QueueOwner owner(CLI_IPC_NAME, 2);
+  ASSERT_EQ(owner.Create(), "");
+  CkesSharedMemory successor(CLI_IPC_NAME, 12 + 10280, true);  // takes over our larger segment
+  ASSERT_TRUE(successor.IsInitialized());
+  owner.Remove();
+  EXPECT_FALSE(segment_bytes(CLI_IPC_NAME).empty());
+  EXPECT_TRUE(CkesSharedMemory(CLI_IPC_NAME, false).CreatorAlive());
+}
+
 TEST(QueueOwner, SaysWhyThereIsNoQueue) {
   QueueOwner nowhere("/nowhere/at/all", 2);
   EXPECT_EQ(nowhere.Create(), "control file /nowhere/at/all: No such file or directory");
