@@ -126,7 +126,10 @@ long QueueCore::PutBytes(_TIPCIdentifier identifier, long key, const void* messa
   if (room.code == QUEUE_CLOSED) return Report(room, kLocation);
   if (room.code != 0) return UnlockAndReport(room, kLocation);
   _TIPCHeadItem* head = nullptr;
-  long code = SelectHead(identifier, key, head);
+  Link free;
+  // Looked at before a head is claimed: a put that fails on a broken queue stores nothing.
+  const bool broken = key == -1 && !ReadLink(VHeader->freeList, free);
+  long code = broken ? QUEUE_PUT_FAILED : SelectHead(identifier, key, head);
   if (code == 0) code = LinkMessage(*head, message, front);
   return UnlockAndReport({code}, kLocation);
 }

@@ -90,7 +90,10 @@ class QueueCore {
 
   // Work on the segment, with the lock held throughout.
   long FindHead(_TIPCIdentifier identifier, bool create, _TIPCHeadItem*& head);
-  _TIPCHeadItem* FindOwned(_TIPCIdentifier owner);
+  template <typename Wanted>
+  _TIPCHeadItem* FirstHead(Wanted wanted) const;
+  _TIPCHeadItem* FindOwned(_TIPCIdentifier owner) const;
+  _TIPCHeadItem* FindFree() const;
   _TIPCHeadItem* FindRecyclable();
   long SelectHead(_TIPCIdentifier identifier, long key, _TIPCHeadItem*& head);
   long implHeadReset(_TIPCHeadItem& head);

@@ -35,27 +35,35 @@ bool QueueCore::SemNumberOf(const _TIPCHeadItem& head, uint16_t& sem_number) con
   return sem_number >= kFirstHeadSem && sem_number - kFirstHeadSem < VCapacity;
 }
 
-_TIPCHeadItem* QueueCore::FindOwned(_TIPCIdentifier owner) {
-  const auto owned = [&](const _TIPCHeadItem& head) {
-    return CIPCUtils::sameIPCIdentifiers(owner_of(head), owner);
-  };
+template <typename Wanted>
+_TIPCHeadItem* QueueCore::FirstHead(Wanted wanted) const {
   _TIPCHeadItem* const end = VHeads + VCapacity;
-  _TIPCHeadItem* const head = std::find_if(VHeads, end, owned);
+  _TIPCHeadItem* const head = std::find_if(VHeads, end, wanted);
   return head == end ? nullptr : head;
+}
+
+_TIPCHeadItem* QueueCore::FindOwned(_TIPCIdentifier owner) const {
+  return FirstHead(
+      [&](const _TIPCHeadItem& head) { return CIPCUtils::sameIPCIdentifiers(owner_of(head), owner); });
+}
+
+// A head that nobody owns. One with a broken semaphore number could not be waited on: it is passed over.
+_TIPCHeadItem* QueueCore::FindFree() const {
+  uint16_t sem_number = 0;
+  return FirstHead([&](const _TIPCHeadItem& head) {
+    return CIPCUtils::sameIPCIdentifiers(owner_of(head), NULL_IPC_ID) && SemNumberOf(head, sem_number);
+  });
 }
 
 // A head that is idle, empty and unwatched. Waiters are counted last: each count is a system call.
 _TIPCHeadItem* QueueCore::FindRecyclable() {
-  const auto recyclable = [&](const _TIPCHeadItem& head) {
-    uint16_t sem_number = 0;
-    int waiters = 0;
+  uint16_t sem_number = 0;
+  int waiters = 0;
+  return FirstHead([&](const _TIPCHeadItem& head) {
     return load_shared(head.state) == HEAD_IDLE && load_shared(head.firstItem) == 0 &&
            SemNumberOf(head, sem_number) && VSemaphores.implWaitCount(sem_number, waiters) == 0 &&
            waiters == 0;
-  };
-  _TIPCHeadItem* const end = VHeads + VCapacity;
-  _TIPCHeadItem* const head = std::find_if(VHeads, end, recyclable);
-  return head == end ? nullptr : head;
+  });
 }
 
 long QueueCore::FindHead(_TIPCIdentifier identifier, bool create, _TIPCHeadItem*& head) {
@@ -64,7 +72,7 @@ long QueueCore::FindHead(_TIPCIdentifier identifier, bool create, _TIPCHeadItem*
   if (!create) return QUEUE_INVALID_ID;
   const uint16_t in_use = load_shared(VHeader->headsInUse);
   if (in_use < VCapacity) {
-    head = FindOwned(NULL_IPC_ID);
+    head = FindFree();
     // Counted before it is claimed: a claimant that dies in between leaves a head that is recycled later.
     if (head != nullptr) store_shared(VHeader->headsInUse, static_cast<uint16_t>(in_use + 1));
   }

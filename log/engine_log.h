@@ -4,6 +4,8 @@
 // and leaves errno as it was.
 #pragma once
 
+#include <pthread.h>
+
 #include <cstdarg>
 #include <cstdio>
 
@@ -40,19 +42,21 @@ long ZARNLogVA(long component, int level, int wide, const char* format, va_list 
 // Does nothing; debug output is compiled out.
 void ZARNDebug(long component, int level, const char* format, ...) __attribute__((format(printf, 3, 4)));
 
-// Logs `length` bytes of `data` in hexadecimal and as text, 16 a line, between a start and an end line.
-// `title` is logged before them, as a format with `data` and `length` as its arguments: pass a constant.
-void ZARNDump(long component, int level, const char* title, const unsigned char* data, long length);
-
 // 1 when the log is initialised and all bits of `mask` are enabled, else 0.
 int IsComponentEnabled(long mask);
 
-// The local time as "2024-11-15 16:22:32.123" into `out` of 24 bytes, or with ":456:789" for micro- and
-// nanoseconds into 32 when `extended` is non-zero. `seconds`, if given, receives the seconds since the epoch,
-// and then `millis`, if given as well, the milliseconds.
-void getLocalTime(int extended, char* out, unsigned long* seconds, unsigned long* millis);
+// The log mutex is held while a line is written. It is not recursive and never destroyed.
+pthread_mutex_t* LogMutex(void);
+long ZARNLogMutexLock(void);
+long ZARNLogMutexUnlock(void);
 
-int getPid(void);
-unsigned long getTid(void);  // the calling thread's pthread_self
+// The POSIX calls with the family's codes: 0, or -13200 (init), -13201 (lock), -13203 (unlock), -13204
+// (destroy); ZARNMutexTryLock -13202 when the mutex is held and -13201 on other failures. A null mutex fails.
+// ZARNMutexInit zero-fills the mutex and gives it the default attributes.
+long ZARNMutexInit(pthread_mutex_t* mutex);
+long ZARNMutexLock(pthread_mutex_t* mutex);
+long ZARNMutexTryLock(pthread_mutex_t* mutex);
+long ZARNMutexUnlock(pthread_mutex_t* mutex);
+long ZARNMutexDestroy(pthread_mutex_t* mutex);
 
 }  // extern "C"

@@ -64,39 +64,44 @@ constexpr size_t kRollHeaderRoom = sizeof kRollHeader + 20;
 // How often the newest bytes are read again because other processes have appended meanwhile.
 constexpr int kTailReads = 16;
 
-// Reads the file's newest `keep` bytes into `out` and returns their count; -1 when the file is no longer
-// above `max_size`, since another process has just trimmed it.
+// Reads the file's newest `keep` bytes into `out` and returns their count; -1 when there is nothing to do
+// since another process has just trimmed the file.
 long read_tail(FILE* stream, char* out, long keep, long max_size) {
-  for (int attempt = 1;; ++attempt) {
+  long count = -1;
+  for (int reads = 0; reads < kTailReads; ++reads) {
     const long size = size_of(fileno(stream));
     if (size <= max_size || fseek(stream, -keep, SEEK_END) != 0) return -1;
-    const long count = static_cast<long>(fread(out, 1, static_cast<size_t>(keep), stream));
+    count = static_cast<long>(fread(out, 1, static_cast<size_t>(keep), stream));
     const long size_after = size_of(fileno(stream));
-    if (size_after == size || (size_after > size && attempt == kTailReads)) return count;
+    if (size_after == size) break;
+    if (size_after < size) count = -1;  // trimmed while we read: what we have may be torn
   }
+  return count;
 }
 
 // Replaces the file's content by the header and the whole lines of its tail. `room` has kRollHeaderRoom +
 // keep bytes: the header is put right before the kept text, so that one write brings both and no other
 // process's line can come between them.
 void rewrite(FILE* stream, char* room, long keep, long max_size) {
+  char header[kRollHeaderRoom];
+  const size_t header_length = static_cast<size_t>(snprintf(header, sizeof header, kRollHeader, max_size));
   char* const tail = room + kRollHeaderRoom;
   const long count = read_tail(stream, tail, keep, max_size);
   if (count < 0) return;
-  const size_t tail_length = static_cast<size_t>(count);
-  char* begin = static_cast<char*>(memchr(tail, '\n', tail_length));
-  char* const last = static_cast<char*>(memrchr(tail, '\n', tail_length));
-  char* const end = begin == nullptr ? tail : last + 1;
-  if (begin == nullptr) begin = tail;
-
-  char header[kRollHeaderRoom];
-  const size_t header_length = static_cast<size_t>(snprintf(header, sizeof header, kRollHeader, max_size));
-  begin -= header_length;
-  memcpy(begin, header, header_length);
-
   while (ftruncate(fileno(stream), 0) == -1) {
     if (errno != EINTR) return;
   }
+  const size_t tail_length = static_cast<size_t>(count);
+  char* begin = static_cast<char*>(memchr(tail, '\n', tail_length));
+  const char* end = static_cast<char*>(memrchr(tail, '\n', tail_length));
+  if (begin == nullptr) {
+    begin = tail;
+    end = tail;
+  } else {
+    ++end;
+  }
+  begin -= header_length;
+  memcpy(begin, header, header_length);
   append_whole(fileno(stream), begin, static_cast<size_t>(end - begin));
 }
 

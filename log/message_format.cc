@@ -55,21 +55,20 @@ class MessageText {
 // The date of the last line's second. Guarded by the log mutex.
 struct DateOfSecond {
   time_t second;
+  size_t length;
   char text[kLogDateSize];
 };
-constinit DateOfSecond last_date{-1, ""};
+constinit DateOfSecond last_date{-1, 0, ""};
 
-const char* date_of(time_t second) {
+const DateOfSecond& date_of(time_t second) {
   if (second != last_date.second) {
-    last_date.second = second;
     struct tm broken_down;
-    // A month name that does not fit, as some locales may have it, leaves no date rather than half of one.
-    if (!local_time_of(second, &broken_down) ||
-        strftime(last_date.text, sizeof last_date.text, "%b %d %H:%M:%S", &broken_down) == 0) {
-      last_date.text[0] = '\0';
-    }
+    local_time_of(second, &broken_down);
+    last_date.second = second;
+    // A month name that does not fit, as some locales may have it, leaves no date: the length is 0 then.
+    last_date.length = strftime(last_date.text, sizeof last_date.text, "%b %d %H:%M:%S", &broken_down);
   }
-  return last_date.text;
+  return last_date;
 }
 
 }  // namespace
@@ -105,7 +104,8 @@ size_t MakeTheWholeLogLine(const char* message, char* line) {
   // stamp would jump back.
   struct timeval now {};
   gettimeofday(&now, nullptr);
-  char* end = stpncpy(line, date_of(now.tv_sec), kLogDateSize - 1);
+  const DateOfSecond& date = date_of(now.tv_sec);
+  char* end = static_cast<char*>(mempcpy(line, date.text, date.length));
   const int millis = static_cast<int>(now.tv_usec / 1000);
   *end++ = ':';
   *end++ = static_cast<char>('0' + millis / 100);

@@ -14,8 +14,8 @@
 #include <cstdio>
 #include <initializer_list>
 
-#include "log/engine_log.h"
 #include "log/file_calls.h"
+#include "log/stamp.h"
 #include "log/trace_location.h"
 #include "util/time.h"
 

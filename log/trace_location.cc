@@ -66,7 +66,7 @@ int getLogPropertiesCommonLogDir(const char* file, char* out, size_t size) {
   return found;
 }
 
-int parseLogProps(char* text, unsigned int length, char* out, size_t size) {
+int parseLogProps(const char* text, unsigned int length, char* out, size_t size) {
   if (text == nullptr || out == nullptr || size == 0) return 0;
   const char* key = find_key(text, length);
   if (key == nullptr) return 0;

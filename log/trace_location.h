@@ -30,7 +30,7 @@ int getLogPropertiesCommonLogDir(const char* file, char* out, size_t size);
 // The same for a properties text of `length` bytes, which need not be terminated and may hold anything. The
 // key counts at the start of the text and wherever the character right before it is not "#"; the character
 // behind it is skipped unseen, and the value ends with its line and is trimmed.
-int parseLogProps(char* text, unsigned int length, char* out, size_t size);
+int parseLogProps(const char* text, unsigned int length, char* out, size_t size);
 
 // 1, and the file's size cut to 32 bits, when `path` can be looked at, else 0.
 int fileExists(const char* path, unsigned int* size);

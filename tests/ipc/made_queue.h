@@ -1,12 +1,14 @@
 // A command queue laid out by literal numbers, not by the code under test, and access to its raw fields.
 #pragma once
 
+#include <sys/sem.h>
 #include <unistd.h>
 
 #include <cstring>
 #include <vector>
 
 #include "contract/names.h"
+#include "ipc/naming.h"
 #include "ipc/queue.h"
 #include "ipc/shared_memory.h"
 
@@ -14,11 +16,12 @@ using CommandQueue = CIPCQueue<TCLIMessage>;
 
 class MadeQueue {
  public:
-  // `file` is the control file with the instance suffix, where there is one.
-  explicit MadeQueue(uint16_t slots, const char* file = CLI_IPC_NAME)
-      : slots_(slots),
+  // `file` is the control file with the instance suffix, where there is one; `slack` bytes follow the last
+  // slot.
+  explicit MadeQueue(uint16_t slots, const char* file = CLI_IPC_NAME, uint32_t slack = 0)
+      : slots_((remove_leftovers(file), slots)),
         file_(file),
-        memory_(CLI_IPC_NAME, 12u + 10280u * slots, true),
+        memory_(CLI_IPC_NAME, 12u + 10280u * slots + slack, true),
         made_(memory_.IsInitialized()) {
     u32(4) = slot(0);
     for (uint32_t i = 0; i < slots; ++i) {
@@ -50,6 +53,15 @@ class MadeQueue {
   }
 
  private:
+  // What a killed creator of an earlier test has left, perhaps of another size.
+  static void remove_leftovers(const char* file) {
+    IpcKeys keys;
+    if (!impl_ipc_keys(file, keys)) return;
+    getAndRemoveSharedMemory(keys.segment, 1);
+    const int set = semget(keys.queue_semaphores, 0, 0);
+    if (set != -1) semctl(set, 0, IPC_RMID);
+  }
+
   uint16_t slots_;
   const char* file_;
   CkesSharedMemory memory_;

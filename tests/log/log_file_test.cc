@@ -1,0 +1,169 @@
+#include "log/log_file.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/mount.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <string>
+
+#include "log/engine_log.h"
+#include "tests/log/messages.h"
+#include "tests/support/system_calls.h"
+
+namespace {
+
+constexpr char kFile[] = "/var/zarn/log";
+
+std::string directory_of(const char* path) {
+  char* directory = cut_dir(path);
+  const std::string copy = directory;
+  free(directory);
+  return copy;
+}
+
+TEST(LogFile, PathAndSizeHelpers) {
+  EXPECT_EQ(directory_of("/a/b/c"), "/a/b");
+  EXPECT_EQ(directory_of("a/b/"), "a/b");
+  for (const char* none : {"/a", "a", "", "/", static_cast<const char*>(nullptr)})
+    EXPECT_EQ(directory_of(none), "");
+  for (const char* path : {"/var/zarn/a//b/", "var/zarn/from/root", "", static_cast<const char*>(nullptr)}) {
+    create_dir(path);
+  }
+  EXPECT_EQ(access("/var/zarn/a/b", F_OK), 0);
+  EXPECT_EQ(access("/var/zarn/from/root", F_OK), 0) << "relative, yet made from the root";
+  EXPECT_EQ(ZARNLogCheckFileSize(-5), 100);
+  EXPECT_EQ(ZARNLogCheckFileSize(101), 101);
+  EXPECT_EQ(ZARNLogCheckFileSize(100'000'001), 100'000'000);
+  ZARNConvertDirToUnixFormat(nullptr);
+}
+
+TEST(LogFile, ReadsTheFirstBytes) {
+  write_file(kFile, "0123456789");
+  for (const std::string& want : {std::string("0123"), std::string("0123456789\0\0", 12), std::string()}) {
+    char* got = ZARN_FileRead(kFile, static_cast<unsigned int>(want.size()));
+    ASSERT_NE(got, nullptr);
+    EXPECT_EQ(std::string(got, want.size()), want);
+    free(got);
+  }
+  EXPECT_EQ(ZARN_FileRead(nullptr, 4), nullptr);
+  EXPECT_EQ(ZARN_FileRead("/var/zarn/none", 4), nullptr);
+  EXPECT_EQ(ZARNLogFileSize("/var/zarn/none"), 0);
+}
+
+// "line 01 ....\n" and so on, 30 bytes each.
+std::string lines(int first, int last) {
+  std::string text;
+  for (int i = first; i <= last; ++i) text += "line " + std::to_string(i) + " " + std::string(21, '.') + "\n";
+  return text;
+}
+
+TEST(RollOver, KeepsTheWholeLinesOfTheNewestEighth) {
+  const std::string header = "Previous Log Messages were removed because log_size of 1000 was exceeded.\n";
+  struct {
+    const char* name;
+    std::string before, after;
+  } const rows[] = {
+      {"tail begins inside a line", lines(10, 49), header + "\n" + lines(46, 49)},
+      {"tail begins at a line's end", lines(10, 49) + "123\n", header + "\n" + lines(46, 49) + "123\n"},
+      {"tail begins at a line's start", lines(10, 49) + "1234\n", header + "\n" + lines(47, 49) + "1234\n"},
+      {"tail is one long line", lines(10, 40) + std::string(200, 'x') + "\n", header + "\n"},
+      {"no line end in the tail", std::string(1001, 'x'), header},
+      {"torn line at the end", lines(10, 49) + "torn", header + "\n" + lines(46, 49)},
+      {"trimmed by another process meanwhile", std::string(1000, 'x'), std::string(1000, 'x')}};
+  FILE* stream = nullptr;
+  for (const auto& row : rows) {
+    write_file(kFile, row.before);
+    LogFileRollOver(kFile, 1000, &stream);
+    EXPECT_EQ(read_file(kFile), row.after) << row.name;
+    EXPECT_EQ(stream, nullptr) << row.name;
+  }
+  LogFileRollOver("/var/zarn/none", 1000, &stream);
+  EXPECT_NE(access("/var/zarn/none", F_OK), 0);
+}
+
+void log_messages(int first, int count) {
+  for (int n = first; n < first + count; ++n) ZARNLog(8192, 3, "%s", message_of(0, n).c_str());
+}
+
+TEST(LogFile, AWrittenLineIsEightSystemCalls) {
+  setenv("TZ", "UTC0", 1);
+  ZARNLogInit(kFile, 1000, 3, 8192, 0);
+  log_messages(0, 1);
+  EXPECT_EQ(system_calls_of([] { log_messages(1, 1); }),
+            (std::vector<long>{SYS_openat, SYS_lseek, SYS_fcntl, SYS_write, SYS_lseek, SYS_fcntl, SYS_close,
+                               SYS_newfstatat}));
+  EXPECT_TRUE(system_calls_of([] {
+                ZARNLog(1, 3, "component off");
+                ZARNLogDeinit();
+                ZARNLog(8192, 1, "uninitialised");
+              }).empty());
+}
+
+// None of these may block, kill or be tried more than ten times.
+TEST(LogFile, APathThatCannotBeOpenedLosesTheLine) {
+  setenv("TZ", "UTC0", 1);
+  tzset();  // opens files on its own
+  mkdir("/var/zarn/directory", 0777);
+  mkfifo("/var/zarn/fifo", 0666);
+  EXPECT_EQ(symlink("/var/none/x", "/var/zarn/dangling") + symlink("loop", "/var/zarn/loop"), 0);
+  write_file("/var/zarn/read-only", "");
+  chmod("/var/zarn/read-only", 0444);
+  for (const std::string name : {"directory", "fifo", "dangling", "loop", "read-only", "read-only/x", ""}) {
+    ZARNLogInit(name.empty() ? "" : ("/var/zarn/" + name).c_str(), 1000, 3, 8192, 0);
+    const auto calls = system_calls_of([] {
+      if (setuid(65534) == 0) log_messages(0, 1);
+    });
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), SYS_openat), 10) << name;
+    EXPECT_EQ(std::count(calls.begin(), calls.end(), -1), 0) << name << " blocked or was killed";
+  }
+  // Nor may a pipe that nobody empties.
+  const int reader = open("/var/zarn/fifo", O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  while (write(reader, "x", 1) == 1) continue;
+  ZARNLogInit("/var/zarn/fifo", 1000, 3, 8192, 0);
+  EXPECT_EQ(system_calls_of([] { log_messages(0, 1); }).size(), 8u);
+  close(reader);
+}
+
+TEST(LogFile, AFullDiskTearsNoLineAndLoggingGoesOn) {
+  ASSERT_EQ(mount("tmpfs", "/var/zarn", "tmpfs", 0, "size=64k"), 0);
+  write_file("/var/zarn/filler", std::string(40'000, 'f'));
+  ZARNLogInit(kFile, 1'000'000, 3, 8192, 0);
+  log_messages(0, 1000);
+  const size_t when_full = LogContent(kFile).lines;
+  EXPECT_LT(when_full, 1000u);
+  unlink("/var/zarn/filler");
+  log_messages(1000, 20);
+  const LogContent content(kFile);
+  EXPECT_EQ(content.torn, "");
+  EXPECT_EQ(content.lines, when_full + 20);
+}
+
+TEST(LogFile, AFileSizeLimitNeitherKillsNorTears) {
+  signal(SIGXFSZ, SIG_DFL);
+  const auto calls = system_calls_of([] {
+    const rlimit limit{5000, 5000};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    ZARNLogInit(kFile, 1'000'000, 3, 8192, 0);
+    log_messages(0, 100);
+  });
+  EXPECT_EQ(std::count(calls.begin(), calls.end(), -1), 0) << "killed";
+  const LogContent content(kFile);
+  EXPECT_EQ(content.torn, "");
+  EXPECT_GT(content.lines, 10u);
+
+  const auto own_handler = [](int) {};
+  signal(SIGXFSZ, own_handler);
+  ZARNLogInit(kFile, 1'000'000, 3, 8192, 0);
+  EXPECT_EQ(signal(SIGXFSZ, SIG_DFL), static_cast<sighandler_t>(own_handler))
+      << "a program's own handler stays";
+}
+
+}  // namespace

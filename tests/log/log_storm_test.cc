@@ -1,0 +1,82 @@
+// Many processes and threads on one log file. The usual size keeps the suite quick; the full one is
+//   MAR_STORM_LINES=10000 MAR_STORM_SECONDS=20 log_storm_test
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/time.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <functional>
+#include <thread>
+#include <vector>
+
+#include "log/engine_log.h"
+#include "tests/log/messages.h"
+
+namespace {
+
+constexpr char kFile[] = "/var/zarn/log";
+constexpr int kProcesses = 8;
+constexpr int kThreads = 4;
+
+int setting(const char* name, int usual) {
+  const char* value = getenv(name);
+  return value == nullptr ? usual : atoi(value);
+}
+
+void start_writers(long max_size, const std::function<void(int writer)>& write) {
+  ASSERT_EQ(ZARNLogInit(kFile, max_size, 3, 8192, 0), 0);
+  for (int process = 0; process < kProcesses; ++process) {
+    if (fork() != 0) continue;
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kThreads; ++i) threads.emplace_back(write, process * kThreads + i);
+    for (auto& thread : threads) thread.join();
+    _exit(0);
+  }
+}
+
+void expect_writers_end() {
+  for (int status = 0; wait(&status) > 0;) EXPECT_EQ(status, 0);
+}
+
+// With a `signal_us` above 0 each process is interrupted at that interval, by a handler without SA_RESTART.
+void expect_every_line(int signal_us) {
+  const int lines = setting("MAR_STORM_LINES", 250);
+  start_writers(100'000'000, [=](int writer) {
+    struct sigaction interrupt {};
+    interrupt.sa_handler = [](int) {};
+    sigaction(SIGALRM, &interrupt, nullptr);
+    const itimerval interval{{0, signal_us}, {0, signal_us}};
+    setitimer(ITIMER_REAL, &interval, nullptr);
+    for (int n = 0; n < lines; ++n) ZARNLog(8192, 1, "%s", message_of(writer, n).c_str());
+  });
+  expect_writers_end();
+  const LogContent content(kFile);
+  EXPECT_EQ(content.torn, "");
+  EXPECT_EQ(content.lines, static_cast<size_t>(kProcesses * kThreads * lines));
+  EXPECT_EQ(content.messages.size(), content.lines);
+}
+
+TEST(LogStorm, EveryLineArrivesWhole) { expect_every_line(0); }
+
+TEST(LogStorm, SignalsLoseNoLine) { expect_every_line(1000); }
+
+TEST(LogStorm, RollingOverTearsNothingAndKeepsTheLimit) {
+  constexpr long kLimit = 20'000;
+  const time_t end = time(nullptr) + setting("MAR_STORM_SECONDS", 2);
+  start_writers(kLimit, [=](int writer) {
+    for (int n = 0; time(nullptr) <= end; ++n) ZARNLog(8192, 1, "%s", message_of(writer, n).c_str());
+  });
+  long largest = 0;
+  for (struct stat now{}; time(nullptr) < end; stat(kFile, &now))
+    largest = std::max<long>(largest, now.st_size);
+  expect_writers_end();
+  EXPECT_LE(largest, kLimit + kProcesses * kLongestLine);
+  EXPECT_EQ(LogContent(kFile).torn, "");
+  EXPECT_NE(read_file(kFile).find("because log_size of 20000 was exceeded.\n\n"), std::string::npos);
+}
+
+}  // namespace

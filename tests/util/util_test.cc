@@ -1,0 +1,90 @@
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <string>
+
+#include "util/agent_instance.h"
+#include "util/time.h"
+
+namespace {
+
+TEST(AgentInstance, NameIsCutPaddedAndTerminated) {
+  struct {
+    const char* value;
+    int size;
+    std::string want;  // the buffer after the call; it starts as ten times "#"
+  } const rows[] = {{"", 3, {"\0\0\0#######", 10}},     {"abc", 6, {"abc\0\0\0####", 10}},
+                    {"prefix", 7, {"prefix\0###", 10}}, {"prefix", 6, {"prefi\0####", 10}},
+                    {"prefix", 1, {"\0#########", 10}}, {"prefix", 0, "##########"},
+                    {"prefix", -1, "##########"},       {nullptr, 8, {"\0#########", 10}}};
+  for (const auto& row : rows) {
+    row.value != nullptr ? setenv("ARM_AGENT_PREFIX", row.value, 1) : unsetenv("ARM_AGENT_PREFIX");
+    std::string buffer(10, '#');
+    getMultiAgentName(buffer.data(), row.size);
+    EXPECT_EQ(buffer, row.want) << row.size;
+    EXPECT_EQ(isMultiAgent(), row.value != nullptr ? 1 : 0);
+  }
+  getMultiAgentName(nullptr, 8);
+  setenv("XRM_AGENT_PREFIX", "x", 1);
+  MULTI_AGENT_ENV_VAR[0] = 'X';
+  EXPECT_EQ(isMultiAgent(), 1) << "the variable's name can be changed";
+}
+
+TEST(Time, OffsetIsStandardTimeEastOfUtc) {
+  struct {
+    const char* zone;
+    int64_t want_s;
+  } const rows[] = {{"UTC0", 0},
+                    {"EET-2EEST", 7200},
+                    {"EST5EDT,M3.2.0,M11.1.0", -18000},
+                    {"NPT-5:45", 20700},
+                    {"LINT-14", 50400},
+                    {"BIT12", -43200},
+                    {"AEST-10AEDT,M10.1.0,M4.1.0/3", 36000}};  // daylight time on 2 January is left out
+  for (const auto& row : rows) {
+    setenv("TZ", row.zone, 1);
+    EXPECT_EQ(local_time_zone(), row.want_s) << row.zone;
+    EXPECT_EQ(loc2tzzero(1'000'000), 1'000'000 + row.want_s) << row.zone;
+    EXPECT_EQ(tzzero2loc(1'000'000), 1'000'000 - row.want_s) << row.zone;
+  }
+}
+
+TEST(Time, TodayBeginsAtLocalMidnight) {
+  for (const char* zone : {"UTC0", "XXX-14", "YYY12", "NPT-5:45"}) {
+    setenv("TZ", zone, 1);
+    const time_t now = time(nullptr);
+    struct tm today = *localtime(&now);
+    today.tm_hour = today.tm_min = today.tm_sec = 0;
+    const int64_t midnight = timegm(&today);  // the local date, read as if it were UTC
+    if (midnight + 86399 - local_time_zone() <= time(nullptr)) continue;  // the day is just changing
+    EXPECT_EQ(compare_with_today(midnight - 1), -1) << zone;
+    EXPECT_EQ(compare_with_today(midnight), 0) << zone;
+    EXPECT_EQ(compare_with_today(midnight + 1), 1) << zone;
+  }
+}
+
+TEST(Time, HighResolutionTimeIsSplitInTheZoneOfTheMoment) {
+  struct {
+    const char* zone;
+    uint32_t seconds, nanoseconds;
+    const char* want;
+  } const rows[] = {{"UTC0", 0, 0, "1970-01-01 00:00:00 UTC 0 0 0"},
+                    {"XXX-3", 0, 999, "1970-01-01 03:00:00 XXX 0 0 999"},
+                    {"EST5EDT,M3.2.0,M11.1.0", 1721044800, 123456789, "2024-07-15 08:00:00 EDT 123 456 789"},
+                    {"UTC0", 0xFFFFFFFF, 0xFFFFFFFF, "2106-02-07 06:28:15 UTC 4294 967 295"}};
+  for (const auto& row : rows) {
+    setenv("TZ", row.zone, 1);  // on purpose without tzset
+    HRT got;
+    ConvertToHRT(row.seconds, row.nanoseconds, &got);
+    char text[100];
+    const size_t date = strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S %Z", &got.broken_down);
+    snprintf(text + date, sizeof text - date, " %lu %lu %lu", got.msec, got.usec, got.nsec);
+    EXPECT_STREQ(text, row.want);
+  }
+  uint32_t seconds = 0, nanoseconds = 1;
+  ZarnBestGetCurrentTime(&seconds, &nanoseconds);
+  EXPECT_LE(time(nullptr) - seconds, 1);
+  EXPECT_EQ(nanoseconds % 1000, 0u);
+}
+
+}  // namespace
