@@ -50,7 +50,8 @@ void StandInEngine::Tell(Notice notice, const std::string& text) const {
 }
 
 std::string StandInEngine::Start() {
-  CkesThreadLibrary::Initialize();  // here, before there can be a serving thread that would be taken for the main one
+  CkesThreadLibrary::Initialize();  // here, before there can be a serving thread that would be taken for the
+                                    // main one
   std::string wrong = queue_.Create();
   if (!wrong.empty()) return wrong;
   const FaultEffects effects = options_.faults.AtStart();
