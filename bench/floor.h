@@ -16,25 +16,19 @@
 
 class FloorQueue {
  public:
-  FloorQueue(int lock_set, int wake_set, void* slots)
-      : lock_set_(lock_set), wake_set_(wake_set), slots_(static_cast<TCLIMessage*>(slots)) {}
-
   // Creator's side: two slots, one for each direction.
   static FloorQueue create() {
-    const int memory = shmget(IPC_PRIVATE, 2 * sizeof(TCLIMessage), IPC_CREAT | 0600);
-    void* const slots = shmat(memory, nullptr, 0);
-    shmctl(memory, IPC_RMID, nullptr);
-    return {semget(IPC_PRIVATE, 2, IPC_CREAT | 0600), semget(IPC_PRIVATE, 4, IPC_CREAT | 0600), slots};
+    FloorQueue queue;
+    queue.memory_ = shmget(IPC_PRIVATE, 2 * sizeof(TCLIMessage), IPC_CREAT | 0600);
+    queue.lock_set_ = semget(IPC_PRIVATE, 2, IPC_CREAT | 0600);
+    queue.wake_set_ = semget(IPC_PRIVATE, 4, IPC_CREAT | 0600);
+    queue.attach();
+    return queue;
   }
 
-  void lock() {
-    sembuf take[] = {{0, 0, 0}, {0, 1, SEM_UNDO}};
-    semop(lock_set_, take, 2);
-  }
-  void unlock() {
-    sembuf release{0, -1, SEM_UNDO | IPC_NOWAIT};
-    semop(lock_set_, &release, 1);
-  }
+  void attach() { slots_ = static_cast<TCLIMessage*>(shmat(memory_, nullptr, 0)); }
+  void detach() { shmdt(slots_); }
+
   void put(int head, const TCLIMessage& message) {
     lock();
     std::memcpy(&slots_[head], &message, sizeof message);
@@ -54,29 +48,39 @@ class FloorQueue {
     unlock();
   }
 
- private:
-  int lock_set_;
-  int wake_set_;
-  TCLIMessage* slots_;
-};
+  // The calls that opening a queue by its control file demands, one stat for each of its two names.
+  void open(const char* file, const key_t keys[3]) {
+    struct stat status;
+    stat(file, &status);
+    const int set = semget(keys[0], 2, 0);
+    shmget(keys[1], 1, 0);
+    attach();
+    shmid_ds info;
+    shmctl(memory_, IPC_STAT, &info);
+    semctl(set, 1, GETVAL);
+    stat(file, &status);
+    semget(keys[2], 2, 0);
+    // The one field that an opener looks at.
+    benchmark::DoNotOptimize(*reinterpret_cast<const volatile unsigned*>(slots_));
+    semctl(set, 1, GETVAL);
+  }
+  void close() {
+    lock();
+    unlock();
+    detach();
+  }
+  void lock() {
+    sembuf take[] = {{0, 0, 0}, {0, 1, SEM_UNDO}};
+    semop(lock_set_, take, 2);
+  }
+  void unlock() {
+    sembuf release{0, -1, SEM_UNDO | IPC_NOWAIT};
+    semop(lock_set_, &release, 1);
+  }
 
-// The calls that opening and closing a queue by its control file demand: one stat for each of its two names.
-inline void floor_attach(const char* file, key_t keys[3]) {
-  struct stat status;
-  stat(file, &status);
-  const int set = semget(keys[0], 2, 0);
-  const int memory = shmget(keys[1], 1, 0);
-  const void* const address = shmat(memory, nullptr, 0);
-  shmid_ds info;
-  shmctl(memory, IPC_STAT, &info);
-  semctl(set, 1, GETVAL);
-  stat(file, &status);
-  semget(keys[2], 2, 0);
-  semctl(set, 1, GETVAL);
-  // What any user of the segment must touch: its header.
-  benchmark::DoNotOptimize(*static_cast<const volatile unsigned*>(address));
-  sembuf take[] = {{0, 0, 0}, {0, 1, SEM_UNDO}}, release{0, -1, SEM_UNDO | IPC_NOWAIT};
-  semop(set, take, 2);
-  semop(set, &release, 1);
-  shmdt(address);
-}
+ private:
+  int memory_ = -1;
+  int lock_set_ = -1;
+  int wake_set_ = -1;
+  TCLIMessage* slots_ = nullptr;
+};
