@@ -82,7 +82,7 @@ std::string QueueOwner::TakeControlFile() {
   }
   if (CkesSharedMemory(name_.c_str(), false).CreatorAlive()) return "an engine already serves " + path;
   control_file_ = path;
-  keys_ = keys;
+  keys_ = keys;  // from here on what they lead to is ours to remove
   const std::string wrong = remove_objects(keys);
   return wrong.empty() ? "" : "a dead engine's " + wrong;
 }
@@ -105,9 +105,13 @@ std::string QueueOwner::MakeQueue() {
   queue_.emplace(name_.c_str(), false);
   if (!queue_->IsInitialized() || queue_->Capacity() != slots_)
     return "the queue was changed while it was made";
-  if (queue_->OpenChannel(ZARNENGINE_ID, &engine_key_) != 0) return "the engine's head cannot be opened";
+  return OpenHead() ? "" : "the engine's head cannot be opened";
+}
+
+bool QueueOwner::OpenHead() {
+  if (queue_->OpenChannel(ZARNENGINE_ID, &engine_key_) != 0) return false;
   engine_semaphore_ = static_cast<uint16_t>(kFirstHeadSem + engine_key_);
-  return "";
+  return true;
 }
 
 void QueueOwner::Remove() {
@@ -115,26 +119,21 @@ void QueueOwner::Remove() {
   // segment.
   const bool replaced =
       block_ && !block_->CreatorAlive() && CkesSharedMemory(name_.c_str(), false).CreatorAlive();
-  if (!control_file_.empty() && !replaced) {
+  if (!replaced) {
     if (queue_) queue_->SetState(IPCQUEUE_DESTROY);
-    remove_objects(keys_);
-    unlink(control_file_.c_str());
+    if (keys_) remove_objects(*keys_);
+    if (!control_file_.empty()) unlink(control_file_.c_str());
     if (!made_directory_.empty()) rmdir(made_directory_.c_str());
   }
   queue_.reset();
   block_.reset();
+  keys_.reset();
   control_file_.clear();
   made_directory_.clear();
 }
 
 bool QueueOwner::WaitForRequest(int wait_ms) {
   return semaphores_.implGet_ID(engine_semaphore_, wait_ms) != QueueSemaphores::WaitEnd::kFailed;
-}
-
-long QueueOwner::TakeRequest(TCLIMessage& request, bool& taken) {
-  const long code = queue_->KeyTryGet(engine_key_, request, taken);
-  if (code != QUEUE_INVALID_KEY) return code;
-  return queue_->OpenChannel(ZARNENGINE_ID, &engine_key_);
 }
 
 bool QueueOwner::HasRoomToSpare() {
