@@ -1,0 +1,77 @@
+// build: tables from the catalogue or from text files.
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <filesystem>
+
+#include "tools/ucvtab/commands.h"
+#include "tools/ucvtab/harvest.h"
+#include "tools/ucvtab/table_writer.h"
+#include "tools/ucvtab/text_format.h"
+
+namespace ucvtab {
+namespace {
+
+// One line that rewrites itself, on a terminal only.
+class Progress {
+ public:
+  Progress(size_t total, bool quiet) : total_(total), shown_(!quiet && isatty(STDERR_FILENO) == 1) {}
+  ~Progress() {
+    if (shown_) std::fputs("\r\033[K", stderr);
+  }
+  void step(const std::string& name) {
+    ++done_;
+    if (!shown_) return;
+    std::fprintf(stderr, "\r\033[K[%zu/%zu] %s", done_, total_, name.c_str());
+    std::fflush(stderr);
+  }
+
+ private:
+  size_t total_;
+  size_t done_ = 0;
+  bool shown_;
+};
+
+CatalogueRow find_row(const std::vector<CatalogueRow>& rows, const std::string& name,
+                      const std::string& path) {
+  auto found =
+      std::find_if(rows.begin(), rows.end(), [&](const CatalogueRow& row) { return row.name == name; });
+  if (found == rows.end()) throw Failure(kBadInput, path + ": no row " + name);
+  return *found;
+}
+
+void write_table(const Codeset& codeset, const BuildOptions& options) {
+  write_file(options.directory + "/" + codeset.name, build_table(codeset, options.order));
+}
+
+}  // namespace
+
+ExitCode run_build(const BuildOptions& options) {
+  std::error_code error;
+  std::filesystem::create_directories(options.directory, error);
+  if (error) throw Failure(kFileError, options.directory + ": " + error.message());
+
+  std::vector<CatalogueRow> rows;
+  const bool from_rows = std::any_of(options.what.begin(), options.what.end(),
+                                     [](const std::string& word) { return !word.starts_with("text:"); });
+  if (options.what.empty() || from_rows) rows = read_catalogue(options.catalogue);
+  const std::string beside = std::filesystem::path(options.catalogue).parent_path().string();
+
+  Progress progress(options.what.empty() ? rows.size() : options.what.size(), options.quiet);
+  for (const std::string& word : options.what) {
+    progress.step(word);
+    if (word.starts_with("text:"))
+      write_table(read_text(word.substr(5)), options);
+    else
+      write_table(compile(find_row(rows, word, options.catalogue), beside), options);
+  }
+  if (!options.what.empty()) return kDone;
+  for (const CatalogueRow& row : rows) {
+    progress.step(row.name);
+    write_table(compile(row, beside), options);
+  }
+  return kDone;
+}
+
+}  // namespace ucvtab
