@@ -34,7 +34,6 @@ class AliasesCheck {
       require(line.size() <= kMaxLine, "longer than 126 characters, the rest counts as a new line");
       if (!line.starts_with('#')) check_pair(line);
     }
-    for (const auto& [alias, target] : pairs_) std::printf("%s\t%s\n", alias.c_str(), target.c_str());
     return result_;
   }
 
@@ -128,9 +127,13 @@ ExitCode print_harvest(const AliasesOptions& options) {
   for (const CatalogueRow& row : rows) {
     const bool from_library = row.source.starts_with("iconv:");
     const std::string library_name = normal_name(row.source.substr(row.source.find(':') + 1));
+    const bool known = std::any_of(groups.begin(), groups.end(),
+                                   [&](const auto& group) { return group.second.contains(row.name); });
+    // Without a CP277 in the library, IBM277 is the same; with a CP932, IBM932 is another charset.
+    const std::string twin = !known && row.name.starts_with("CP") ? "IBM" + row.name.substr(2) : row.name;
     std::set<std::string> others;  // names that mean another charset of the library
     for (const auto& [canonical, names] : groups) {
-      const bool same = names.contains(row.name) || (from_library && names.contains(library_name));
+      const bool same = names.contains(twin) || (from_library && names.contains(library_name));
       if (!same) others.insert(names.begin(), names.end());
       for (const std::string& name : names) {
         if (same) add(name, row.name);

@@ -33,14 +33,6 @@ class Progress {
   bool shown_;
 };
 
-CatalogueRow find_row(const std::vector<CatalogueRow>& rows, const std::string& name,
-                      const std::string& path) {
-  auto found =
-      std::find_if(rows.begin(), rows.end(), [&](const CatalogueRow& row) { return row.name == name; });
-  if (found == rows.end()) throw Failure(kBadInput, path + ": no row " + name);
-  return *found;
-}
-
 void write_table(const Codeset& codeset, const BuildOptions& options) {
   write_file(options.directory + "/" + codeset.name, build_table(codeset, options.order));
 }
@@ -64,7 +56,7 @@ ExitCode run_build(const BuildOptions& options) {
     if (word.starts_with("text:"))
       write_table(read_text(word.substr(5)), options);
     else
-      write_table(compile(find_row(rows, word, options.catalogue), beside), options);
+      write_table(compile(find_row(rows, word), beside), options);
   }
   if (!options.what.empty()) return kDone;
   for (const CatalogueRow& row : rows) {

@@ -1,5 +1,6 @@
 #include "tools/ucvtab/catalogue.h"
 
+#include <algorithm>
 #include <charconv>
 #include <set>
 #include <sstream>
@@ -86,6 +87,13 @@ std::vector<CatalogueRow> read_catalogue(const std::string& path) {
     }
   }
   return rows;
+}
+
+const CatalogueRow& find_row(const std::vector<CatalogueRow>& rows, const std::string& name) {
+  const auto found =
+      std::find_if(rows.begin(), rows.end(), [&](const CatalogueRow& row) { return row.name == name; });
+  if (found == rows.end()) throw Failure(kBadInput, name + " is not in the catalogue");
+  return *found;
 }
 
 }  // namespace ucvtab

@@ -44,7 +44,7 @@ ExitCode run_convert(const std::string& from, const std::string& to, const std::
 
 struct AliasesOptions {
   std::string catalogue = kDefaultCatalogue;
-  std::string file;  // the aliases file to check and print
+  std::string file;  // the aliases file to check
   std::vector<std::string>
       harvest;  // the C library's gconv-modules files: print pairs made from them instead
 };
