@@ -6,7 +6,7 @@
 namespace {
 
 template <bool kVerified>
-class Decoder {
+class DbcsDecoder {
  public:
   using Unit = uint8_t;
   static constexpr ptrdiff_t longest() { return 2; }
@@ -14,7 +14,7 @@ class Decoder {
   static constexpr bool kShifts = false;
   static constexpr bool kSupplementary = false;
 
-  explicit Decoder(const xcs_cs_t& codeset) : view_(codeset), singles_(4ull * view_.byte_entry(0)) {}
+  explicit DbcsDecoder(const xcs_cs_t& codeset) : view_(codeset), singles_(4ull * view_.byte_entry(0)) {}
 
   template <bool kWhole>
   Character next(const uint8_t* in, const uint8_t* end) const {
@@ -34,7 +34,7 @@ class Decoder {
 };
 
 template <bool kVerified>
-class Encoder {
+class DbcsEncoder {
  public:
   using Unit = uint8_t;
   static constexpr ptrdiff_t kLongest = 2;
@@ -42,7 +42,7 @@ class Encoder {
   static constexpr bool kShifts = false;
   static constexpr bool kSupplementary = false;
 
-  explicit Encoder(const xcs_cs_t& codeset) : view_(codeset) {}
+  explicit DbcsEncoder(const xcs_cs_t& codeset) : view_(codeset) {}
 
   template <bool kRoomy>
   uint8_t* put(uint8_t* out, const uint8_t* end, uint32_t value, const void*) const {
@@ -68,19 +68,19 @@ class Encoder {
 
 int ascii_dbcs_to_ucs2_r(xcs_cs_t* codeset, const char** in, const char* in_end, uint16_t** out,
                          uint16_t* out_end) {
-  return to_unicode<Decoder>(codeset, in, in_end, out, out_end);
+  return to_unicode<DbcsDecoder>(codeset, in, in_end, out, out_end);
 }
 
 int ascii_dbcs_to_utf8_r(xcs_cs_t* codeset, const char** in, const char* in_end, char** out, char* out_end) {
-  return to_unicode<Decoder>(codeset, in, in_end, out, out_end);
+  return to_unicode<DbcsDecoder>(codeset, in, in_end, out, out_end);
 }
 
 int ascii_dbcs_from_ucs2_r(xcs_cs_t* codeset, const uint16_t** in, const uint16_t* in_end, char** out,
                            char* out_end) {
-  return from_unicode<Encoder>(codeset, in, in_end, out, out_end);
+  return from_unicode<DbcsEncoder>(codeset, in, in_end, out, out_end);
 }
 
 int ascii_dbcs_from_utf8_r(xcs_cs_t* codeset, const char** in, const char* in_end, char** out,
                            char* out_end) {
-  return from_unicode<Encoder>(codeset, in, in_end, out, out_end);
+  return from_unicode<DbcsEncoder>(codeset, in, in_end, out, out_end);
 }

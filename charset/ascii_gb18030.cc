@@ -69,7 +69,7 @@ class Ranges {
 };
 
 template <bool kVerified>
-class Decoder {
+class Gb18030Decoder {
  public:
   using Unit = uint8_t;
   static constexpr ptrdiff_t longest() { return 4; }
@@ -77,7 +77,7 @@ class Decoder {
   static constexpr bool kShifts = false;
   static constexpr bool kSupplementary = true;
 
-  explicit Decoder(const xcs_cs_t& codeset) : ranges_(codeset, kGbTo) {}
+  explicit Gb18030Decoder(const xcs_cs_t& codeset) : ranges_(codeset, kGbTo) {}
 
   template <bool kWhole>
   Character next(const uint8_t* in, const uint8_t* end) const {
@@ -113,7 +113,7 @@ class Decoder {
 };
 
 template <bool kVerified>
-class Encoder {
+class Gb18030Encoder {
  public:
   using Unit = uint8_t;
   static constexpr ptrdiff_t kLongest = 4;
@@ -121,7 +121,7 @@ class Encoder {
   static constexpr bool kShifts = false;
   static constexpr bool kSupplementary = true;
 
-  explicit Encoder(const xcs_cs_t& codeset) : ranges_(codeset, kGbFrom) {}
+  explicit Gb18030Encoder(const xcs_cs_t& codeset) : ranges_(codeset, kGbFrom) {}
 
   template <bool kRoomy>
   uint8_t* put(uint8_t* out, const uint8_t* end, uint32_t code_point, const void*) const {
@@ -170,20 +170,20 @@ class Encoder {
 
 int ascii_gb18030_to_ucs2_r(xcs_cs_t* codeset, const char** in, const char* in_end, uint16_t** out,
                             uint16_t* out_end) {
-  return to_unicode<Decoder>(codeset, in, in_end, out, out_end);
+  return to_unicode<Gb18030Decoder>(codeset, in, in_end, out, out_end);
 }
 
 int ascii_gb18030_to_utf8_r(xcs_cs_t* codeset, const char** in, const char* in_end, char** out,
                             char* out_end) {
-  return to_unicode<Decoder>(codeset, in, in_end, out, out_end);
+  return to_unicode<Gb18030Decoder>(codeset, in, in_end, out, out_end);
 }
 
 int ascii_gb18030_from_ucs2_r(xcs_cs_t* codeset, const uint16_t** in, const uint16_t* in_end, char** out,
                               char* out_end) {
-  return from_unicode<Encoder>(codeset, in, in_end, out, out_end);
+  return from_unicode<Gb18030Encoder>(codeset, in, in_end, out, out_end);
 }
 
 int ascii_gb18030_from_utf8_r(xcs_cs_t* codeset, const char** in, const char* in_end, char** out,
                               char* out_end) {
-  return from_unicode<Encoder>(codeset, in, in_end, out, out_end);
+  return from_unicode<Gb18030Encoder>(codeset, in, in_end, out, out_end);
 }

@@ -8,14 +8,14 @@ namespace {
 using namespace table_layout;
 
 template <bool kVerified>
-class Decoder {
+class MbcsDecoder {
  public:
   using Unit = uint8_t;
   static constexpr bool kAscii = true;
   static constexpr bool kShifts = false;
   static constexpr bool kSupplementary = false;
 
-  explicit Decoder(const xcs_cs_t& codeset) : view_(codeset), longest_(codeset.longest) {}
+  explicit MbcsDecoder(const xcs_cs_t& codeset) : view_(codeset), longest_(codeset.longest) {}
 
   ptrdiff_t longest() const { return longest_; }
 
@@ -46,7 +46,7 @@ class Decoder {
 };
 
 template <bool kVerified>
-class Encoder {
+class MbcsEncoder {
  public:
   using Unit = uint8_t;
   static constexpr ptrdiff_t kLongest = kMaxPrefix + 2;
@@ -54,7 +54,7 @@ class Encoder {
   static constexpr bool kShifts = false;
   static constexpr bool kSupplementary = false;
 
-  explicit Encoder(const xcs_cs_t& codeset) : view_(codeset) {}
+  explicit MbcsEncoder(const xcs_cs_t& codeset) : view_(codeset) {}
 
   template <bool kRoomy>
   uint8_t* put(uint8_t* out, const uint8_t* end, uint32_t unit, const void*) const {
@@ -88,19 +88,19 @@ class Encoder {
 
 int ascii_mbcs_to_ucs2_r(xcs_cs_t* codeset, const char** in, const char* in_end, uint16_t** out,
                          uint16_t* out_end) {
-  return to_unicode<Decoder>(codeset, in, in_end, out, out_end);
+  return to_unicode<MbcsDecoder>(codeset, in, in_end, out, out_end);
 }
 
 int ascii_mbcs_to_utf8_r(xcs_cs_t* codeset, const char** in, const char* in_end, char** out, char* out_end) {
-  return to_unicode<Decoder>(codeset, in, in_end, out, out_end);
+  return to_unicode<MbcsDecoder>(codeset, in, in_end, out, out_end);
 }
 
 int ascii_mbcs_from_ucs2_r(xcs_cs_t* codeset, const uint16_t** in, const uint16_t* in_end, char** out,
                            char* out_end) {
-  return from_unicode<Encoder>(codeset, in, in_end, out, out_end);
+  return from_unicode<MbcsEncoder>(codeset, in, in_end, out, out_end);
 }
 
 int ascii_mbcs_from_utf8_r(xcs_cs_t* codeset, const char** in, const char* in_end, char** out,
                            char* out_end) {
-  return from_unicode<Encoder>(codeset, in, in_end, out, out_end);
+  return from_unicode<MbcsEncoder>(codeset, in, in_end, out, out_end);
 }

@@ -13,7 +13,7 @@ constexpr uint8_t kShiftIn = 0x0F;
 enum Mode : uint8_t { kSingle = 0, kDouble = 1 };
 
 template <bool kVerified>
-class Decoder {
+class MixedDecoder {
  public:
   using Unit = uint8_t;
   static constexpr ptrdiff_t longest() { return 2; }
@@ -21,7 +21,7 @@ class Decoder {
   static constexpr bool kShifts = true;
   static constexpr bool kSupplementary = false;
 
-  explicit Decoder(const xcs_cs_t& codeset)
+  explicit MixedDecoder(const xcs_cs_t& codeset)
       : view_(codeset), singles_(codeset.rows->to_unicode), mode_(codeset.to_state) {}
 
   uint8_t state() const { return mode_; }
@@ -50,7 +50,7 @@ class Decoder {
 };
 
 template <bool kVerified>
-class Encoder {
+class MixedEncoder {
  public:
   using Unit = uint8_t;
   static constexpr ptrdiff_t kLongest = 3;
@@ -58,7 +58,7 @@ class Encoder {
   static constexpr bool kShifts = true;
   static constexpr bool kSupplementary = false;
 
-  explicit Encoder(const xcs_cs_t& codeset) : view_(codeset), mode_(codeset.from_state) {}
+  explicit MixedEncoder(const xcs_cs_t& codeset) : view_(codeset), mode_(codeset.from_state) {}
 
   uint8_t state() const { return mode_; }
 
@@ -120,18 +120,18 @@ template <class InChar>
 int from_unicode_or_flush(xcs_cs_t* codeset, const InChar** in, const InChar* in_end, char** out,
                           char* out_end) {
   if (is_reset(in)) return flush(codeset, out, out_end);
-  return from_unicode<Encoder>(codeset, in, in_end, out, out_end);
+  return from_unicode<MixedEncoder>(codeset, in, in_end, out, out_end);
 }
 
 }  // namespace
 
 int ebcdic_dbcs_to_ucs2_r(xcs_cs_t* codeset, const char** in, const char* in_end, uint16_t** out,
                           uint16_t* out_end) {
-  return to_unicode<Decoder>(codeset, in, in_end, out, out_end);
+  return to_unicode<MixedDecoder>(codeset, in, in_end, out, out_end);
 }
 
 int ebcdic_dbcs_to_utf8_r(xcs_cs_t* codeset, const char** in, const char* in_end, char** out, char* out_end) {
-  return to_unicode<Decoder>(codeset, in, in_end, out, out_end);
+  return to_unicode<MixedDecoder>(codeset, in, in_end, out, out_end);
 }
 
 int ebcdic_dbcs_from_ucs2_r(xcs_cs_t* codeset, const uint16_t** in, const uint16_t* in_end, char** out,

@@ -41,47 +41,49 @@ class PagedBytes {
   uint8_t question_mark_;
 };
 
+// Reader and writer of a single-byte family: ASCII bypasses the table, or the EBCDIC invariant set does.
 template <bool kAsciiBased>
-class SingleByteReader {
- public:
-  using Unit = uint8_t;
-  static constexpr ptrdiff_t longest() { return 1; }
-  static constexpr bool kAscii = kAsciiBased;
-  static constexpr bool kShifts = false;
-  static constexpr bool kSupplementary = false;
+struct SingleByte {
+  // Reads the prepared row only, so that there is nothing to check.
+  class Reader {
+   public:
+    using Unit = uint8_t;
+    static constexpr ptrdiff_t longest() { return 1; }
+    static constexpr bool kAscii = kAsciiBased;
+    static constexpr bool kShifts = false;
+    static constexpr bool kSupplementary = false;
 
-  explicit SingleByteReader(const xcs_cs_t& codeset) : row_(codeset.rows->to_unicode) {}
+    explicit Reader(const xcs_cs_t& codeset) : row_(codeset.rows->to_unicode) {}
 
-  template <bool kWhole>
-  Character next(const uint8_t* in, const uint8_t*) const {
-    return {row_[*in], 1};
-  }
+    template <bool kWhole>
+    Character next(const uint8_t* in, const uint8_t*) const {
+      return {row_[*in], 1};
+    }
 
- private:
-  const uint16_t* row_;
-};
+   private:
+    const uint16_t* row_;
+  };
 
-template <bool kAsciiBased, bool kVerified>
-class SingleByteWriter {
- public:
-  using Unit = uint8_t;
-  static constexpr ptrdiff_t kLongest = 1;
-  static constexpr bool kAscii = kAsciiBased;
-  static constexpr bool kShifts = false;
-  static constexpr bool kSupplementary = false;
+  template <bool kVerified>
+  class Writer {
+   public:
+    using Unit = uint8_t;
+    static constexpr ptrdiff_t kLongest = 1;
+    static constexpr bool kAscii = kAsciiBased;
+    static constexpr bool kShifts = false;
+    static constexpr bool kSupplementary = false;
 
-  explicit SingleByteWriter(const xcs_cs_t& codeset)
-      : row_(codeset.rows->from_unicode), paged_(codeset, kQuestionMark) {}
+    explicit Writer(const xcs_cs_t& codeset)
+        : row_(codeset.rows->from_unicode), paged_(codeset, kAsciiBased ? '?' : kEbcdicQuestionMark) {}
 
-  template <bool kRoomy>
-  uint8_t* put(uint8_t* out, const uint8_t*, uint32_t value, const void*) const {
-    *out = value < 0x100 ? row_[value] : paged_(value);
-    return out + 1;
-  }
+    template <bool kRoomy>
+    uint8_t* put(uint8_t* out, const uint8_t*, uint32_t value, const void*) const {
+      *out = value < 0x100 ? row_[value] : paged_(value);
+      return out + 1;
+    }
 
- private:
-  static constexpr uint8_t kQuestionMark = kAsciiBased ? '?' : kEbcdicQuestionMark;
-
-  const uint8_t* row_;
-  PagedBytes<kVerified> paged_;
+   private:
+    const uint8_t* row_;
+    PagedBytes<kVerified> paged_;
+  };
 };

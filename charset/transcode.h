@@ -21,7 +21,7 @@
 #include <cstring>
 #include <type_traits>
 
-enum { kConverted = 0, kOutputFull = 1, kInputCut = 2 };
+enum ConverterResult : int { kConverted = 0, kOutputFull = 1, kInputCut = 2 };
 
 struct Character {
   uint32_t value;
