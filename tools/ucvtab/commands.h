@@ -33,7 +33,7 @@ struct VerifyOptions {
   std::string catalogue = kDefaultCatalogue;
   std::vector<std::string> names;  // none means every row
   std::string directory = ".";     // the tables
-  std::string expected;            // file of the differences that are known and wanted; may be empty
+  std::string expected;  // file of the differences that are wanted, exactly; without it any that a rule explains
   bool list = false;               // print each difference, not only their numbers
 };
 ExitCode run_verify(const VerifyOptions& options);

@@ -37,4 +37,12 @@ inline Code gb_code(uint32_t index) {
       .with(0x30 + linear % 10);
 }
 
+// The four-byte code of a character from U+10000 on: no table has a say in it.
+inline Code gb_supplementary_code(char32_t point) {
+  const uint32_t linear = point - 0x10000;  // counted from 0x90 0x30 0x81 0x30
+  return pair(0x90 + linear / 12600, 0x30 + linear / 1260 % 10)
+      .with(0x81 + linear / 10 % 126)
+      .with(0x30 + linear % 10);
+}
+
 }  // namespace ucvtab

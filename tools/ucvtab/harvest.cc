@@ -92,7 +92,7 @@ Rule decode_rule(Kind kind, const Policy& policy, const Code& code, const Decode
 Rule encode_rule(Kind kind, const Policy& policy, char32_t point, const Code& code,
                  std::optional<char16_t> back) {
   if (fixed_encode(kind, point)) return Rule::kFixed;
-  if (point > 0xFFFF) return kind == kGb18030 ? Rule::kNone : Rule::kSupplementary;
+  if (point > 0xFFFF) return kind == kGb18030 && code.length == 4 ? Rule::kNone : Rule::kSupplementary;
   if (point == kUnmapped && kind != kGb18030) return Rule::kUnmappedMark;
   if (dropped_by_policy(policy, point)) return Rule::kPolicy;
   if (code.length > max_code_length(kind)) return Rule::kTooLong;

@@ -33,9 +33,11 @@ class ProductSource : public Source {
     std::string bytes;
     codeset_->from_state = 0;
     from_unicode(point, bytes);
-    const Code code = kind_ == kEbcdicMixed ? without_shifts(bytes) : code_from_bytes(bytes);
     const char question_mark = is_ebcdic(kind_) ? 0x6F : '?';
-    return point != U'?' && bytes == std::string(1, question_mark) ? Code{} : code;
+    // One per unit: a surrogate pair becomes two.
+    const bool substituted = bytes.find_first_not_of(question_mark) == std::string::npos;
+    if (point != U'?' && substituted) return {};
+    return kind_ == kEbcdicMixed ? without_shifts(bytes) : code_from_bytes(bytes);
   }
 
  protected:

@@ -1,5 +1,7 @@
 #include "tools/ucvtab/source.h"
 
+#include "tools/ucvtab/gb18030.h"
+
 namespace ucvtab {
 namespace {
 
@@ -19,11 +21,7 @@ class CodesetSource : public Source {
   Code encode(char32_t point) override {
     if (auto fixed = fixed_encode(codeset_.kind, point)) return single(*fixed);
     if (point < 0x10000) return codeset_.encode[point];
-    if (codeset_.kind != kGb18030) return {};
-    const uint32_t linear = point - 0x10000;  // counted from 0x90 0x30 0x81 0x30
-    return pair(0x90 + linear / 12600, 0x30 + linear / 1260 % 10)
-        .with(0x81 + linear / 10 % 126)
-        .with(0x30 + linear % 10);
+    return codeset_.kind == kGb18030 ? gb_supplementary_code(point) : Code{};
   }
 
  private:
