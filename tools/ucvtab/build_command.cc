@@ -1,37 +1,15 @@
 // build: tables from the catalogue or from text files.
-#include <unistd.h>
-
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 
 #include "tools/ucvtab/commands.h"
 #include "tools/ucvtab/harvest.h"
+#include "tools/ucvtab/progress.h"
 #include "tools/ucvtab/table_writer.h"
 #include "tools/ucvtab/text_format.h"
 
 namespace ucvtab {
 namespace {
-
-// One line that rewrites itself, on a terminal only.
-class Progress {
- public:
-  Progress(size_t total, bool quiet) : total_(total), shown_(!quiet && isatty(STDERR_FILENO) == 1) {}
-  ~Progress() {
-    if (shown_) std::fputs("\r\033[K", stderr);
-  }
-  void step(const std::string& name) {
-    ++done_;
-    if (!shown_) return;
-    std::fprintf(stderr, "\r\033[K[%zu/%zu] %s", done_, total_, name.c_str());
-    std::fflush(stderr);
-  }
-
- private:
-  size_t total_;
-  size_t done_ = 0;
-  bool shown_;
-};
 
 void write_table(const Codeset& codeset, const BuildOptions& options) {
   write_file(options.directory + "/" + codeset.name, build_table(codeset, options.order));

@@ -70,6 +70,8 @@ Policy parse_policy(const std::string& words, const std::string& where) {
       policy.invariant_conflicts = number();
     else if (key == "min-run")
       policy.min_run = number();
+    else if (key == "edition")
+      policy.gb_edition = number();
     else
       throw Failure(kBadInput, where + ": unknown policy: " + word);
   }

@@ -29,6 +29,7 @@ struct Policy {
   unsigned ascii_conflicts = 0;      // how many printable ASCII bytes the source may define otherwise
   unsigned invariant_conflicts = 0;  // how many invariant EBCDIC bytes the source may define otherwise
   unsigned min_run = kDefaultMinRun;
+  unsigned gb_edition = 0;  // GB18030: the edition, 2005 or 2022, that the source must follow; 0 takes any
 };
 
 struct CatalogueRow {
@@ -40,7 +41,8 @@ struct CatalogueRow {
   std::string where;  // "FILE:LINE", for messages
 };
 
-// Words: keep safe strict no-private-use no-c1 no-sub round-trip ascii=N invariant=N min-run=N.
+// Words: keep safe strict no-private-use no-c1 no-sub round-trip ascii=N invariant=N min-run=N
+// edition=N.
 // Throws Failure(kBadInput) that begins with `where`.
 Policy parse_policy(const std::string& words, const std::string& where);
 

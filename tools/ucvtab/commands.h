@@ -33,8 +33,9 @@ struct VerifyOptions {
   std::string catalogue = kDefaultCatalogue;
   std::vector<std::string> names;  // none means every row
   std::string directory = ".";     // the tables
-  std::string expected;  // file of the differences that are wanted, exactly; without it any that a rule explains
-  bool list = false;               // print each difference, not only their numbers
+  std::string
+      expected;       // file of the differences that are wanted, exactly; without it any that a rule explains
+  bool list = false;  // print each difference, not only their numbers
 };
 ExitCode run_verify(const VerifyOptions& options);
 

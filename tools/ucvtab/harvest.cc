@@ -37,6 +37,15 @@ void check_fixed_part(Source& source, const CatalogueRow& row) {
                                  std::to_string(allowed) + " allowed:" + list);
 }
 
+// The editions of GB18030 differ in a few vertical forms: the older one reads A6D9 as private use.
+void check_gb_edition(Source& source, const CatalogueRow& row) {
+  if (row.policy.gb_edition == 0) return;
+  const unsigned edition = source.decode(pair(0xA6, 0xD9)).text == U"\uFE10" ? 2022 : 2005;
+  if (edition == row.policy.gb_edition) return;
+  throw Failure(kDoesNotFit,
+                row.where + ": " + row.source + " follows the edition of " + std::to_string(edition));
+}
+
 std::optional<char16_t> final_decode(const Codeset& codeset, const Code& code) {
   if (code.length == 1) {
     if (auto fixed = fixed_decode(codeset.kind, code.bytes[0])) return fixed;
@@ -103,6 +112,7 @@ Rule encode_rule(Kind kind, const Policy& policy, char32_t point, const Code& co
 
 Codeset harvest(Source& source, const CatalogueRow& row) {
   check_fixed_part(source, row);
+  check_gb_edition(source, row);
   Codeset codeset;
   codeset.name = row.name;
   codeset.kind = row.kind;

@@ -12,6 +12,7 @@
 #include "tools/ucvtab/gb18030.h"
 #include "tools/ucvtab/harvest.h"
 #include "tools/ucvtab/product_source.h"
+#include "tools/ucvtab/progress.h"
 #include "tools/ucvtab/shift.h"
 
 namespace ucvtab {
@@ -163,7 +164,9 @@ ExitCode run_verify(const VerifyOptions& options) {
   }
   const std::string beside = std::filesystem::path(options.catalogue).parent_path().string();
   Differences differences;
+  Progress progress(rows.size(), options.list);
   for (const CatalogueRow& row : rows) {
+    progress.step(row.name);
     const std::unique_ptr<Source> source = open_source(row, beside);
     Verifier(row, options.directory + "/" + row.name, *source, differences, options.list).run();
   }
