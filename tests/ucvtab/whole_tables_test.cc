@@ -11,16 +11,15 @@ using ShippedTables = Tool;
 
 const std::string kCatalogue = " --catalogue " CODESET_SOURCES "/catalogue ";
 const std::string kTables = XCSDIR_BUILT "/codeset/";
-const char* const kOneOfEachKind[] = {"CP1250", "CP932", "EUCTW", "CP1388", "CP1047", "GB18030"};
+const char* const kOneOfEachKind[] = {"CP1250", "CP932", "EUCJP", "CP1388", "CP1047", "GB18030"};
 
 // A builder that lets the locale, the clock, the directory or the order of a run into a table.
 TEST_F(ShippedTables, DependOnNothingButTheirSources) {
+  must("build" + kCatalogue + "-o elsewhere/deep GB18030 CP1047 CP1388 EUCJP CP932 CP1250",
+       "LC_ALL=C.UTF-8 TZ=Asia/Tokyo LANG=xx");
   for (const std::string name : kOneOfEachKind) {
-    must("build" + kCatalogue + "-o elsewhere/deep WINSAMI2 " + name, "LC_ALL=C.UTF-8 TZ=Asia/Tokyo LANG=xx");
-    const std::string again = read("elsewhere/deep/" + name);
-    ASSERT_GE(again.size(), 1760u);
-    write("built", again);
-    EXPECT_EQ(std::system(("cmp " + path("built") + " " + kTables + name).c_str()), 0) << name;
+    EXPECT_EQ(std::system(("cmp " + path("elsewhere/deep/") + name + " " + kTables + name).c_str()), 0)
+        << name;
   }
 }
 

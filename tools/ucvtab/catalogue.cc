@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <map>
 #include <set>
 #include <sstream>
 
@@ -10,6 +11,17 @@
 
 namespace ucvtab {
 namespace {
+
+const std::map<std::string, OneWay> kOneWays = {
+    {"keep", OneWay::kKeep}, {"safe", OneWay::kSafe}, {"strict", OneWay::kStrict}};
+const std::map<std::string, bool Policy::*> kFlags = {{"no-private-use", &Policy::no_private_use},
+                                                      {"no-c1", &Policy::no_c1},
+                                                      {"no-sub", &Policy::no_sub},
+                                                      {"round-trip", &Policy::round_trip}};
+const std::map<std::string, unsigned Policy::*> kNumbers = {{"ascii", &Policy::ascii_conflicts},
+                                                            {"invariant", &Policy::invariant_conflicts},
+                                                            {"min-run", &Policy::min_run},
+                                                            {"edition", &Policy::gb_edition}};
 
 unsigned parse_number(std::string_view digits, const std::string& where) {
   unsigned value = 0;
@@ -45,35 +57,19 @@ Policy parse_policy(const std::string& words, const std::string& where) {
   Policy policy;
   std::istringstream in(words);
   for (std::string word; in >> word;) {
-    const std::string::size_type equals = word.find('=');
-    const std::string key = word.substr(0, equals);
-    auto number = [&] {
-      return parse_number(equals == std::string::npos ? "" : word.substr(equals + 1), where);
-    };
-    if (word == "keep")
-      policy.one_way = OneWay::kKeep;
-    else if (word == "safe")
-      policy.one_way = OneWay::kSafe;
-    else if (word == "strict")
-      policy.one_way = OneWay::kStrict;
-    else if (word == "no-private-use")
-      policy.no_private_use = true;
-    else if (word == "no-c1")
-      policy.no_c1 = true;
-    else if (word == "no-sub")
-      policy.no_sub = true;
-    else if (word == "round-trip")
-      policy.round_trip = true;
-    else if (key == "ascii")
-      policy.ascii_conflicts = number();
-    else if (key == "invariant")
-      policy.invariant_conflicts = number();
-    else if (key == "min-run")
-      policy.min_run = number();
-    else if (key == "edition")
-      policy.gb_edition = number();
-    else
+    const auto equals = std::min(word.find('='), word.size());
+    const auto one_way = kOneWays.find(word);
+    const auto flag = kFlags.find(word);
+    const auto number = kNumbers.find(word.substr(0, equals));
+    if (one_way != kOneWays.end()) {
+      policy.one_way = one_way->second;
+    } else if (flag != kFlags.end()) {
+      policy.*flag->second = true;
+    } else if (number != kNumbers.end() && equals < word.size()) {
+      policy.*number->second = parse_number(std::string_view(word).substr(equals + 1), where);
+    } else {
       throw Failure(kBadInput, where + ": unknown policy: " + word);
+    }
   }
   return policy;
 }

@@ -117,7 +117,7 @@ Codeset harvest(Source& source, const CatalogueRow& row) {
   codeset.name = row.name;
   codeset.kind = row.kind;
   codeset.min_run = row.policy.min_run;
-  for_each_code(source, row.kind, [&](const Code& code, const Decoded& decoded) {
+  for_each_table_code(source, row.kind, [&](const Code& code, const Decoded& decoded) {
     if (decoded.outcome == Decoded::kIncomplete && code.length == 1) codeset.leads.set(code.bytes[0]);
     if (decoded.outcome != Decoded::kMapped) return;
     if (decode_rule(row.kind, row.policy, code, decoded) != Rule::kNone || decoded.text[0] > 0xFFFF) return;

@@ -83,4 +83,12 @@ void for_each_code(Source& source, Kind kind, const CodeVisitor& visit) {
   }
 }
 
+void for_each_table_code(Source& source, Kind kind, const CodeVisitor& visit) {
+  if (kind != kGb18030) return for_each_code(source, kind, visit);
+  for (uint32_t index = 1; index <= kMaxGbIndex; ++index) {
+    const Code code = gb_code(index);
+    visit(code, source.decode(code));
+  }
+}
+
 }  // namespace ucvtab

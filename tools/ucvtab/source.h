@@ -39,4 +39,8 @@ std::unique_ptr<Source> open_codeset(Codeset codeset);
 using CodeVisitor = std::function<void(const Code&, const Decoded&)>;
 void for_each_code(Source& source, Kind kind, const CodeVisitor& visit);
 
+// The same less codes that no table holds: of GB18030's forty million well- and ill-formed sequences only
+// those with an index.
+void for_each_table_code(Source& source, Kind kind, const CodeVisitor& visit);
+
 }  // namespace ucvtab

@@ -122,7 +122,6 @@ unsigned gb_lookup(const TableImage& image, unsigned direction, unsigned key) {
 
 void read_gb18030(const TableImage& image, Codeset& codeset, Collector& out) {
   codeset.min_run = image.u32(image.u16(kGbStructure) + kGbMinRun);
-  for (unsigned byte = 0x81; byte <= 0xFE; ++byte) codeset.leads.set(byte);
   for (unsigned key = 1; key <= kMaxGbIndex; ++key) out.decode(gb_code(key), gb_lookup(image, kGbTo, key));
   out.encode_all([&](char32_t unit) {
     const unsigned index = gb_lookup(image, kGbFrom, unit);
