@@ -8,13 +8,8 @@ namespace {
 using namespace table_layout;
 
 template <bool kVerified>
-class MbcsDecoder {
+class MbcsDecoder : public Side<uint8_t, 254, true> {
  public:
-  using Unit = uint8_t;
-  static constexpr bool kAscii = true;
-  static constexpr bool kShifts = false;
-  static constexpr bool kSupplementary = false;
-
   explicit MbcsDecoder(const xcs_cs_t& codeset) : view_(codeset), longest_(codeset.longest) {}
 
   ptrdiff_t longest() const { return longest_; }
@@ -27,6 +22,10 @@ class MbcsDecoder {
     if (length == kInvalidLead || length == 0) return {'?', 1};  // 0 would consume nothing, for ever
     if (!kWhole && end - in < static_cast<ptrdiff_t>(length)) return kCut;
     uint16_t node = view_.byte_entry(lead);
+    if (length == 2) {  // most of them
+      if (node != kUnmapped) node = child(node, in[1]);
+      return {mapped(node), 2};
+    }
     for (uint32_t i = 1; i < length && node != kUnmapped; ++i) node = child(node, in[i]);
     return {mapped(node), length};
   }
@@ -46,14 +45,8 @@ class MbcsDecoder {
 };
 
 template <bool kVerified>
-class MbcsEncoder {
+class MbcsEncoder : public Side<uint8_t, kMaxPrefix + 2, true> {
  public:
-  using Unit = uint8_t;
-  static constexpr ptrdiff_t kLongest = kMaxPrefix + 2;
-  static constexpr bool kAscii = true;
-  static constexpr bool kShifts = false;
-  static constexpr bool kSupplementary = false;
-
   explicit MbcsEncoder(const xcs_cs_t& codeset) : view_(codeset) {}
 
   template <bool kRoomy>
