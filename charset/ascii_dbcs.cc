@@ -6,14 +6,8 @@
 namespace {
 
 template <bool kVerified>
-class DbcsDecoder {
+class DbcsDecoder : public Side<uint8_t, 2, true> {
  public:
-  using Unit = uint8_t;
-  static constexpr ptrdiff_t longest() { return 2; }
-  static constexpr bool kAscii = true;
-  static constexpr bool kShifts = false;
-  static constexpr bool kSupplementary = false;
-
   explicit DbcsDecoder(const xcs_cs_t& codeset) : view_(codeset), singles_(4ull * view_.byte_entry(0)) {}
 
   template <bool kWhole>
@@ -34,14 +28,8 @@ class DbcsDecoder {
 };
 
 template <bool kVerified>
-class DbcsEncoder {
+class DbcsEncoder : public Side<uint8_t, 2, true> {
  public:
-  using Unit = uint8_t;
-  static constexpr ptrdiff_t kLongest = 2;
-  static constexpr bool kAscii = true;
-  static constexpr bool kShifts = false;
-  static constexpr bool kSupplementary = false;
-
   explicit DbcsEncoder(const xcs_cs_t& codeset) : view_(codeset) {}
 
   template <bool kRoomy>

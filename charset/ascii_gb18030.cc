@@ -12,46 +12,45 @@ using namespace table_layout;
 constexpr uint32_t kTrails = 191;           // two-byte codes of one lead byte
 constexpr uint32_t kFirstFourByte = 24067;  // GB index
 enum EntryType : uint16_t { kSingleByte = 0, kTableRange = 1, kArithmeticRange = 2 };
-
-struct Entry {
-  uint16_t start;
-  uint16_t end;
-  uint16_t type;
-  uint16_t value;
-};
+constexpr GbEntry kNoEntry = {1, 0, UINT16_MAX, 0};  // covers no key; its type gives kUnmapped
 
 // One direction of the range structure. Its lists have no count, so a walk always stops at the image's end,
 // too.
-template <bool kVerified>
+template <bool kVerified, uint32_t kDirection>
 class Ranges {
  public:
-  Ranges(const xcs_cs_t& codeset, uint32_t direction) : image_(codeset.table), size_(codeset.table_size) {
+  explicit Ranges(const xcs_cs_t& codeset) : image_(codeset.table), size_(codeset.table_size) {
     const uint64_t structure = load<uint16_t>(image_ + kGbStructure);
-    const uint64_t header = structure + direction;
     if (structure + kGbArray > size_) {
       size_ = 0;  // everything lies outside then
       return;
     }
+    const uint8_t* const header = image_ + structure + kDirection;
     const uint64_t array = structure + kGbArray;
-    entries_ = array + 2ull * load<uint32_t>(image_ + header + kGbEntries);
-    blocks_ = array + 2ull * load<uint32_t>(image_ + header + kGbBlocks);
-    values_ = array + 2ull * load<uint32_t>(image_ + header + kGbValues);
+    entries_ = array + 2ull * load<uint32_t>(header + kGbEntries);
+    blocks_ = array + 2ull * load<uint32_t>(header + kGbBlocks);
+    values_ = array + 2ull * load<uint32_t>(header + kGbValues);
   }
 
-  // Calls `take` with the entries that cover `key`, in order, until it returns true.
-  template <class Take>
-  void for_each_covering(uint32_t key, Take take) const {
+  // The entry that holds for `key`: towards the codeset the first that covers it, away from it the last. In a
+  // verified image there is only one, so that the latest answer may be used again.
+  GbEntry find(uint32_t key) {
+    if (kVerified && latest_.start <= key && key <= latest_.end) return latest_;
+    latest_ = kNoEntry;
     const uint64_t block = blocks_ + 2ull * (key >> kGbBlockShift);
-    if (!holds(block, 2)) return;
-    uint64_t at = entries_ + sizeof(Entry) * load<uint16_t>(image_ + block);
-    for (; at + sizeof(Entry) <= size_; at += sizeof(Entry)) {
-      const Entry entry = load<Entry>(image_ + at);
-      if (entry.start > key) return;
-      if (entry.end >= key && take(entry)) return;
+    if (!holds(block, 2)) return latest_;
+    uint64_t at = entries_ + sizeof(GbEntry) * load<uint16_t>(image_ + block);
+    for (; at + sizeof(GbEntry) <= size_; at += sizeof(GbEntry)) {
+      const auto entry = load<GbEntry>(image_ + at);
+      if (entry.start > key) break;
+      if (entry.end < key) continue;
+      latest_ = entry;
+      if (kVerified || kDirection == kGbFrom) break;
     }
+    return latest_;
   }
 
-  uint32_t result(const Entry& entry, uint32_t key) const {
+  uint32_t result(const GbEntry& entry, uint32_t key) const {
     const uint32_t value = entry.value + (key - entry.start);
     if (entry.type == kArithmeticRange) return value;
     const uint64_t element = values_ + 2ull * value;
@@ -66,21 +65,18 @@ class Ranges {
   uint64_t entries_ = 0;  // offsets in the image
   uint64_t blocks_ = 0;
   uint64_t values_ = 0;
+  GbEntry latest_ = kNoEntry;
 };
 
 template <bool kVerified>
-class Gb18030Decoder {
+class Gb18030Decoder : public Side<uint8_t, 4, true> {
  public:
-  using Unit = uint8_t;
-  static constexpr ptrdiff_t longest() { return 4; }
-  static constexpr bool kAscii = true;
-  static constexpr bool kShifts = false;
   static constexpr bool kSupplementary = true;
 
-  explicit Gb18030Decoder(const xcs_cs_t& codeset) : ranges_(codeset, kGbTo) {}
+  explicit Gb18030Decoder(const xcs_cs_t& codeset) : ranges_(codeset) {}
 
   template <bool kWhole>
-  Character next(const uint8_t* in, const uint8_t* end) const {
+  Character next(const uint8_t* in, const uint8_t* end) {
     const uint32_t lead = in[0];
     if (lead < 0x80) return {lead, 1};
     if (lead == 0x80 || lead == 0xFF) return {'?', 1};
@@ -95,45 +91,31 @@ class Gb18030Decoder {
   }
 
  private:
-  uint32_t four_bytes(uint32_t key) const {
+  uint32_t four_bytes(uint32_t key) {
     if (key < UINT16_MAX) return mapped(key);
     return key - 213067 <= 0xFFFFF ? key - 147531 : '?';
   }
 
-  uint32_t mapped(uint32_t key) const {
-    uint32_t value = kUnmapped;
-    ranges_.for_each_covering(key, [&](const Entry& entry) {
-      value = ranges_.result(entry, key);  // the last one wins
-      return false;
-    });
+  uint32_t mapped(uint32_t key) {
+    const uint32_t value = ranges_.result(ranges_.find(key), key);
     return value == kUnmapped ? '?' : value;
   }
 
-  Ranges<kVerified> ranges_;
+  Ranges<kVerified, kGbTo> ranges_;
 };
 
 template <bool kVerified>
-class Gb18030Encoder {
+class Gb18030Encoder : public Side<uint8_t, 4, true> {
  public:
-  using Unit = uint8_t;
-  static constexpr ptrdiff_t kLongest = 4;
-  static constexpr bool kAscii = true;
-  static constexpr bool kShifts = false;
   static constexpr bool kSupplementary = true;
 
-  explicit Gb18030Encoder(const xcs_cs_t& codeset) : ranges_(codeset, kGbFrom) {}
+  explicit Gb18030Encoder(const xcs_cs_t& codeset) : ranges_(codeset) {}
 
   template <bool kRoomy>
-  uint8_t* put(uint8_t* out, const uint8_t* end, uint32_t code_point, const void*) const {
+  uint8_t* put(uint8_t* out, const uint8_t* end, uint32_t code_point, const void*) {
     if (code_point < 0x80) return put_byte(out, code_point);
     if (code_point >= 0x10000) return put_four<kRoomy>(out, end, code_point + 123464);
-    Entry entry{};
-    bool covered = false;
-    ranges_.for_each_covering(code_point, [&](const Entry& first) {
-      entry = first;
-      return covered = true;
-    });
-    if (!covered) return put_byte(out, '?');
+    const GbEntry entry = ranges_.find(code_point);
     const uint32_t single_byte = entry.value + (code_point - entry.start);
     if (entry.type == kSingleByte) return put_byte(out, single_byte);
     const uint32_t index = ranges_.result(entry, code_point);
@@ -163,7 +145,7 @@ class Gb18030Encoder {
     return out + 4;
   }
 
-  Ranges<kVerified> ranges_;
+  Ranges<kVerified, kGbFrom> ranges_;
 };
 
 }  // namespace

@@ -1,4 +1,6 @@
 // ASCII-based multi-byte codesets: a trie of byte sequences one way, prefix records the other.
+#include <algorithm>
+
 #include "charset/convert.h"
 #include "charset/table.h"
 #include "charset/unicode_text.h"
@@ -8,13 +10,8 @@ namespace {
 using namespace table_layout;
 
 template <bool kVerified>
-class MbcsDecoder {
+class MbcsDecoder : public Side<uint8_t, 254, true> {
  public:
-  using Unit = uint8_t;
-  static constexpr bool kAscii = true;
-  static constexpr bool kShifts = false;
-  static constexpr bool kSupplementary = false;
-
   explicit MbcsDecoder(const xcs_cs_t& codeset) : view_(codeset), longest_(codeset.longest) {}
 
   ptrdiff_t longest() const { return longest_; }
@@ -27,6 +24,10 @@ class MbcsDecoder {
     if (length == kInvalidLead || length == 0) return {'?', 1};  // 0 would consume nothing, for ever
     if (!kWhole && end - in < static_cast<ptrdiff_t>(length)) return kCut;
     uint16_t node = view_.byte_entry(lead);
+    if (length == 2) {  // most of them
+      if (node != kUnmapped) node = child(node, in[1]);
+      return {mapped(node), 2};
+    }
     for (uint32_t i = 1; i < length && node != kUnmapped; ++i) node = child(node, in[i]);
     return {mapped(node), length};
   }
@@ -46,14 +47,8 @@ class MbcsDecoder {
 };
 
 template <bool kVerified>
-class MbcsEncoder {
+class MbcsEncoder : public Side<uint8_t, kMaxPrefix + 2, true> {
  public:
-  using Unit = uint8_t;
-  static constexpr ptrdiff_t kLongest = kMaxPrefix + 2;
-  static constexpr bool kAscii = true;
-  static constexpr bool kShifts = false;
-  static constexpr bool kSupplementary = false;
-
   explicit MbcsEncoder(const xcs_cs_t& codeset) : view_(codeset) {}
 
   template <bool kRoomy>
@@ -69,16 +64,29 @@ class MbcsEncoder {
     const uint32_t length = view_.u16(record + kPrefixLength);
     if (length > kMaxPrefix) return put_byte(out, '?');
     if (!kRoomy && end - out < static_cast<ptrdiff_t>(length) + 2) return nullptr;
-    for (uint32_t i = 0; i < length; ++i) *out++ = *view_.at(record + i);
-    out[0] = static_cast<uint8_t>(value >> 8);
-    out[1] = static_cast<uint8_t>(value);
-    return out + 2;
+    const uint8_t* const bytes = view_.at(record);
+    if (length <= 2) {
+      // Nearly all. Texts mix the lengths, so no branch: the first two bytes by length, then the last two,
+      // which may be the same.
+      const uint32_t fronts[] = {value, uint32_t{bytes[0]} << 8 | value >> 8,
+                                 uint32_t{bytes[0]} << 8 | bytes[1]};
+      put_pair(out, fronts[length]);
+    } else {
+      std::copy_n(bytes, length, out);
+    }
+    return put_pair(out + length, value);
   }
 
  private:
   static uint8_t* put_byte(uint8_t* out, uint32_t value) {
     *out = static_cast<uint8_t>(value);
     return out + 1;
+  }
+
+  static uint8_t* put_pair(uint8_t* out, uint32_t value) {
+    out[0] = static_cast<uint8_t>(value >> 8);
+    out[1] = static_cast<uint8_t>(value);
+    return out + 2;
   }
 
   TableView<kVerified> view_;

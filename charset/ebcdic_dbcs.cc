@@ -13,13 +13,9 @@ constexpr uint8_t kShiftIn = 0x0F;
 enum Mode : uint8_t { kSingle = 0, kDouble = 1 };
 
 template <bool kVerified>
-class MixedDecoder {
+class MixedDecoder : public Side<uint8_t, 2, false> {
  public:
-  using Unit = uint8_t;
-  static constexpr ptrdiff_t longest() { return 2; }
-  static constexpr bool kAscii = false;
   static constexpr bool kShifts = true;
-  static constexpr bool kSupplementary = false;
 
   explicit MixedDecoder(const xcs_cs_t& codeset)
       : view_(codeset), singles_(codeset.rows->to_unicode), mode_(codeset.to_state) {}
@@ -50,13 +46,9 @@ class MixedDecoder {
 };
 
 template <bool kVerified>
-class MixedEncoder {
+class MixedEncoder : public Side<uint8_t, 3, false> {
  public:
-  using Unit = uint8_t;
-  static constexpr ptrdiff_t kLongest = 3;
-  static constexpr bool kAscii = false;
   static constexpr bool kShifts = true;
-  static constexpr bool kSupplementary = false;
 
   explicit MixedEncoder(const xcs_cs_t& codeset) : view_(codeset), mode_(codeset.from_state) {}
 

@@ -34,6 +34,15 @@ class PagedBytes {
     return byte == substitute_ && unit != source_ ? question_mark_ : byte;
   }
 
+  // The same, with U+0000 to U+00FF by the prepared `row`. Texts mix both, so the choice is not left to a
+  // branch where every page is known to be there.
+  uint8_t through_row(const uint8_t* row, uint32_t unit) const {
+    if constexpr (!kVerified) return unit < 0x100 ? row[unit] : (*this)(unit);
+    const uint8_t* const page = view_.at(view_.page(unit));
+    const uint8_t byte = (unit < 0x100 ? row : page)[unit & 0xFF];
+    return byte == substitute_ && unit != source_ && unit >= 0x100 ? question_mark_ : byte;
+  }
+
  private:
   TableView<kVerified> view_;
   uint8_t substitute_;
@@ -45,14 +54,8 @@ class PagedBytes {
 template <bool kAsciiBased>
 struct SingleByte {
   // Reads the prepared row only, so that there is nothing to check.
-  class Reader {
+  class Reader : public Side<uint8_t, 1, kAsciiBased> {
    public:
-    using Unit = uint8_t;
-    static constexpr ptrdiff_t longest() { return 1; }
-    static constexpr bool kAscii = kAsciiBased;
-    static constexpr bool kShifts = false;
-    static constexpr bool kSupplementary = false;
-
     explicit Reader(const xcs_cs_t& codeset) : row_(codeset.rows->to_unicode) {}
 
     template <bool kWhole>
@@ -65,20 +68,14 @@ struct SingleByte {
   };
 
   template <bool kVerified>
-  class Writer {
+  class Writer : public Side<uint8_t, 1, kAsciiBased> {
    public:
-    using Unit = uint8_t;
-    static constexpr ptrdiff_t kLongest = 1;
-    static constexpr bool kAscii = kAsciiBased;
-    static constexpr bool kShifts = false;
-    static constexpr bool kSupplementary = false;
-
     explicit Writer(const xcs_cs_t& codeset)
         : row_(codeset.rows->from_unicode), paged_(codeset, kAsciiBased ? '?' : kEbcdicQuestionMark) {}
 
     template <bool kRoomy>
     uint8_t* put(uint8_t* out, const uint8_t*, uint32_t value, const void*) const {
-      *out = value < 0x100 ? row_[value] : paged_(value);
+      *out = paged_.through_row(row_, value);
       return out + 1;
     }
 

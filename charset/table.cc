@@ -4,6 +4,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 
@@ -131,25 +132,33 @@ bool verify_gb_direction(const Image& image, uint64_t structure, uint32_t direct
   const uint64_t values = array + 2ull * load<uint32_t>(header + kGbValues);
   constexpr uint32_t kBlockCount = 0x10000 >> kGbBlockShift;
   if (blocks + 2ull * kBlockCount > image.size_bytes()) return false;
+  const auto entry_at = [&](uint32_t index) {
+    return load<GbEntry>(image.image() + entries + sizeof(GbEntry) * index);
+  };
+  const auto first_of_block = [&](uint32_t block) {
+    return load<uint16_t>(image.image() + blocks + 2ull * block);
+  };
   uint32_t first = UINT16_MAX;
-  uint32_t last = 0;
-  for (uint32_t block = 0; block < kBlockCount; ++block) {
-    const uint32_t entry = load<uint16_t>(image.image() + blocks + 2ull * block);
-    first = entry < first ? entry : first;
-    last = entry > last ? entry : last;
-  }
-  for (uint32_t index = first;; ++index) {
-    const uint64_t entry = entries + 8ull * index;
-    if (entry + 8 > image.size_bytes()) return false;
-    const uint32_t start = load<uint16_t>(image.image() + entry);
-    const uint32_t end = load<uint16_t>(image.image() + entry + 2);
-    const uint32_t type = load<uint16_t>(image.image() + entry + 4);
-    const uint64_t value = load<uint16_t>(image.image() + entry + 6);
-    if (type == 1 && end >= start && values + 2 * (value + end - start) + 2 > image.size_bytes())
+  for (uint32_t block = 0; block < kBlockCount; ++block)
+    first = std::min<uint32_t>(first, first_of_block(block));
+
+  uint32_t index = first;
+  for (uint32_t next_start = 0;; ++index) {
+    if (entries + sizeof(GbEntry) * (index + 1ull) > image.size_bytes()) return false;
+    const GbEntry entry = entry_at(index);
+    if (entry.start < next_start) return false;
+    const uint64_t last_value = uint64_t{entry.value} + entry.end - entry.start;
+    if (entry.type == 1 && entry.end >= entry.start && values + 2 * last_value + 2 > image.size_bytes())
       return false;
-    const bool ends = (direction == kGbFrom ? end : start) == 0xFFFF;
-    if (ends && index >= last) return true;
+    if ((direction == kGbFrom ? entry.end : entry.start) == 0xFFFF) break;
+    if (entry.end < entry.start) return false;
+    next_start = entry.end + 1u;
   }
+  for (uint32_t block = 0; block < kBlockCount; ++block) {
+    const uint32_t start = first_of_block(block);
+    if (start > index || (start > first && entry_at(start - 1).end >= block << kGbBlockShift)) return false;
+  }
+  return true;
 }
 
 bool verify_gb18030(const Image& image) {

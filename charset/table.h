@@ -43,6 +43,13 @@ constexpr uint32_t kGbBlocks = 4;
 constexpr uint32_t kGbValues = 8;
 constexpr uint32_t kGbArray = 32;
 constexpr uint32_t kGbBlockShift = 9;  // keys of one block differ in the low 9 bits
+
+struct GbEntry {
+  uint16_t start;  // first and last key
+  uint16_t end;
+  uint16_t type;
+  uint16_t value;
+};
 }  // namespace table_layout
 
 constexpr uint16_t kUnmapped = 0xFFFF;

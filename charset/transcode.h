@@ -1,18 +1,13 @@
 // The loop under all converters: a reader turns input units into characters, a writer turns characters into
 // output units. Each family brings its table side; unicode_text.h brings the UCS-2 and UTF-8 sides.
 //
-// A reader has
-//   Unit             of its input
-//   longest()        units of its longest character
-//   kAscii           units below 0x80 stand for themselves
-//   kShifts          has a shift state, and units that change it and give no character (kNothing)
-//   next<kWhole>     the character at `in`; when kWhole, longest() units are there and no end is looked at
-// and a writer
-//   Unit, kAscii, kShifts
-//   kLongest         units that one character may need
-//   put<kRoomy>      writes a character and returns the new end, or null if it does not fit; at least one
-//   unit
-//                    is free, and kLongest are when kRoomy. `after` points behind the character's input.
+// A reader is a Side of its input's units with
+//   longest()      units of its longest character
+//   next<kWhole>   the character at `in`; when kWhole, longest() units are there and no end is looked at
+// A writer is a Side of its output's units with
+//   put<kRoomy>    writes a character and returns the new end, or null if it does not fit; at least one unit
+//   is
+//                  free, and kLongest are when kRoomy. `after` points behind the character's input.
 #pragma once
 
 #include <algorithm>
@@ -29,6 +24,22 @@ struct Character {
 };
 constexpr Character kCut = {0, 0};
 constexpr uint32_t kNothing = UINT32_MAX;
+
+// What the loop knows of a reader or writer at compile time.
+//   kUnits         units that a character has at most
+//   kAsciiPasses   units below 0x80 stand for themselves
+template <class UnitType, ptrdiff_t kUnits, bool kAsciiPasses>
+struct Side {
+  using Unit = UnitType;
+  static constexpr ptrdiff_t kLongest = kUnits;
+  static constexpr bool kAscii = kAsciiPasses;
+  // Has a shift state that the codeset keeps: state(). A reader's shift units give no character but kNothing.
+  static constexpr bool kShifts = false;
+  // Has characters from U+10000 up.
+  static constexpr bool kSupplementary = false;
+
+  static constexpr ptrdiff_t longest() { return kLongest; }
+};
 
 constexpr ptrdiff_t kRun = 8;  // units that are tested and copied at a time where ASCII passes unchanged
 
@@ -86,6 +97,7 @@ int transcode(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
               const typename Reader::Unit* in_end, typename Writer::Unit*& out,
               typename Writer::Unit* out_end) {
   constexpr bool kRuns = Reader::kAscii && Writer::kAscii;
+  constexpr bool kUnitForUnit = Reader::kLongest == 1 && Writer::kLongest == 1;
   if (in >= in_end) return kConverted;
   if (out >= out_end) return kOutputFull;
   // Most of the text in blocks that cannot meet either end: no result code is decided inside them.
@@ -93,9 +105,11 @@ int transcode(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
     if constexpr (kRuns) copy_ascii_runs(in, in_end, out, out_end);
     ptrdiff_t steps = std::min((in_end - in) / reader.longest(), (out_end - out) / Writer::kLongest);
     if (steps == 0) break;
+    // Looking out for the next ASCII run costs more than it saves where a step is hardly more than a load.
+    if (kRuns && kUnitForUnit) steps = std::min(steps, 2 * kRun);
     do {
       roomy_step(reader, writer, in, out);
-    } while (--steps != 0 && !(kRuns && steps >= kRun && *in < 0x80 && is_ascii_run(in)));
+    } while (--steps != 0 && !(kRuns && !kUnitForUnit && steps >= kRun && *in < 0x80 && is_ascii_run(in)));
   }
   while (in != in_end) {
     if (out == out_end) return kOutputFull;

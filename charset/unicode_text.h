@@ -1,22 +1,17 @@
 // The Unicode side of the converters: readers and writers of UCS-2 and UTF-8, and the entry of every member
-// that a table family has. kSupplementary tells a family that has characters from U+10000 up; the others look
+// that a table family has. kAllPlanes is for a family that has characters from U+10000 up; the others look
 // at each UCS-2 unit by itself and know no UTF-8 sequences of 4 bytes.
 #pragma once
 
 #include "charset/codeset.h"
 #include "charset/transcode.h"
 
-template <bool kSupplementary>
-struct Ucs2Reader {
-  using Unit = uint16_t;
-  static constexpr ptrdiff_t longest() { return kSupplementary ? 2 : 1; }
-  static constexpr bool kAscii = true;
-  static constexpr bool kShifts = false;
-
+template <bool kAllPlanes>
+struct Ucs2Reader : Side<uint16_t, kAllPlanes ? 2 : 1, true> {
   template <bool kWhole>
   static Character next(const uint16_t* in, const uint16_t* end) {
     const uint32_t unit = in[0];
-    if (!kSupplementary || (unit & 0xF800) != 0xD800) return {unit, 1};
+    if (!kAllPlanes || (unit & 0xF800) != 0xD800) return {unit, 1};
     if (unit >= 0xDC00) return {'?', 1};
     if (!kWhole && end - in < 2) return kCut;
     const uint32_t low = in[1];
@@ -26,21 +21,16 @@ struct Ucs2Reader {
 };
 
 // Following bytes are not checked and overlong forms pass; only what cannot lead a sequence gives "?".
-template <bool kSupplementary>
-struct Utf8Reader {
-  using Unit = uint8_t;
-  static constexpr ptrdiff_t longest() { return kSupplementary ? 4 : 3; }
-  static constexpr bool kAscii = true;
-  static constexpr bool kShifts = false;
-
+template <bool kAllPlanes>
+struct Utf8Reader : Side<uint8_t, kAllPlanes ? 4 : 3, true> {
   template <bool kWhole>
   static Character next(const uint8_t* in, const uint8_t* end) {
     const uint32_t lead = in[0];
     if (lead < 0x80) return {lead, 1};
-    if (lead < 0xC0 || (kSupplementary && lead >= 0xF8)) return {'?', 1};
-    const ptrdiff_t left = kWhole ? longest() : end - in;
+    if (lead < 0xC0 || (kAllPlanes && lead >= 0xF8)) return {'?', 1};
+    const ptrdiff_t left = kWhole ? Utf8Reader::longest() : end - in;
     if (lead < 0xE0) return left < 2 ? kCut : Character{(lead & 0x1F) << 6 | low6(in[1]), 2};
-    if (!kSupplementary || lead < 0xF0) {
+    if (!kAllPlanes || lead < 0xF0) {
       // Without 4-byte sequences every lead from 0xE0 up starts three bytes: the low 16 bits of their value.
       return left < 3 ? kCut : Character{(lead & 0x0F) << 12 | low6(in[1]) << 6 | low6(in[2]), 3};
     }
@@ -52,16 +42,11 @@ struct Utf8Reader {
   static uint32_t low6(uint8_t byte) { return byte & 0x3Fu; }
 };
 
-template <bool kSupplementary>
-struct Ucs2Writer {
-  using Unit = uint16_t;
-  static constexpr ptrdiff_t kLongest = kSupplementary ? 2 : 1;
-  static constexpr bool kAscii = true;
-  static constexpr bool kShifts = false;
-
+template <bool kAllPlanes>
+struct Ucs2Writer : Side<uint16_t, kAllPlanes ? 2 : 1, true> {
   template <bool kRoomy>
   static uint16_t* put(uint16_t* out, const uint16_t* end, uint32_t value, const void*) {
-    if (!kSupplementary || value < 0x10000) {
+    if (!kAllPlanes || value < 0x10000) {
       *out = static_cast<uint16_t>(value);
       return out + 1;
     }
@@ -73,27 +58,22 @@ struct Ucs2Writer {
   }
 };
 
-template <bool kSupplementary>
-struct Utf8Writer {
-  using Unit = uint8_t;
-  static constexpr ptrdiff_t kLongest = kSupplementary ? 4 : 3;
-  static constexpr bool kAscii = true;
-  static constexpr bool kShifts = false;
-
+template <bool kAllPlanes>
+struct Utf8Writer : Side<uint8_t, kAllPlanes ? 4 : 3, true> {
   template <bool kRoomy>
   static uint8_t* put(uint8_t* out, const uint8_t* end, uint32_t value, const void*) {
     if (value < 0x80) {
       *out = static_cast<uint8_t>(value);
       return out + 1;
     }
-    const ptrdiff_t room = kRoomy ? kLongest : end - out;
+    const ptrdiff_t room = kRoomy ? Utf8Writer::kLongest : end - out;
     if (value < 0x800) {
       if (room < 2) return nullptr;
       out[0] = static_cast<uint8_t>(0xC0 | value >> 6);
       out[1] = following(value);
       return out + 2;
     }
-    if (!kSupplementary || value < 0x10000) {
+    if (!kAllPlanes || value < 0x10000) {
       if (room < 3) return nullptr;
       out[0] = static_cast<uint8_t>(0xE0 | value >> 12);
       out[1] = following(value >> 6);
@@ -112,12 +92,10 @@ struct Utf8Writer {
   static uint8_t following(uint32_t bits) { return static_cast<uint8_t>(0x80 | (bits & 0x3F)); }
 };
 
-template <class Char, bool kSupplementary>
-using UnicodeReader =
-    std::conditional_t<sizeof(Char) == 2, Ucs2Reader<kSupplementary>, Utf8Reader<kSupplementary>>;
-template <class Char, bool kSupplementary>
-using UnicodeWriter =
-    std::conditional_t<sizeof(Char) == 2, Ucs2Writer<kSupplementary>, Utf8Writer<kSupplementary>>;
+template <class Char, bool kAllPlanes>
+using UnicodeReader = std::conditional_t<sizeof(Char) == 2, Ucs2Reader<kAllPlanes>, Utf8Reader<kAllPlanes>>;
+template <class Char, bool kAllPlanes>
+using UnicodeWriter = std::conditional_t<sizeof(Char) == 2, Ucs2Writer<kAllPlanes>, Utf8Writer<kAllPlanes>>;
 
 // A null input asks for a reset of the state instead of a conversion.
 template <class Char>

@@ -70,12 +70,10 @@ TEST_F(Registry, NamesAreNormalised) {
 }
 
 TEST_F(Registry, FirstMatchingAliasLineWins) {
-  directory_.write("aliases", "# C1 WRONG\nC1\nC1 CUT" + std::string(130, ' ') + "\n" +  //
-                                  " \t"
-                                  "B2\v TARGET2 rest\nB2 LATER\nb3 LOWER\n#B4\nB4 FOUR\n" +  //
-                                  std::string(125, 'x') +
-                                  " B5 FIVE\n" +  // the line goes on as a new one
-                                  "LONG " + std::string(122, 'y') + "z\nISO88591 88591");
+  const std::string full_line(127, 'x');  // what follows it counts as a line of its own
+  directory_.write("aliases", "# C1 WRONG\nC1\nC1 CUT" + std::string(130, ' ') +
+                                  "\n \tB2\v TARGET2 rest\nB2 LATER\nb3 LOWER\n#B4\nB4 FOUR\n" + full_line +
+                                  "B5 FIVE\nLONG " + std::string(122, 'y') + "z\nISO88591 88591");
   EXPECT_EQ(resolved("c1"), "CUT");
   EXPECT_EQ(resolved("B2"), "TARGET2");
   EXPECT_EQ(resolved("b3"), "B3") << "the comparison is case-sensitive";
