@@ -83,20 +83,38 @@ TEST_F(Refusal, OfCatalogueRowsNamesFileAndLine) {
   EXPECT_EQ(run("build --catalogue missing A").code, 6);
 }
 
-// What each policy makes of the same source: yen sign and overline of Shift JIS, which decode to ASCII here.
-TEST_F(Refusal, OfOneWayEncodingsFollowsThePolicy) {
-  write("list",
-        "KEEP 2 iconv:SHIFT_JIS keep ascii=2\nSAFE 2 iconv:SHIFT_JIS ascii=2\n"
-        "NOC1 1 icu:windows-1252 no-c1\nC1 1 icu:windows-1252\n");
-  must("build --catalogue list");
-  auto encodes = [&](const std::string& table, const std::string& utf8) {
-    write("in", utf8);
-    return must("convert -f utf-8 -t ./" + table + " in");
+// Each policy beside its opposite, on sources where they part.
+TEST_F(Refusal, OfMappingsFollowsThePolicy) {
+  const struct {
+    const char* source;
+    const char* policy;
+    const char* options;  // of convert, "TABLE" being the table
+    const char* in;
+    const char* out;
+  } rows[] = {
+      // Yen sign and overline encode to what is ASCII here.
+      {"2 iconv:SHIFT_JIS", "keep ascii=2", "-f utf-8 -t TABLE", "¥‾", "\x5C\x7E"},
+      {"2 iconv:SHIFT_JIS", "safe ascii=2", "-f utf-8 -t TABLE", "¥‾", "??"},
+      // A block element that encodes to a private-use character's byte: one-way, but no harm.
+      {"1 icu:windows-874-2000", "safe", "-f utf-8 -t TABLE", "\u2584\uF8C2", "\xDC\xDC"},
+      {"1 icu:windows-874-2000", "strict", "-f utf-8 -t TABLE", "\u2584\uF8C2", "?\xDC"},
+      {"1 icu:windows-874-2000", "no-private-use", "-f TABLE -t utf-8", "\xA1\xDC", "ก?"},
+      {"1 icu:windows-1252", "", "-f utf-8 -t TABLE", "\u0081", "\x81"},
+      {"1 icu:windows-1252", "no-c1", "-f utf-8 -t TABLE", "\u0081", "?"},
+      // Two codes decode to one character, or the source prefers one that does not.
+      {"1 iconv:CP1046", "", "-f utf-8 -t TABLE", "\uFEB1", "\xD3"},
+      {"1 iconv:CP1046", "round-trip", "-f utf-8 -t TABLE", "\uFEB1", "\x83"},
+      {"4 iconv:IBM1399", "invariant=30", "-f TABLE -t utf-8", "\x41", "\x1A"},
+      {"4 iconv:IBM1399", "invariant=30 no-sub", "-f TABLE -t utf-8", "\x41", "?"},
   };
-  EXPECT_EQ(encodes("KEEP", "¥‾"), "\x5C\x7E");
-  EXPECT_EQ(encodes("SAFE", "¥‾"), "??");
-  EXPECT_EQ(encodes("C1", "\u0081"), "\x81");
-  EXPECT_EQ(encodes("NOC1", "\u0081"), "?");
+  for (const auto& row : rows) {
+    write("list", std::string("TABLE ") + row.source + " " + row.policy + "\n");
+    must("build --catalogue list");
+    write("in", row.in);
+    std::string options = row.options;
+    options.replace(options.find("TABLE"), 5, "./TABLE");
+    EXPECT_EQ(must("convert " + options + " in"), row.out) << row.source << ' ' << row.policy;
+  }
 }
 
 TEST_F(Refusal, OfAliasesNamesTheLine) {

@@ -108,6 +108,12 @@ TEST_F(ShippedTables, ConvertLongTextInPieces) {
   const Outcome outcome = run("convert -f utf-8 -t gb18030 cut", environment);
   EXPECT_EQ(outcome.code, 3);
   EXPECT_EQ(outcome.output, "ab");
+
+  // The halves of a surrogate pair, each encoded alone, at the end of one file and the start of the next.
+  write("high", "ab\xED\xA0\x80");
+  write("low", "\xED\xB0\x80x");
+  EXPECT_EQ(run("convert -f utf-8 -t gb18030 high", environment).code, 3);
+  EXPECT_EQ(must("convert -f utf-8 -t gb18030 high low", environment), "ab\x90\x30\x81\x30x");
 }
 
 TEST_F(ShippedTables, ManifestIsWhatSha256sumSays) {
