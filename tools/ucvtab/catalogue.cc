@@ -46,7 +46,8 @@ CatalogueRow parse_row(const std::string& line, const std::string& where) {
   if (std::string fault = name_fault(row.name, row.kind); !fault.empty()) {
     throw Failure(kBadInput, where + ": " + fault);
   }
-  for (std::string word; words >> word;) row.policy_text += (row.policy_text.empty() ? "" : " ") + word;
+  for (std::string word; words >> word;)
+    row.policy_text.append(row.policy_text.empty() ? "" : " ").append(word);
   row.policy = parse_policy(row.policy_text, where);
   return row;
 }

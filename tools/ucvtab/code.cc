@@ -35,7 +35,8 @@ std::string to_hex(const Code& code) {
 }
 
 std::optional<Code> code_from_hex(std::string_view digits) {
-  if (digits.empty() || digits.size() % 2 != 0 || digits.size() > 2 * Code::kMaxLength) return std::nullopt;
+  if (digits.empty() || digits.size() % 2 != 0 || digits.size() > size_t{2} * Code::kMaxLength)
+    return std::nullopt;
   Code code;
   for (; !digits.empty(); digits.remove_prefix(2)) {
     uint8_t byte = 0;

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <array>
-#include <compare>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -17,7 +16,10 @@ struct Code {
   std::array<uint8_t, kMaxLength> bytes{};
 
   // Shorter codes sort first, codes of one length by their bytes.
-  auto operator<=>(const Code&) const = default;
+  bool operator==(const Code&) const = default;
+  bool operator<(const Code& other) const {
+    return length != other.length ? length < other.length : bytes < other.bytes;
+  }
 
   [[nodiscard]] bool empty() const { return length == 0; }
   [[nodiscard]] std::string_view view() const {

@@ -62,7 +62,7 @@ class IconvSource : public Source {
     Decoded result{Decoded::kMapped, {}};
     for (size_t i = 0; i + 4 <= out.size(); i += 4) {
       auto byte = [&](size_t at) { return static_cast<char32_t>(static_cast<uint8_t>(out[i + at])); };
-      result.text += byte(0) | byte(1) << 8 | byte(2) << 16 | byte(3) << 24;
+      result.text.push_back(byte(0) | byte(1) << 8 | byte(2) << 16 | byte(3) << 24);
     }
     return result.text.empty() ? Decoded{} : result;
   }

@@ -39,7 +39,7 @@ Sums read_manifest(const std::string& path) {
     std::string sum, size, name;
     if (!(words >> sum >> size >> name))
       throw Failure(kBadInput, line.where + ": not a sum, a size and a name");
-    sums[name] = sum + " " + size;
+    sums[name] = sum.append(" ").append(size);
   }
   return sums;
 }

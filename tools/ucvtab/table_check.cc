@@ -70,7 +70,7 @@ class Checker {
       if (length >= 2 && length <= Code::kMaxLength) check_node(name, image_.byte_entry(byte), length - 1);
     }
     for (unsigned unit = 0x80; unit < 0x10000; ++unit) {
-      const uint64_t at = image_.page(unit >> 8) + 4 * (unit & 0xFF);
+      const uint64_t at = image_.page(unit >> 8) + 4ull * (unit & 0xFF);
       if (image_.u16(at) == kUnmapped || image_.u16(at + 2) < 0x100) continue;
       const uint64_t record = image_.data() + 16ull * image_.u16(at);
       require(image_.holds(record, 16) && image_.u16(record + 14) <= Code::kMaxLength - 2,
@@ -85,7 +85,7 @@ class Checker {
       return require(false, lead + " leads to a bad node");
     }
     for (unsigned child = 0; depth > 1 && child < count; ++child) {
-      const unsigned next = image_.u16(at + 4 + 2 * child);
+      const unsigned next = image_.u16(at + 4 + 2ull * child);
       if (next != kUnmapped) check_node(lead, next, depth - 1);
     }
   }
@@ -97,7 +97,7 @@ class Checker {
     for (unsigned byte = 0; byte < 256; ++byte) {
       const auto fixed = fixed_decode(codeset_.kind, static_cast<uint8_t>(byte));
       if (!fixed) continue;
-      const unsigned held = rows ? image_.u16(image_.row(0) + 2 * byte) : image_.byte_entry(byte);
+      const unsigned held = rows ? image_.u16(image_.row(0) + 2ull * byte) : image_.byte_entry(byte);
       require(held == *fixed, "byte " + to_hex(single(byte)) + " is not " + to_text(*fixed));
     }
   }

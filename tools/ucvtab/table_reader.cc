@@ -48,15 +48,15 @@ void read_double_byte(const TableImage& image, Codeset& codeset, Collector& out)
   const bool mixed = image.kind() == kEbcdicMixed;
   for (unsigned byte = 0; byte < 256; ++byte) {
     const bool lead = mixed ? byte >= 0x40 && byte <= 0xFE : byte >= 0x80 && image.byte_class(byte) == 2;
-    if (mixed || image.byte_class(byte) == 1) out.decode(single(byte), image.u16(image.row(0) + 2 * byte));
+    if (mixed || image.byte_class(byte) == 1) out.decode(single(byte), image.u16(image.row(0) + 2ull * byte));
     if (!lead) continue;
     if (!mixed) codeset.leads.set(byte);
     for (unsigned trail = 0; trail < 256; ++trail) {
-      out.decode(pair(byte, trail), image.u16(image.row(byte) + 2 * trail));
+      out.decode(pair(byte, trail), image.u16(image.row(byte) + 2ull * trail));
     }
   }
   out.encode_all([&](char32_t unit) {
-    const unsigned value = image.u16(image.page(unit >> 8) + 2 * (unit & 0xFF));
+    const unsigned value = image.u16(image.page(unit >> 8) + 2ull * (unit & 0xFF));
     return value == kUnmapped ? Code{} : value > 0xFF ? pair(value >> 8, value & 0xFF) : single(value);
   });
 }
@@ -67,7 +67,7 @@ void read_trie(const TableImage& image, const Code& prefix, unsigned node, unsig
   const unsigned count = image.u16(at);
   const unsigned base = image.u16(at + 2);
   for (unsigned byte = base; byte < 256 && byte - base < count; ++byte) {
-    const unsigned value = image.u16(at + 4 + 2 * (byte - base));
+    const unsigned value = image.u16(at + 4 + 2ull * (byte - base));
     const Code code = prefix.with(byte);
     if (code.length == length)
       out.decode(code, value);
@@ -77,7 +77,7 @@ void read_trie(const TableImage& image, const Code& prefix, unsigned node, unsig
 }
 
 Code multi_byte_code(const TableImage& image, char32_t unit) {
-  const uint64_t at = image.page(unit >> 8) + 4 * (unit & 0xFF);
+  const uint64_t at = image.page(unit >> 8) + 4ull * (unit & 0xFF);
   const unsigned value = image.u16(at + 2);
   if (value < 0x100) return single(value);
   const uint64_t record = image.data() + 16ull * image.u16(at);
@@ -131,7 +131,7 @@ void read_gb18030(const TableImage& image, Codeset& codeset, Collector& out) {
 
 }  // namespace
 
-TableImage::TableImage(Bytes bytes, std::string path) : bytes_(std::move(bytes)) {
+TableImage::TableImage(Bytes bytes, const std::string& path) : bytes_(std::move(bytes)) {
   if (bytes_.size() < kMinSize || std::memcmp(bytes_.data() + kMagic, "ucv", 3) != 0) {
     throw Failure(kBadInput, path + ": not a codeset table");
   }
@@ -167,7 +167,7 @@ uint32_t TableImage::u32(uint64_t offset) const {
 uint64_t TableImage::page(unsigned high_byte) const {
   return data() + 4ull * u16(kPageIndex + 2 * high_byte);
 }
-unsigned TableImage::byte_entry(unsigned byte) const { return u16(kByteEntries + 2 * byte); }
+unsigned TableImage::byte_entry(unsigned byte) const { return u16(kByteEntries + 2ull * byte); }
 unsigned TableImage::byte_class(unsigned byte) const { return bytes_[kByteClasses + byte]; }
 
 Codeset read_table(const TableImage& image) {

@@ -14,7 +14,7 @@ namespace ucvtab {
 class TableImage {
  public:
   // Throws Failure(kBadInput) with `path` when the bytes are no table of a kind that has one.
-  TableImage(Bytes bytes, std::string path);
+  TableImage(Bytes bytes, const std::string& path);
 
   [[nodiscard]] const Bytes& bytes() const { return bytes_; }
   [[nodiscard]] std::endian order() const { return order_; }
