@@ -17,7 +17,7 @@ namespace ucvtab {
 enum class OneWay {
   kKeep,
   kSafe,    // dropped when that other character is ASCII or a control
-  kStrict,  // dropped always
+  kStrict,  // dropped always, and so is one whose code decodes to nothing or to several characters
 };
 
 struct Policy {

@@ -101,17 +101,20 @@ struct CommandLine {
 
 }  // namespace
 
-int main(int argc, char** argv) {
+int main(int argc, char** argv) try {
   CLI::App app("Codeset tables: compile, inspect, verify.", "ucvtab");
-  CommandLine line(app);
+  const CommandLine line(app);
   try {
     app.parse(argc, argv);
-    if (std::fflush(stdout) != 0) throw Failure(kFileError, "standard output could not be written");
-    return line.result;
   } catch (const CLI::ParseError& error) {
     return app.exit(error) == 0 ? kDone : kUsage;
-  } catch (const Failure& failure) {
-    std::fprintf(stderr, "ucvtab: %s\n", failure.what());
-    return failure.code;
   }
+  if (std::fflush(stdout) != 0) throw Failure(kFileError, "standard output could not be written");
+  return line.result;
+} catch (const ucvtab::Failure& failure) {
+  std::fprintf(stderr, "ucvtab: %s\n", failure.what());
+  return failure.code;
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "ucvtab: %s\n", error.what());
+  return ucvtab::kFileError;
 }
