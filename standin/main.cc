@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <string>
@@ -63,20 +64,14 @@ std::string footer() {
   for (const FaultAction& action : fault_actions()) {
     std::string item =
         std::string(action.name) + (action.value.empty() ? "" : "=") + std::string(action.value);
-    item.resize(14, ' ');
-    text += "  " + item + std::string(action.help) + '\n';
+    item.resize(12, ' ');
+    text += "  " + item + std::string(action.help) + ": " + std::string(action.example) + '\n';
   }
   text += "\nMessages:\n";
   for (const MessageInfo& message : known_messages()) {
     text += "  " + std::to_string(message.code) + ' ' + message.name + '\n';
   }
-  return text +
-         "\nExamples:\n"
-         "  mar-standin --fault 'add-edge-policy#2:result=-5'   the second policy is refused\n"
-         "  mar-standin --fault '*%10:delay=50' --seed 7        one answer in ten is late\n"
-         "  mar-standin --fault 'dump:size=30000,no-end'        a long answer without its end\n"
-         "  mar-standin --fault start:full                      no room for any request\n"
-         "\nExit status: 0 ended as asked, 1 no queue or queue lost, 2 wrong usage.";
+  return text + "\nExit status: 0 ended as asked, 1 no queue or queue lost, 2 wrong usage.";
 }
 
 void define_options(CLI::App& app, Arguments& arguments) {
