@@ -1,0 +1,49 @@
+// Not stdio: its buffer shows a pipe or file nothing until it is full or the program ends, and flushing it by
+// hand is no cure: after a write that failed half-way it keeps the rest and sends it again with the next
+// flush. Nor does a program that prints a few lines want its start-up and exit work.
+#include "cli/output.h"
+
+#include <poll.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdarg>
+#include <cstdio>
+
+namespace {
+
+// A pipe that its other users made non-blocking: full, but with a reader. Whatever else than room ends the
+// wait (the reader leaves) shows in the next write.
+void wait_for_room() {
+  pollfd out{STDOUT_FILENO, POLLOUT, 0};
+  poll(&out, 1, -1);
+}
+
+void write_whole(const char* text, size_t length_bytes) {
+  while (length_bytes > 0) {
+    const ssize_t written = write(STDOUT_FILENO, text, length_bytes);
+    if (written > 0) {
+      text += written;
+      length_bytes -= static_cast<size_t>(written);
+    } else if (written < 0 && errno == EAGAIN) {
+      wait_for_room();
+    } else if (written == 0 || errno != EINTR) {
+      return;
+    }
+  }
+}
+
+}  // namespace
+
+void say(const char* text) { sayf("%s\n", text); }
+
+void sayf(const char* format, ...) {
+  char text[kMaxOutputBytes + 1];
+  va_list values;
+  va_start(values, format);
+  // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): the analyzer loses va_start when it follows say()
+  const int length_bytes = vsnprintf(text, sizeof text, format, values);
+  va_end(values);
+  if (length_bytes > 0) write_whole(text, static_cast<size_t>(std::min(length_bytes, kMaxOutputBytes)));
+}

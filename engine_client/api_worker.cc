@@ -1,0 +1,88 @@
+#include "engine_client/api_worker.h"
+
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+
+#include "contract/message.h"
+#include "engine_client/exchange.h"
+#include "engine_client/type_table.h"
+#include "log/banners.h"
+#include "log/engine_log.h"
+
+std::atomic<uint32_t> pid{0};
+
+namespace {
+
+struct FreeBlock {
+  void operator()(uint8_t* block) const { std::free(block); }
+};
+using Block = std::unique_ptr<uint8_t, FreeBlock>;  // CLI_MAX_BUFFER_SIZE bytes
+
+Block zeroed_block() { return Block(static_cast<uint8_t*>(std::calloc(1, CLI_MAX_BUFFER_SIZE))); }
+
+struct Command {
+  const char* log_name;
+  uint32_t code;
+  const void* payload;
+  uint32_t payload_size;
+  void (*after_exchange)(const char* log_name);  // may be null
+};
+
+int32_t exchange_and_judge(const Command& command, const CmdRecord& row, uint8_t* request, uint8_t* reply) {
+  const auto own_pid = static_cast<uint32_t>(getpid());
+  pid.store(own_pid, std::memory_order_relaxed);
+  const int32_t header_size = row.write(own_pid, &row, request);
+
+  const uint64_t total = static_cast<uint64_t>(header_size) + command.payload_size;
+  if (total > CLI_MAX_BUFFER_SIZE) {
+    ZARNLog(kBackend, 1, "%s: Command is too big [%d] to write to msg buffer!\n", command.log_name,
+            static_cast<int>(total));
+    return MAR_REQUEST_TOO_LARGE;
+  }
+  if (command.payload_size > 0) std::memcpy(request + header_size, command.payload, command.payload_size);
+
+  ZARNLog(kBackend, 2, "%s:%s: zarn_send_and_rcv()", command.log_name, kInvokingBanner);
+  const int32_t exchanged = zarn_send_and_rcv(request, static_cast<int>(total), reply);
+  if (exchanged != MAR_OK) return exchanged;
+  if (command.after_exchange != nullptr) command.after_exchange(command.log_name);
+  return row.read != nullptr ? row.read(0, reply) : exchanged;
+}
+
+int32_t allocate_and_send(const Command& command) {
+  const Block request = zeroed_block();
+  if (request == nullptr) {
+    ZARNLog(kBackend, 2, "%s: calloc for msg failed!\n", command.log_name);
+    return MAR_ENGINE_NOT_RUNNING;
+  }
+  const Block reply = zeroed_block();
+  if (reply == nullptr) {
+    ZARNLog(kBackend, 2, "%s: calloc for msg_from failed!\n", command.log_name);
+    return MAR_ENGINE_NOT_RUNNING;
+  }
+  const CmdRecord* const row = get_command(command.code);
+  if (row == nullptr) {
+    ZARNLog(kBackend, 2, "%s: pCommand == NULL !!!!\n", command.log_name);
+    return MAR_EXCHANGE_FAILED;
+  }
+  return exchange_and_judge(command, *row, request.get(), reply.get());
+}
+
+int32_t run(const Command& command) {
+  ZARNLog(kBackend, 2, "%s: %s", command.log_name, kEntryBanner);
+  const int32_t result = allocate_and_send(command);
+  ZARNLog(kBackend, 2, "%s: %s Return code: %d", command.log_name, kCompletedBanner, result);
+  return result;
+}
+
+}  // namespace
+
+int32_t mar_api_worker(const char* log_name, uint32_t code, const void* payload, uint32_t payload_size) {
+  return run({log_name, code, payload, payload_size, nullptr});
+}
+
+int32_t run_bare_command(const char* log_name, uint32_t code, void (*after_exchange)(const char* log_name)) {
+  return run({log_name, code, nullptr, 0, after_exchange});
+}

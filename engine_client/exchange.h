@@ -1,0 +1,32 @@
+// Request and response exchange with the engine: one request out, one answer back, and on failure the verdict
+// whether the engine is gone or merely did not answer. Any thread may call; whole exchanges are serialised.
+//
+// A request is a buffer of header (8 bytes: process id and message code, both big-endian) and payload,
+// `length` bytes in all, at most CLI_MAX_BUFFER_SIZE.
+#pragma once
+
+#include "runtime/mutex.h"
+
+extern "C" {
+
+// Serialises exchanges. Made during static initialisation, never destroyed.
+extern CkesMutex* pMutex;
+
+// The bare exchange. Returns 1 and a block from malloc in *reply, which the caller frees, of at least
+// CLI_MAX_BUFFER_SIZE bytes, zero behind the answer; or 0. *reply is null after a success whose block could
+// not be allocated.
+int zarn_send_rcv_from_mar_engine(const unsigned char* request, int length, unsigned char** reply);
+
+// The guarded exchange. `reply`: null, or the caller's CLI_MAX_BUFFER_SIZE bytes, which a success fills; a
+// longer answer is cut. Returns 1, MAR_EXCHANGE_FAILED (the engine runs) or MAR_ENGINE_NOT_RUNNING. After a
+// failed exchange it waits 2 seconds before it looks which of the two it is.
+int zarn_send_and_rcv(const unsigned char* request, int length, unsigned char* reply);
+
+// As zarn_send_and_rcv, but waits up to 60 seconds for the engine to start. An engine that never comes gives
+// MAR_EXCHANGE_FAILED.
+int zarnStartSend(const unsigned char* request, int length, unsigned char* reply);
+
+// As zarn_send_and_rcv, but hands over the whole answer, however long: *reply as in the bare exchange. The
+// last argument is not used.
+int zarn_send_and_rcv_long_msg(const unsigned char* request, int length, unsigned char** reply, int unused);
+}

@@ -1,0 +1,65 @@
+#include "ipc/naming.h"
+
+#include <sys/shm.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "contract/names.h"
+#include "runtime/thread_library.h"
+#include "util/agent_instance.h"
+
+void CIPCUtils::createIPCName(const char* base, const char* suffix, int maxLength, char* out) {
+  out[0] = '\0';
+  if (maxLength < 1) return;
+  const auto append = [&](const char* text) {
+    std::strncat(out, text, static_cast<size_t>(maxLength) - std::strlen(out));
+    out[maxLength - 1] = '\0';
+  };
+  append(base);
+  if (suffix != nullptr) append(suffix);
+  if (isMultiAgent()) {
+    char instance[4097];
+    getMultiAgentName(instance, sizeof instance);
+    append(POST_MULTI_DELIMETER);
+    append(instance);
+  }
+}
+
+bool CIPCUtils::sameIPCIdentifiers(_TIPCIdentifier a, _TIPCIdentifier b) {
+  return a.process_id == b.process_id && a.thread_id == b.thread_id;
+}
+
+int GetProcessID() { return getpid(); }
+
+_TIPCIdentifier GetIpcIdentifier(int processId) {
+  unsigned long thread = 0;
+  CkesThreadLibrary::GetCurrentThreadID(&thread);
+  return {static_cast<uint32_t>(processId), static_cast<uint32_t>(thread)};
+}
+
+int getAndRemoveSharedMemory(int key, unsigned long size) {
+  const int memory = shmget(key, size, 0666);
+  if (memory == -1) return 0;
+  return shmctl(memory, IPC_RMID, nullptr) == 0 ? 0 : errno;
+}
+
+namespace {
+
+// ftok's formula in the C library: 16 bits of the inode, 8 of the device, 8 of the key number.
+key_t key_of(const struct stat& status, int number) {
+  const auto inode_bits = static_cast<uint32_t>(status.st_ino & 0xFFFFu);
+  const auto device_bits = static_cast<uint32_t>(status.st_dev & 0xFFu) << 16;
+  return static_cast<key_t>(inode_bits | device_bits | static_cast<uint32_t>(number & 0xFF) << 24);
+}
+
+}  // namespace
+
+bool impl_ipc_keys(const char* name, IpcKeys& keys) {
+  struct stat status;
+  if (stat(name, &status) != 0) return false;
+  keys = {key_of(status, IPC_SEM_ID), key_of(status, IPC_MEM_ID), key_of(status, kQueueSemId)};
+  return true;
+}

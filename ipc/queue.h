@@ -1,0 +1,70 @@
+// A message queue in a shared memory segment: N slots for messages and N heads, one for each user, each with
+// a wake-up semaphore of its own. Any number of processes; within one process an object belongs to one
+// thread.
+#pragma once
+
+#include <type_traits>
+
+#include "ipc/queue_core.h"
+
+template <typename T>
+class CIPCQueue : public QueueCore {
+  static_assert(std::is_trivially_copyable_v<T> && sizeof(CIPCQueueItem<T>) == sizeof(T) + sizeof(uint32_t));
+
+ public:
+  // Opens the queue of the control file `name` (without instance suffix); never creates one.
+  //   remove  with this object the queue ends: every waiter is woken, all kernel objects are removed
+  // A queue that cannot be opened, or is not in state IPCQUEUE_OPEN, answers every operation with
+  // QUEUE_NOT_INIT. One whose creator has died opens all the same: ask CreatorAlive().
+  CIPCQueue(const char* name, bool remove) : QueueCore(name, remove, sizeof(T)) {}
+
+  // Takes the next message for `identifier`, claiming a head at its first call, and blocks until there is
+  // one.
+  //   message  receives it
+  // Gives up when the creator dies during the wait; never while it lives. Returns 0, or
+  //   QUEUE_NOT_INIT, SHMEM_LOCK_FAILED                    nothing taken
+  //   QUEUE_OVERFLOW, QUEUE_CLOSED, QUEUE_INVALID_ID       no head; queue closing; head withdrawn
+  //   QUEUE_GET_FAILED                                     the wait failed or the chain is broken
+  //   QUEUE_COUNT_FAILED, QUEUE_OVFL_RESET_FAILED, SHMEM_UNLOCK_FAILED     message taken all the same
+  [[nodiscard]] long Get(_TIPCIdentifier identifier, T& message) {
+    return PassOn(PrivateGet(identifier, -1, message), "CIPCQueue::Get()");
+  }
+
+  // The same for the channel `key`.
+  [[nodiscard]] long KeyGet(long key, T& message) {
+    return PassOn(PrivateGet(NULL_IPC_ID, key, message), "CIPCQueue::KeyGet()");
+  }
+
+  // Takes the next message of channel `key` if there is one, and one post if there is one: a writer killed
+  // between linking and posting leaves an item without a post. Never waits, but for the lock; works in every
+  // state of the queue, so that a closing one can be drained.
+  //   taken  receives whether `message` was filled
+  // Returns 0 or a code as KeyGet.
+  [[nodiscard]] long KeyTryGet(long key, T& message, bool& taken) {
+    return TryGetBytes(key, &message, taken);
+  }
+
+  // Queues a copy of `message` behind whatever channel `key` (0 .. N-1, from OpenChannel) already holds and
+  // wakes its reader. Does not wait for room unless SetWaitOnOverflow; may wait for the segment lock. Returns
+  // 0, or
+  //   QUEUE_NOT_INIT, SHMEM_LOCK_FAILED                     nothing was looked at
+  //   QUEUE_CLOSED, QUEUE_OVERFLOW, QUEUE_INVALID_KEY       nothing was queued
+  //   QUEUE_PUT_FAILED                                      chain broken, or queued but the reader sleeps on
+  //   SHMEM_UNLOCK_FAILED                                   queued
+  [[nodiscard]] long KeyPut(long key, const T& message) {
+    return PassOn(PrivatePut(NULL_IPC_ID, key, message, false), "CIPCQueue::KeyPut()");
+  }
+
+  // The same for the head of `identifier`, which is claimed if there is none yet.
+  [[nodiscard]] long Put(_TIPCIdentifier identifier, const T& message) {
+    return PassOn(PrivatePut(identifier, -1, message, false), "CIPCQueue::Put()");
+  }
+
+  // What the four above do: key -1 means by identifier; `front` puts before what the head already holds.
+  [[nodiscard]] long PrivateGet(_TIPCIdentifier identifier, long key, T& message) {
+    return GetBytes(identifier, key, &message);
+  }
+  [[nodiscard]] long PrivatePut(_TIPCIdentifier identifier, long key, const T& message, bool front) {
+    return PutBytes(identifier, key, &message, front);
+  }
+};

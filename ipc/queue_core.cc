@@ -1,0 +1,207 @@
+// Opening and closing, and the public operations: lock, do the work on heads and slots (queue_heads.cc),
+// unlock, report. Nothing is recorded on the error stack before the lock is released.
+#include "ipc/queue_core.h"
+
+#include "ipc/naming.h"
+#include "ipc/shared_field.h"
+#include "log/trace.h"
+#include "runtime/error_manager.h"
+
+namespace {
+
+constexpr char kConstructor[] = "CIPCQueue<T>::CIPCQueue(const char*,bool)";
+constexpr char kLockLocation[] = "CkesSharedMemory::Lock()";
+constexpr char kUnlockLocation[] = "CkesSharedMemory::Unlock()";
+constexpr char kCheckOverflow[] = "CIPCQueue::CheckOverflow()";
+
+// How long a reader sleeps before it looks whether its queue's creator still lives.
+constexpr int kWaitSliceMs = 250;
+
+}  // namespace
+
+QueueCore::QueueCore(const char* name, bool remove, uint32_t message_size_bytes)
+    : VRemove(remove), VLayout{message_size_bytes + sizeof(uint32_t)}, VMessageSize(message_size_bytes) {
+  trace_ln("%s ENTER, name[%s] remove[%d]\n", kConstructor, name, remove);
+  VSharedMemory.emplace(name, remove);
+  const long result = VSharedMemory->GetInitResult();
+  // A block whose creator has died still opens: its users find out by CreatorAlive().
+  if (result == 0 || result == SHMEM_SERVER_DEAD) {
+    char ipc_name[kQueueNameLimit + 1];
+    CIPCUtils::createIPCName(name, nullptr, kQueueNameLimit, ipc_name);
+    VInitialized = VSemaphores.implInitialize(ipc_name, 0) && MapSegment();
+    VCreatorSeenAlive = result == 0;
+    if (!VInitialized) {
+      trace_ln("%s ERROR - VInitialized == 0\n", kConstructor);
+      VSharedMemory.reset();
+    }
+  } else {
+    trace_ln("%s - ERROR -VSharedMemory->GetInitResult() = %ld\n", kConstructor, result);
+  }
+  if (VInitialized && State() != IPCQUEUE_OPEN) Close();
+  trace_ln("%s EXIT, name[%s] remove[%d] VInitialized[%d]\n", kConstructor, name, remove, VInitialized);
+}
+
+QueueCore::~QueueCore() {
+  if (VInitialized) Close();
+}
+
+bool QueueCore::MapSegment() {
+  const uint64_t slots = VLayout.capacity(VSharedMemory->GetSize());
+  if (slots == 0 || slots > kMaxQueueSlots) return false;
+  VCapacity = static_cast<uint16_t>(slots);
+  VBase = static_cast<uint8_t*>(VSharedMemory->GetAddress());
+  VHeader = reinterpret_cast<QueueHeader*>(VBase);
+  VHeads = reinterpret_cast<_TIPCHeadItem*>(VBase + QueueLayout::kHeadsOffset);
+  return true;
+}
+
+void QueueCore::Close() {
+  if (VRemove) SetState(IPCQUEUE_DESTROY);
+  VSharedMemory->Lock();
+  if (VRemove) VSemaphores.implDestroy();
+  if (VSharedMemory->HoldsLock()) VSharedMemory->Unlock();
+  VSharedMemory.reset();
+  VInitialized = false;
+}
+
+bool QueueCore::CreatorAlive() {
+  if (!VInitialized) return false;
+  VCreatorSeenAlive = VSharedMemory->CreatorAlive();
+  return VCreatorSeenAlive;
+}
+
+long QueueCore::Report(Outcome outcome, const char* location) {
+  if (outcome.code == 0) return 0;
+  CkesErrorManager::SetError(outcome.code, outcome.origin != nullptr ? outcome.origin : location);
+  if (outcome.origin != nullptr) CkesErrorManager::AddFunction(location);
+  return outcome.code;
+}
+
+long QueueCore::LockFor(const char* location) {
+  if (!VInitialized) return Report({QUEUE_NOT_INIT}, location);
+  return PassOn(VSharedMemory->Lock(), location);
+}
+
+long QueueCore::UnlockAndReport(Outcome outcome, const char* location) {
+  const long unlocked = VSharedMemory->HoldsLock() ? VSharedMemory->Unlock() : 0;
+  return outcome.code != 0 ? Report(outcome, location) : PassOn(unlocked, location);
+}
+
+long QueueCore::PassOn(long code, const char* location) {
+  if (code != 0) CkesErrorManager::AddFunction(location);
+  return code;
+}
+
+long QueueCore::OpenChannel(_TIPCIdentifier identifier, long* key) {
+  static constexpr char kLocation[] = "CIPCQueue::OpenChannel()";
+  if (const long code = LockFor(kLocation)) return code;
+  _TIPCHeadItem* head = nullptr;
+  const long code = FindHead(identifier, true, head);
+  if (code == 0) {
+    store_shared(head->state, HEAD_CHANNEL);
+    *key = head - VHeads;
+  }
+  return UnlockAndReport({code}, kLocation);
+}
+
+long QueueCore::SetState(TQueueState state) {
+  static constexpr char kLocation[] = "CIPCQueue::SetState()";
+  if (const long code = LockFor(kLocation)) return code;
+  store_shared(VHeader->queueState, state);
+  const long woken = state == IPCQUEUE_OPEN ? 0 : implAwakenAll();
+  if (const long code = PassOn(VSharedMemory->Unlock(), kLocation)) return code;
+  return Report({woken}, kLocation);
+}
+
+long QueueCore::PutBytes(_TIPCIdentifier identifier, long key, const void* message, bool front) {
+  static constexpr char kLocation[] = "CIPCQueue::PrivatePut()";
+  if (const long code = LockFor(kLocation)) return code;
+  if (State() != IPCQUEUE_OPEN) {
+    const long unlocked = PassOn(VSharedMemory->Unlock(), kLocation);
+    return unlocked != 0 ? unlocked : Report({QUEUE_CLOSED}, kLocation);
+  }
+  const Outcome room = CheckOverflow(VWaitOverflow);
+  // Kept as is: a writer that waited for room on a queue that then closed keeps the lock until its process
+  // ends.
+  if (room.code == QUEUE_CLOSED) return Report(room, kLocation);
+  if (room.code != 0) return UnlockAndReport(room, kLocation);
+  _TIPCHeadItem* head = nullptr;
+  Link free;
+  // Looked at before a head is claimed: a put that fails on a broken queue stores nothing.
+  const bool broken = key == -1 && !ReadLink(VHeader->freeList, free);
+  long code = broken ? QUEUE_PUT_FAILED : SelectHead(identifier, key, head);
+  if (code == 0) code = LinkMessage(*head, message, front);
+  return UnlockAndReport({code}, kLocation);
+}
+
+// Waits for room if that is wanted. Called with the lock held; it is held again afterwards unless taking it
+// failed.
+QueueCore::Outcome QueueCore::CheckOverflow(bool wait) {
+  while (load_shared(VHeader->itemCount) >= VCapacity) {
+    if (!wait) return {QUEUE_OVERFLOW, kCheckOverflow};
+    if (const long code = VSharedMemory->Unlock()) return {code, kUnlockLocation};
+    Outcome waited{VSemaphores.implWaitOverflow(), kCheckOverflow};
+    if (waited.code == 0 && State() != IPCQUEUE_OPEN) waited.code = QUEUE_CLOSED;
+    const long locked = VSharedMemory->Lock();
+    if (waited.code != 0) return waited;
+    if (locked != 0) return {locked, kLockLocation};
+  }
+  return {};
+}
+
+long QueueCore::GetBytes(_TIPCIdentifier identifier, long key, void* message) {
+  static constexpr char kLocation[] = "CIPCQueue::PrivateGet()";
+  if (const long code = LockFor(kLocation)) return code;
+  const bool by_identifier = key == -1;
+  _TIPCHeadItem* head = nullptr;
+  Outcome outcome{SelectHead(identifier, key, head)};
+  if (outcome.code == 0) outcome = WaitForItem(*head, by_identifier);
+  if (outcome.code == 0) outcome.code = TakeFirst(*head, by_identifier, message);
+  return UnlockAndReport(outcome, kLocation);
+}
+
+// Called and, unless that failed, left with the lock held.
+QueueCore::Outcome QueueCore::WaitForItem(_TIPCHeadItem& head, bool by_identifier) {
+  uint16_t sem_number = 0;
+  if (!SemNumberOf(head, sem_number)) return {QUEUE_GET_FAILED};
+  const auto drained = [&] { return load_shared(head.firstItem) == 0 && State() != IPCQUEUE_OPEN; };
+  for (;;) {
+    if (drained()) return {QUEUE_CLOSED};
+    if (by_identifier) store_shared(head.state, HEAD_READER);
+    if (const Outcome waited = WaitUnlocked(sem_number); waited.code != 0) return waited;
+    if (drained()) return {QUEUE_CLOSED};
+    if (load_shared(head.state) == HEAD_WITHDRAWN) {
+      ReleaseIfUnwatched(head, sem_number);
+      return {QUEUE_INVALID_ID};
+    }
+    if (load_shared(head.firstItem) != 0) return {};
+    // Woken with nothing queued, as by implAwakenAll: the queue is open, so wait again.
+  }
+}
+
+// The one blocking wait of a reader: never with the lock held.
+QueueCore::Outcome QueueCore::WaitUnlocked(uint16_t sem_number) {
+  if (const long code = VSharedMemory->Unlock()) return {code, kUnlockLocation};
+  const long waited = WaitForPost(sem_number);
+  if (State() == IPCQUEUE_DESTROY) return {QUEUE_CLOSED};
+  if (const long code = VSharedMemory->Lock()) return {code, kLockLocation};
+  return {waited};
+}
+
+// A reader outlives its engine: between slices it looks whether the creator, alive before, has died. What the
+// creator queued in its last moment is still taken.
+long QueueCore::WaitForPost(uint16_t sem_number) {
+  for (;;) {
+    const bool was_alive = VCreatorSeenAlive;
+    switch (VSemaphores.implGet_ID(sem_number, kWaitSliceMs)) {
+      case QueueSemaphores::WaitEnd::kTaken:
+        return 0;
+      case QueueSemaphores::WaitEnd::kFailed:
+        return QUEUE_GET_FAILED;
+      case QueueSemaphores::WaitEnd::kLook:
+        if (CreatorAlive() || !was_alive) break;
+        return VSemaphores.implTryGet_ID(sem_number) == QueueSemaphores::WaitEnd::kTaken ? 0
+                                                                                         : QUEUE_GET_FAILED;
+    }
+  }
+}

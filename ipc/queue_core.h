@@ -1,0 +1,127 @@
+// The part of the message queue that does not depend on what a message is: finding heads, linking and
+// unlinking slots, waiting and waking. CIPCQueue (ipc/queue.h) is the typed front that everybody uses.
+//
+// Every other process can write the segment, so each number read from it is read once, checked, and only then
+// used; a number that cannot be right gives a failure code and nothing is stored.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+
+#include "contract/queue_layout.h"
+#include "contract/status.h"
+#include "ipc/queue_semaphores.h"
+#include "ipc/shared_memory.h"
+
+class QueueCore {
+ public:
+  bool IsInitialized() const { return VInitialized; }
+
+  // Whether the process that created the segment lives; false when not initialised.
+  bool CreatorAlive();
+
+  // Number of heads, and of item slots, N; 0 when not initialised.
+  uint16_t Capacity() const { return VCapacity; }
+
+  // Claims or finds the head of `identifier` and makes it addressable by key.
+  //   key  receives the head's index, 0 .. N-1
+  // Returns 0, QUEUE_NOT_INIT, SHMEM_LOCK_FAILED, SHMEM_UNLOCK_FAILED, or QUEUE_OVERFLOW when no head is
+  // free.
+  [[nodiscard]] long OpenChannel(_TIPCIdentifier identifier, long* key);
+
+  // Writes the queue's state; for IPCQUEUE_CLOSE and IPCQUEUE_DESTROY also wakes every waiter. Returns 0,
+  // QUEUE_NOT_INIT, a lock's failure, or QUEUE_COUNT_FAILED, QUEUE_OVFL_RESET_FAILED, QUEUE_RESET_FAILED.
+  long SetState(TQueueState state);
+
+  // Whether a put into a full queue waits for room instead of failing. Off at first; clients leave it so.
+  void SetWaitOnOverflow(bool wait) { VWaitOverflow = wait; }
+
+  // Frees what head `index` holds, items and left-over posts, and makes it idle, if `owner` still owns it and
+  // nobody waits on it. That the owner is dead is the caller's to know; it stays the owner until somebody
+  // claims the head.
+  //   freed  receives the number of items
+  // Returns 0, QUEUE_NOT_INIT, lock codes, QUEUE_INVALID_KEY (no such head), QUEUE_COUNT_FAILED,
+  // QUEUE_GET_FAILED (the chain is broken; nothing has changed), QUEUE_OVFL_RESET_FAILED (freed).
+  long EmptyHead(uint16_t index, _TIPCIdentifier owner, int& freed);
+
+  QueueCore(const QueueCore&) = delete;
+  QueueCore& operator=(const QueueCore&) = delete;
+
+ protected:
+  // message_size_bytes: size of T; a slot is that and its 4-byte link. See CIPCQueue for the rest.
+  QueueCore(const char* name, bool remove, uint32_t message_size_bytes);
+  ~QueueCore();
+
+  // key -1 addresses the head of `identifier`, claiming one if need be; any other key a channel.
+  [[nodiscard]] long PutBytes(_TIPCIdentifier identifier, long key, const void* message, bool front);
+  [[nodiscard]] long GetBytes(_TIPCIdentifier identifier, long key, void* message);
+  [[nodiscard]] long TryGetBytes(long key, void* message, bool& taken);
+
+  // Adds `location` to the trail of a failure that is recorded already; gives `code` back.
+  static long PassOn(long code, const char* location);
+
+ private:
+  // A code, and where it began if that was below the operation that reports it.
+  struct Outcome {
+    long code = 0;
+    const char* origin = nullptr;
+  };
+
+  // A slot that some link field points at.
+  struct Link {
+    uint32_t offset = 0;
+    uint8_t* slot = nullptr;
+    uint32_t next = 0;
+  };
+
+  bool MapSegment();
+  void Close();
+  static long Report(Outcome outcome,
+                     const char* location);  // records a failure that began here or in a helper
+  [[nodiscard]] long LockFor(const char* location);
+  [[nodiscard]] long UnlockAndReport(Outcome outcome, const char* location);
+
+  // Waits; each is entered with the lock held, and leaves it held unless it fails.
+  Outcome CheckOverflow(bool wait);
+  Outcome WaitForItem(_TIPCHeadItem& head, bool by_identifier);
+  Outcome WaitUnlocked(uint16_t sem_number);
+  long WaitForPost(uint16_t sem_number);  // without the lock
+
+  // Work on the segment, with the lock held throughout.
+  long FindHead(_TIPCIdentifier identifier, bool create, _TIPCHeadItem*& head);
+  template <typename Wanted>
+  _TIPCHeadItem* FirstHead(Wanted wanted) const;
+  _TIPCHeadItem* FindOwned(_TIPCIdentifier owner) const;
+  _TIPCHeadItem* FindFree() const;
+  _TIPCHeadItem* FindRecyclable();
+  long SelectHead(_TIPCIdentifier identifier, long key, _TIPCHeadItem*& head);
+  long implHeadReset(_TIPCHeadItem& head);
+  uint32_t* FindEnd(_TIPCHeadItem& head, int* items = nullptr) const;
+  bool ReadLink(const uint32_t& link, Link& found) const;
+  long LinkMessage(_TIPCHeadItem& head, const void* message, bool front);
+  long UnlinkMessage(_TIPCHeadItem& head, void* message, bool& was_full);
+  long TakeFirst(_TIPCHeadItem& head, bool by_identifier, void* message);
+  long ReleaseIfUnwatched(_TIPCHeadItem& head, uint16_t sem_number);
+  long implAwakenAll();
+  long EmptyLocked(_TIPCHeadItem& head, _TIPCIdentifier owner, int& freed);
+  long FreeChain(_TIPCHeadItem& head, int& freed);
+
+  uint32_t State() const;
+  uint8_t* SlotAt(uint32_t offset) const;
+  uint32_t* NextOf(uint8_t* slot) const;
+  bool SemNumberOf(const _TIPCHeadItem& head, uint16_t& sem_number) const;
+
+  bool VInitialized = false;
+  uint16_t VCapacity = 0;
+  bool VRemove;
+  std::optional<CkesSharedMemory> VSharedMemory;
+  QueueHeader* VHeader = nullptr;
+  _TIPCHeadItem* VHeads = nullptr;
+  bool VWaitOverflow = false;
+  uint8_t* VBase = nullptr;
+  QueueSemaphores VSemaphores;
+  QueueLayout VLayout;
+  uint32_t VMessageSize;           // bytes of T; its slot is that and the link
+  bool VCreatorSeenAlive = false;  // at the last look
+};

@@ -1,0 +1,42 @@
+// The semaphore set of one message queue: marker, overflow gate, and a wake-up semaphore per head. Only
+// system calls live here; what they mean for the queue is queue_core's business. Return codes are the
+// queue's.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+
+#include "contract/names.h"
+
+class QueueSemaphores {
+ public:
+  enum class WaitEnd {
+    kTaken,   // one post was taken
+    kLook,    // the time slice ran out or a signal came: look round, then wait again
+    kFailed,  // the set is gone or the semaphore does not exist
+  };
+
+  // Opens (items == 0) or makes (items > 0: one semaphore per head, all 0, then the marker) the set of the
+  // control file `name`, a built IPC name. Making removes a set that an earlier creator left. False on any
+  // failure, which is traced.
+  bool implInitialize(const char* name, int items);
+  bool implDestroy();  // removes the set from the system
+
+  // `semNumber` is kOverflowSem or what a head holds: the caller has checked that to lie in 2 .. N+1.
+  WaitEnd implGet_ID(uint16_t semNumber, int slice_ms);  // takes one post; slice_ms < 0 waits without limit
+  WaitEnd implTryGet_ID(uint16_t semNumber);             // takes one post that is there already, or kLook
+  long implPut_ID(uint16_t semNumber);                   // 0 or QUEUE_PUT_FAILED
+  long implWaitCount(uint16_t semNumber, int& count);    // processes waiting on it; 0 or QUEUE_COUNT_FAILED
+  long implResetWait(uint16_t semNumber, int count);     // posts `count` times; 0 or QUEUE_RESET_FAILED
+
+  long implWaitOverflow();                // waits without limit; 0 or QUEUE_WAIT_FAILED
+  long implResetOverflow(int count = 1);  // posts; a gate that is full is open: 0 or QUEUE_OVFL_RESET_FAILED
+  long implSetOverflow() { return 0; }    // nothing to do: the gate is closed by being 0
+
+ private:
+  bool implCreate(key_t key, int count);
+  WaitEnd implTake(uint16_t semNumber, const struct timespec* limit, short flags);
+
+  int VSemaphore = -1;
+};

@@ -1,0 +1,182 @@
+// Opening, locking, copying. Creating a block is the engine's side: shared_memory_create.cc.
+#include "ipc/shared_memory.h"
+
+#include <sys/ipc.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "contract/queue_layout.h"
+#include "contract/status.h"
+#include "ipc/naming.h"
+#include "log/trace.h"
+#include "runtime/error_manager.h"
+
+namespace {
+
+long recorded(long code, const char* location) {
+  if (code != 0) CkesErrorManager::SetError(code, location);
+  return code;
+}
+
+}  // namespace
+
+CkesSharedMemory::CkesSharedMemory(const char* name, bool remove) : VRemove(remove) {
+  char ipc_name[kSegmentNameLimit + 1];
+  CIPCUtils::createIPCName(name, nullptr, kSegmentNameLimit, ipc_name);
+  VInitResult = implOpen(ipc_name);
+  VInitialized = VInitResult == 0 || VInitResult == SHMEM_SERVER_DEAD;
+}
+
+CkesSharedMemory::~CkesSharedMemory() {
+  if (VInitialized) implDestroy();
+}
+
+bool CkesSharedMemory::FitLength(uint64_t offset, uint64_t& length) const {
+  if (offset >= VSize || VSize - offset == 1) return false;
+  // Cut one byte short of the end: kept as is, a margin that engine and clients share.
+  if (length > VSize - offset) length = VSize - offset - 1;
+  return true;
+}
+
+long CkesSharedMemory::Read(uint64_t offset, uint64_t length, void* buffer) {
+  long code = 0;
+  if (!VInitialized) {
+    code = SHMEM_NOT_INIT;
+  } else if (!FitLength(offset, length)) {
+    code = IPC_READ_FAILED;
+  } else {
+    code = implRead(offset, length, buffer);
+  }
+  return recorded(code, "CkesSharedMemory::Read()");
+}
+
+long CkesSharedMemory::Write(uint64_t offset, uint64_t length, const void* buffer) {
+  const uint64_t wanted = length;
+  long code = 0;
+  if (!VInitialized) {
+    code = SHMEM_NOT_INIT;
+  } else if (!FitLength(offset, length)) {
+    code = IPC_WRITE_FAILED;
+  } else {
+    if (length < wanted) recorded(IPC_WRITE_INCOMPLETE, "CkesSharedMemory::Write()");
+    code = implWrite(offset, length, buffer);
+  }
+  return recorded(code, "CkesSharedMemory::Write()");
+}
+
+long CkesSharedMemory::Lock() {
+  return recorded(VInitialized ? implLock() : SHMEM_NOT_INIT, "CkesSharedMemory::Lock()");
+}
+
+long CkesSharedMemory::Unlock() {
+  return recorded(VInitialized ? implUnlock() : SHMEM_NOT_INIT, "CkesSharedMemory::Unlock()");
+}
+
+bool CkesSharedMemory::CreatorAlive() { return implCreatorSign() > 1; }
+
+int CkesSharedMemory::implCreatorSign() const { return semctl(VSemaphore, kCreatorAliveSem, GETVAL); }
+
+long CkesSharedMemory::implOpen(const char* name) {
+  static constexpr char kLocation[] = "CkesSharedMemory_UNIX::implOpen";
+  trace_ln("%s ENTER - name = %s", kLocation, name);
+  IpcKeys keys;
+  if (!impl_ipc_keys(name, keys)) {
+    trace_ln("%s - ERROR -  ftok(name, IPC_MEM_ID) failed where name = %s, errno = %d", kLocation, name,
+             errno);
+    return IPC_UNAVAILABLE;
+  }
+  VSemaphore = semget(keys.segment_semaphores, 2, 0);
+  if (VSemaphore == -1) {
+    trace_ln("%s - ERROR - semget(sem_key, 2, 0) failed where errno = %d", kLocation, errno);
+    return IPC_OPEN_FAILED;
+  }
+  VMemory = shmget(keys.segment, 1, 0);
+  if (VMemory == -1) {
+    trace_ln("%s - ERROR - shmget(mem_key, 1, 0) failed where errno = %d", kLocation, errno);
+    return IPC_OPEN_FAILED;
+  }
+  if (!implAttach()) {
+    trace_ln("%s - ERROR - shmat(VMemory, 0, 0) failed where errno = %d", kLocation, errno);
+    return IPC_OPEN_FAILED;
+  }
+  const long code = implOpenAttached(kLocation);
+  if (code == IPC_OPEN_FAILED) implDetach();
+  if (code == 0) trace_ln("%s EXIT - name = %s", kLocation, name);
+  return code;
+}
+
+// Second half of the open: how large is the block, and does its creator live?
+long CkesSharedMemory::implOpenAttached(const char* location) {
+  shmid_ds info;
+  if (shmctl(VMemory, IPC_STAT, &info) == -1) {
+    trace_ln("%s - ERROR - shmctl(VMemory, IPC_STAT, &info) failed where errno = %d", location, errno);
+    return IPC_OPEN_FAILED;
+  }
+  VSize = info.shm_segsz;
+  const int sem_val = implCreatorSign();
+  if (sem_val == -1 || sem_val == 1) {
+    trace_ln("%s - ERROR - semctl(VSemaphore, 1, GETVAL) failed where errno = %d, sem_val = %d", location,
+             errno, sem_val);
+    return sem_val == 1 ? SHMEM_SERVER_DEAD : IPC_OPEN_FAILED;
+  }
+  return 0;
+}
+
+bool CkesSharedMemory::implAttach() {
+  void* address = shmat(VMemory, nullptr, 0);
+  if (address == nullptr || address == reinterpret_cast<void*>(-1)) return false;
+  VAddress = address;
+  return true;
+}
+
+void CkesSharedMemory::implDetach() {
+  if (VAddress != nullptr) shmdt(VAddress);
+  VAddress = nullptr;
+}
+
+void CkesSharedMemory::implDestroy() {
+  implDetach();
+  if (!VRemove) return;
+  semctl(VSemaphore, 0, IPC_RMID);
+  shmctl(VMemory, IPC_RMID, nullptr);
+}
+
+// One atomic step: wait until nobody holds the lock, then hold it. The kernel undoes it if we die.
+long CkesSharedMemory::implLock() {
+  sembuf take[] = {{kLockSem, 0, 0}, {kLockSem, 1, SEM_UNDO}};
+  int result = 0;
+  while ((result = semop(VSemaphore, take, 2)) == -1) {
+    if (errno == EINTR) continue;
+    trace_ln("%s: semop on VSemaphore[%d] failed [%d] errno[%d]\n", "CkesSharedMemory::implLock", VSemaphore,
+             result, errno);
+    return SHMEM_LOCK_FAILED;
+  }
+  VLockHeld.exchange(true, std::memory_order_acquire);
+  return 0;
+}
+
+// Only the holder may release: a stray -1 with undo would free the lock of another process and, when we exit,
+// leave it taken by nobody.
+long CkesSharedMemory::implUnlock() {
+  if (!VLockHeld.exchange(false, std::memory_order_release)) return SHMEM_UNLOCK_FAILED;
+  sembuf release{kLockSem, -1, SEM_UNDO | IPC_NOWAIT};
+  while (semop(VSemaphore, &release, 1) == -1) {
+    if (errno != EINTR) return SHMEM_UNLOCK_FAILED;
+  }
+  return 0;
+}
+
+long CkesSharedMemory::implRead(uint64_t offset, uint64_t length, void* buffer) {
+  if (implLock() != 0) return SHMEM_LOCK_FAILED;
+  std::memcpy(buffer, static_cast<const uint8_t*>(VAddress) + offset, length);
+  return implUnlock();
+}
+
+long CkesSharedMemory::implWrite(uint64_t offset, uint64_t length, const void* buffer) {
+  if (implLock() != 0) return SHMEM_LOCK_FAILED;
+  std::memcpy(static_cast<uint8_t*>(VAddress) + offset, buffer, length);
+  return implUnlock();
+}

@@ -1,0 +1,76 @@
+// One named block of memory shared between processes, with a lock across processes and a sign of life of its
+// creator. The engine creates a block, clients open it by the same name.
+#pragma once
+
+#include <sys/types.h>
+
+#include <atomic>
+#include <cstdint>
+
+#include "contract/names.h"
+
+class CkesSharedMemory {
+ public:
+  // Opens the existing block `name` (a control file's path, without instance suffix).
+  //   remove  take the kernel objects away with this handle
+  // GetInitResult() tells how it went: 0; SHMEM_SERVER_DEAD, attached and usable, but the creator has died;
+  // IPC_UNAVAILABLE, no control file; IPC_OPEN_FAILED, no block.
+  CkesSharedMemory(const char* name, bool remove);
+
+  // Creates the block, `size` bytes of zeros, taking over from an earlier creator whether it lives or not.
+  // Its creator is the calling process: what it forks later is not. GetInitResult(): 0 or IPC_CREATE_FAILED.
+  CkesSharedMemory(const char* name, uint64_t size, bool remove);
+
+  ~CkesSharedMemory();  // detaches; with remove, removes semaphore set and segment
+  CkesSharedMemory(const CkesSharedMemory&) = delete;
+  CkesSharedMemory& operator=(const CkesSharedMemory&) = delete;
+
+  // Copy `length` bytes at `offset` of the block to or from `buffer`, under the lock. What reaches beyond the
+  // block is cut one byte short of its end; an offset that leaves nothing to copy fails. Return 0, or
+  //   SHMEM_NOT_INIT, SHMEM_LOCK_FAILED, SHMEM_UNLOCK_FAILED (copied)
+  //   IPC_READ_FAILED, IPC_WRITE_FAILED   nothing there to copy
+  // A cut write also leaves IPC_WRITE_INCOMPLETE on the error stack, though it returns 0.
+  long Read(uint64_t offset, uint64_t length, void* buffer);
+  long Write(uint64_t offset, uint64_t length, const void* buffer);
+
+  // The lock of the block, between processes and threads alike; not recursive. A holder that dies releases
+  // it. Lock waits without limit: 0, SHMEM_NOT_INIT or SHMEM_LOCK_FAILED. Unlock is for the handle that holds
+  // the lock; any other gets SHMEM_UNLOCK_FAILED and changes nothing.
+  long Lock();
+  long Unlock();
+
+  bool HoldsLock() const { return VLockHeld.load(std::memory_order_relaxed); }  // this handle does
+
+  bool CreatorAlive();  // whether the creating process has not ended yet
+
+  bool IsInitialized() const { return VInitialized; }
+  uint64_t GetSize() const { return VSize; }  // bytes
+  void* GetAddress() const { return VAddress; }
+  long GetInitResult() const { return VInitResult; }
+
+ private:
+  long implOpen(const char* name);
+  long implOpenAttached(const char* location);
+  long implCreate(const char* name, uint64_t size);
+  bool implCreateSemaphores(key_t key);
+  bool implCreateSegment(key_t key, uint64_t size);
+  void implAbandon();
+  void implDestroy();
+  bool implAttach();
+  void implDetach();
+  int implCreatorSign() const;  // the creator-alive semaphore's value, -1 if it cannot be read
+  long implLock();
+  long implUnlock();
+  long implRead(uint64_t offset, uint64_t length, void* buffer);
+  long implWrite(uint64_t offset, uint64_t length, const void* buffer);
+  bool FitLength(uint64_t offset, uint64_t& length) const;
+
+  bool VInitialized = false;
+  int VSemaphore = -1;
+  int VMemory = -1;
+  void* VAddress = nullptr;
+  uint64_t VSize = 0;
+  bool VRemove;
+  long VInitResult = 0;
+  std::atomic<bool> VLockHeld = false;  // by this handle
+};

@@ -1,0 +1,98 @@
+#include "runtime/buffer.h"
+
+#include <limits.h>
+#include <string.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <memory>
+#include <new>
+
+namespace {
+
+using Array = std::unique_ptr<unsigned char[]>;
+
+// Null without memory.
+Array allocate(int size) { return Array(new (std::nothrow) unsigned char[static_cast<size_t>(size)]); }
+
+void copy(unsigned char* to, const unsigned char* from, int size) {
+  if (size > 0) memcpy(to, from, static_cast<size_t>(size));
+}
+
+// Bytes of `text` with its terminator; -1 if an int cannot count them.
+int text_size(const unsigned char* text) {
+  if (text == nullptr) return 0;
+  const size_t length = strlen(reinterpret_cast<const char*>(text));
+  return length < INT_MAX ? static_cast<int>(length) + 1 : -1;
+}
+
+}  // namespace
+
+CkesBuffer::CkesBuffer(const CkesBuffer& other) : CkesBuffer(other.data, other.length) {}
+
+CkesBuffer::CkesBuffer(const unsigned char* bytes, int size) {
+  if (size < 0 || (bytes == nullptr && size > 0)) return;
+  Array fresh = allocate(size);
+  if (fresh == nullptr) return;
+  copy(fresh.get(), bytes, size);
+  data = fresh.release();
+  length = capacity = size;
+}
+
+CkesBuffer::~CkesBuffer() { delete[] data; }
+
+bool CkesBuffer::Set(const unsigned char* bytes, int size) {
+  if (bytes == data) return true;
+  if (size < 0 || (bytes != nullptr && size == 0)) return false;
+  Array fresh;
+  if (bytes == nullptr) {
+    size = 0;
+  } else {
+    fresh = allocate(size);
+    if (fresh == nullptr) return false;
+    copy(fresh.get(), bytes, size);
+  }
+  delete[] data;  // only now: `bytes` may lie in it
+  data = fresh.release();
+  length = capacity = size;
+  return true;
+}
+
+bool CkesBuffer::Set(const unsigned char* text) { return Set(text, text_size(text)); }
+
+bool CkesBuffer::Append(const unsigned char* bytes, int size) {
+  if (bytes == nullptr) return size >= 0;
+  if (size < 1 || size > INT_MAX - length) return false;
+  Array old;  // outlives the copy: `bytes` may lie in it
+  if (length + size > capacity) {
+    const int wanted = std::max(length + size, capacity > INT_MAX / 2 ? INT_MAX : 2 * capacity);
+    Array fresh = allocate(wanted);
+    if (fresh == nullptr) return false;
+    copy(fresh.get(), data, length);
+    old.reset(data);
+    data = fresh.release();
+    capacity = wanted;
+  }
+  copy(data + length, bytes, size);
+  length += size;
+  return true;
+}
+
+bool CkesBuffer::Append(const unsigned char* text) { return Append(text, text_size(text)); }
+
+CkesBuffer& CkesBuffer::operator=(const CkesBuffer& other) {
+  if (this != &other) (void)Set(other.data, other.length);
+  return *this;
+}
+
+CkesBuffer& CkesBuffer::operator+=(const CkesBuffer& other) {
+  (void)Append(other.data, other.length);
+  return *this;
+}
+
+bool CkesBuffer::operator==(const CkesBuffer& other) const {
+  if (length != other.length) return false;
+  if (length == 0) return true;
+  return strncmp(reinterpret_cast<const char*>(data), reinterpret_cast<const char*>(other.data),
+                 static_cast<size_t>(length)) == 0;
+}

@@ -1,0 +1,40 @@
+// One thread's last error code and the trail of functions that passed it on, oldest first, at most 50 of
+// them. A plain value without a lock: it belongs to one thread (CkesErrorManager hands each thread its own).
+#pragma once
+
+#include <cstdint>
+
+inline constexpr long kErrorTrailFull = -202;  // the name was added, the oldest one dropped
+
+class CkesErrorStack {
+ public:
+  // Starts a new trail at `location`, dropping the earlier one. Texts are kept by address here and in
+  // AddFunction: pass literals.
+  void SetErrorCode(long code, const char* location);
+
+  // Returns 0, or kErrorTrailFull.
+  long AddFunction(const char* name);
+
+  long GetErrorCode() const { return errorCode; }
+
+  // The trail, oldest text first; GetNextFunction gives null at its end.
+  // Kept as is: once the ring has wrapped, GetNextFunction goes round it for ever, so callers need a bound.
+  const char* GetFirstFunction();
+  const char* GetNextFunction();
+
+  // Number of texts. Kept as is: a trail of one text counts as 51.
+  int GetStackSize() const;
+
+  // Writes the trail into `buffer` of `size` bytes, one text per line and a final NUL, up to the first line
+  // that would not leave room for it. A null buffer or a size below 1 gets nothing.
+  void GetStackDump(char* buffer, int size);
+
+ private:
+  static constexpr int kRingSize = 50;
+
+  int32_t first = 0;  // ring index of the oldest text, the error's origin
+  int32_t last = 0;   // ring index of the newest text
+  const char* entries[kRingSize] = {"Error code not set."};
+  long errorCode = 0;
+  int32_t cursor = 0;  // of the iteration; runs past the ring's end without wrapping
+};

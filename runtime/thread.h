@@ -1,0 +1,83 @@
+// Base of every worker thread: the POSIX thread is created with the object, waits for Start, and runs the
+// derived class's Run.
+//
+// Traps that belong to the contract:
+//   - The destructor neither joins nor cancels a thread that was started. The object must outlive its
+//     thread's use of it: destroy it after Join, or when it is THREAD_ENDED because Run returned.
+//   - Start the thread only when the derived object is complete, never from a constructor. Join on one
+//     that was never started waits for ever.
+//   - Join on a thread that has ended returns without reaping it. A caller that starts many calls
+//     pthread_join with GetID's id instead; so does one that must know that a thread is gone after
+//     Terminate.
+#pragma once
+
+#include <atomic>
+
+#include "runtime/event.h"
+#include "runtime/thread_library.h"
+
+inline constexpr long kThreadPriorityUnsupported = -2;
+inline constexpr long kThreadWrongState = -106;
+inline constexpr long kThreadJoinDeadlock = -109;
+inline constexpr long kThreadJoinFailed = -110;
+inline constexpr long kThreadNotCurrent = -111;
+inline constexpr long kThreadCancelFailed = -112;
+
+inline constexpr int THREAD_READY = 0;    // created, waits for Start
+inline constexpr int THREAD_RUNNING = 1;  // from Start on
+inline constexpr int THREAD_ENDED = 2;    // Run has returned, or Terminate was called
+inline constexpr int THREAD_INVALID = 3;  // no thread could be created
+
+// Taken by the priority operations, none of which applies one.
+enum TThreadPriority : int {};
+
+// Operations that return a code give 0 for success, kThreadWrongState in a state that does not allow them; a
+// failure is recorded on the calling thread's error stack, as "CkesThread::Start()".
+class CkesThread {
+ public:
+  CkesThread();  // named "Unnamed"
+  // Keeps a copy of the text's first 33 characters; "Unnamed" without a thread, or of a null text.
+  explicit CkesThread(const char* text);
+  // Lets a thread that was never started end without Run, and waits for that.
+  virtual ~CkesThread();
+  CkesThread(const CkesThread&) = delete;
+  CkesThread& operator=(const CkesThread&) = delete;
+
+  const char* GetName() const { return name; }
+  int GetState() const { return state; }
+  long GetID(unsigned long* out) const;  // unless THREAD_INVALID
+
+  long Start();  // when THREAD_READY; or the code of the start event's Signal
+
+  // Waits for the thread's end; at once when THREAD_ENDED. Can give kThreadJoinDeadlock (it is the calling
+  // thread) or kThreadJoinFailed.
+  long Join();
+
+  // When THREAD_RUNNING: asks for the thread's cancellation at its next cancellation point, and does not
+  // wait. The state is THREAD_ENDED afterwards even if that failed, with kThreadCancelFailed.
+  long Terminate();
+
+  // When THREAD_RUNNING, by the thread itself: lets another go first. Anyone else gets kThreadNotCurrent.
+  long GiveWay();
+
+  // kThreadPriorityUnsupported when THREAD_READY or THREAD_RUNNING.
+  long SetPriority(TThreadPriority priority);
+  long GetPriority(TThreadPriority* priority);
+
+ protected:
+  // The thread's body; its result is ignored. On cancellation the stack is unwound, so destructors run.
+  virtual long Run() = 0;
+
+ private:
+  static void* StartRoutine(void* self);
+  long PriorityCode() const;
+
+  bool implCreate();
+  long implJoin();
+  long implTerminate();
+
+  unsigned long id = 0;
+  std::atomic<int> state = THREAD_INVALID;  // written by the controlling thread and by the thread itself
+  CkesEvent startEvent{MANUAL_RESET, false};
+  char name[kThreadNameSizeBytes] = "Unnamed";
+};

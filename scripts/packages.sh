@@ -1,0 +1,25 @@
+# Sourced by the scripts beside it: need_packages PACKAGE... installs what is missing of Debian's packages, as root
+# or through sudo, or says what to install and ends.
+
+need_packages() {
+  missing=
+  for package in "$@"; do
+    dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null | grep -qx installed || missing="$missing $package"
+  done
+  [ -n "$missing" ] || return 0
+  echo "Installing Debian packages:$missing"
+  if [ "$(id -u)" = 0 ]; then
+    as_root=
+  elif command -v sudo >/dev/null; then
+    as_root=sudo
+  else
+    echo "Not root, and there is no sudo. As root, run:  apt-get install$missing" >&2
+    exit 1
+  fi
+  # shellcheck disable=SC2086  # a list of words
+  $as_root apt-get update -qq &&
+    $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null || {
+    echo "Could not install:$missing" >&2
+    exit 1
+  }
+}

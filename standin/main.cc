@@ -1,0 +1,157 @@
+// mar-standin: a stand-in for the measurement engine, for trying and testing its clients.
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <string>
+#include <vector>
+
+#include "standin/faults.h"
+#include "standin/messages.h"
+#include "standin/request_line.h"
+#include "standin/service.h"
+
+namespace {
+
+enum ExitStatus { kServed = 0, kFailed = 1, kBadUsage = 2 };
+
+// Heads have 16-bit semaphore numbers from 2 on; the system's limit on a semaphore set is usually lower.
+constexpr int kMaxSlots = 65533;
+
+struct Arguments {
+  std::string name = CLI_IPC_NAME;
+  uint16_t slots = 16;
+  std::vector<std::string> faults;
+  uint64_t seed = 1;
+  int patience_ms = 5000;
+  int ready_fd = -1;
+  bool json = false;
+  bool quiet = false;
+  bool verbose = false;
+};
+
+StandInEngine* running = nullptr;
+
+extern "C" void on_signal(int) { running->StopSoon(); }
+
+void install_signal_handlers() {
+  struct sigaction action = {};
+  action.sa_handler = on_signal;  // without SA_RESTART: waits end
+  sigaction(SIGTERM, &action, nullptr);
+  sigaction(SIGINT, &action, nullptr);
+  sigaction(SIGHUP, &action, nullptr);
+  action.sa_handler = SIG_IGN;
+  sigaction(SIGPIPE, &action, nullptr);  // a reader of our output that goes away ends nothing
+}
+
+// One write for each line, so that a pipe shows at once what a terminal shows.
+void put_line(int fd, std::string line) {
+  line += '\n';
+  for (size_t done = 0; done < line.size();) {
+    const ssize_t written = write(fd, line.data() + done, line.size() - done);
+    if (written > 0) done += static_cast<size_t>(written);
+    if (written <= 0 && errno != EINTR) return;
+  }
+}
+
+std::string footer() {
+  std::string text =
+      "A FAULT is WHEN:WHAT[,WHAT...]. WHEN is a message name, its code, * for every request or start;\n"
+      "#N picks the N-th of them only, %P each with a chance of P percent. Faults may be given "
+      "together.\n\nWHAT:\n";
+  for (const FaultAction& action : fault_actions()) {
+    std::string item =
+        std::string(action.name) + (action.value.empty() ? "" : "=") + std::string(action.value);
+    item.resize(12, ' ');
+    text += "  " + item + std::string(action.help) + ": " + std::string(action.example) + '\n';
+  }
+  text += "\nMessages:\n";
+  for (const MessageInfo& message : known_messages()) {
+    text += "  " + std::to_string(message.code) + ' ' + message.name + '\n';
+  }
+  return text + "\nExit status: 0 ended as asked, 1 no queue or queue lost, 2 wrong usage.";
+}
+
+void define_options(CLI::App& app, Arguments& arguments) {
+  app.add_option("--name", arguments.name, "Control file, without instance suffix")->capture_default_str();
+  app.add_option("--slots", arguments.slots, "Message slots, and heads, of the queue")
+      ->check(CLI::Range(1, kMaxSlots))
+      ->capture_default_str();
+  app.add_option("--fault", arguments.faults, "Misbehave; may be repeated")
+      ->type_name("FAULT")
+      ->allow_extra_args(false);
+  app.add_option("--seed", arguments.seed, "Seed of the faults that come by chance")->capture_default_str();
+  app.add_option("--patience", arguments.patience_ms, "How long an answer waits for room")
+      ->type_name("MS")
+      ->check(CLI::Range(0, 3600000))
+      ->capture_default_str();
+  app.add_option("--ready-fd", arguments.ready_fd, "Write \"ready\" to this descriptor too, then close it")
+      ->type_name("FD")
+      ->check(CLI::Range(0, 65535));
+  app.add_flag("--json", arguments.json, "One JSON object for each line");
+  auto* quiet = app.add_flag("-q,--quiet", arguments.quiet, "No line for each request");
+  app.add_flag("-v,--verbose", arguments.verbose, "Also tell of heads freed and the like")->excludes(quiet);
+  app.footer(footer());
+}
+
+EngineOptions engine_options(const Arguments& arguments) {
+  const LineForm form = arguments.json ? LineForm::kJson : LineForm::kPlain;
+  EngineOptions options;
+  options.name = arguments.name;
+  options.slots = arguments.slots;
+  options.answer_patience_ms = arguments.patience_ms;
+  if (!arguments.quiet) {
+    options.on_request = [form](const ServedRequest& served) {
+      put_line(STDOUT_FILENO, request_line(form, served.number, served.record, served.result, served.remark));
+    };
+  }
+  options.on_dump = [form](const EngineState& state) { put_line(STDOUT_FILENO, state_line(form, state)); };
+  options.on_notice = [form, verbose = arguments.verbose](Notice notice, const std::string& text) {
+    if (notice == Notice::kProblem) put_line(STDERR_FILENO, notice_line(form, "problem", text));
+    if (notice == Notice::kDetail && verbose) put_line(STDOUT_FILENO, notice_line(form, "note", text));
+  };
+  return options;
+}
+
+int serve(const Arguments& arguments, EngineOptions options) {
+  const LineForm form = arguments.json ? LineForm::kJson : LineForm::kPlain;
+  StandInEngine engine(std::move(options));
+  running = &engine;
+  install_signal_handlers();
+  const std::string wrong = engine.Start();
+  if (!wrong.empty()) {
+    put_line(STDERR_FILENO, notice_line(form, "failed", wrong));
+    return kFailed;
+  }
+  put_line(STDOUT_FILENO, notice_line(form, "ready", ""));
+  if (arguments.ready_fd >= 0) {
+    put_line(arguments.ready_fd, "ready");
+    close(arguments.ready_fd);
+  }
+  return engine.Run() ? kServed : kFailed;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Arguments arguments;
+  CLI::App app("Stand-in for the MAR measurement engine: creates the command queue and answers its clients.",
+               "mar-standin");
+  define_options(app, arguments);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? kServed : kBadUsage;
+  }
+  EngineOptions options = engine_options(arguments);
+  options.faults = FaultPlan(arguments.seed);
+  for (const std::string& fault : arguments.faults) {
+    const std::string wrong = options.faults.Add(fault);
+    if (wrong.empty()) continue;
+    put_line(STDERR_FILENO, "mar-standin: --fault " + fault + ": " + wrong);
+    return kBadUsage;
+  }
+  return serve(arguments, std::move(options));
+}

@@ -1,0 +1,137 @@
+// Answers longer than one record, through the exchange itself: t1 shows no more of an answer than its result.
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "engine_client/exchange.h"
+#include "ipc/naming.h"
+#include "tests/end_to_end/scripted_engine.h"
+
+namespace {
+
+// Byte i of every long answer: no period that a record's size divides.
+char byte_at(size_t i) { return static_cast<char>(i % 251); }
+
+std::string piece(size_t first, size_t length) {
+  std::string bytes(length, '\0');
+  for (size_t i = 0; i < length; ++i) bytes[i] = byte_at(first + i);
+  return bytes;
+}
+
+constexpr unsigned char kDump[] = {0, 0, 0, 0, 0, 0, 0, 125};
+
+// 1 when the whole answer of `length` bytes came as it was sent, else the exchange's code, or 0.
+long receive(size_t length) {
+  unsigned char* answer = nullptr;
+  const int result = zarn_send_and_rcv_long_msg(kDump, sizeof kDump, &answer, 0);
+  if (result != 1) return result;
+  size_t good = 0;
+  while (good < length && static_cast<char>(answer[good]) == byte_at(good)) ++good;
+  std::free(answer);
+  return good == length ? 1 : 0;
+}
+
+struct LongAnswers : testing::Test {
+  void SetUp() override {
+    ASSERT_TRUE(engine.usable());
+    engine.queue().SetWaitOnOverflow(true);
+  }
+  void send_long(const TCLIMessage& request, size_t length) {
+    for (size_t sent = 0; sent < length;) {
+      const size_t count = std::min<size_t>(10240, length - sent);
+      const uint32_t kind = sent == 0 ? CLI_HEADER : sent + count == length ? CLI_END : CLI_APPEND;
+      ASSERT_TRUE(engine.send(request, kind, static_cast<int32_t>(count), piece(sent, count)));
+      sent += count;
+    }
+  }
+  ScriptedEngine engine;
+};
+
+}  // namespace
+
+TEST_F(LongAnswers, ArriveWhole) {
+  for (const size_t length : {size_t{30000}, size_t{100} << 20}) {
+    Child client([length] { return receive(length); });
+    const auto request = engine.request();
+    ASSERT_TRUE(request.has_value());
+    send_long(*request, length);
+    EXPECT_EQ(client.result(), 1) << length;
+  }
+}
+
+TEST_F(LongAnswers, AreCutForACallerOfTheShortExchange) {
+  Child client([] {
+    unsigned char reply[CLI_MAX_BUFFER_SIZE + 1];
+    reply[CLI_MAX_BUFFER_SIZE] = 0xAA;
+    const long result = zarn_send_and_rcv(kDump, sizeof kDump, reply);
+    const bool whole = piece(0, CLI_MAX_BUFFER_SIZE) == std::string(reply, reply + CLI_MAX_BUFFER_SIZE);
+    return whole && reply[CLI_MAX_BUFFER_SIZE] == 0xAA ? result : 0;
+  });
+  const auto request = engine.request();
+  ASSERT_TRUE(request.has_value());
+  send_long(*request, 30000);
+  EXPECT_EQ(client.result(), 1);
+}
+
+TEST_F(LongAnswers, TakeFromEachRecordNoMoreThanItHolds) {
+  Child client([] { return receive(2 * 10240 + 3); });
+  const auto request = engine.request();
+  ASSERT_TRUE(request.has_value());
+  ASSERT_TRUE(engine.send(*request, CLI_HEADER, 10241, piece(0, 10240)));
+  ASSERT_TRUE(engine.send(*request, CLI_APPEND, -5, "nothing of this"));
+  ASSERT_TRUE(
+      engine.send(*request, 99, INT32_MAX, piece(10240, 10240)));  // any kind but 3 is a middle record
+  ASSERT_TRUE(engine.send(*request, CLI_END, 3, piece(2 * 10240, 3)));
+  EXPECT_EQ(client.result(), 1);
+}
+
+// What the client's stack and heap held before must reach neither the queue nor the caller.
+TEST_F(LongAnswers, AndShortOnesCarryNoOldMemory) {
+  Child client([] {
+    unsigned char stack[64 << 10];
+    std::vector<std::unique_ptr<unsigned char[]>> heap(8);
+    memset(stack, 0xAA, sizeof stack);
+    for (auto& block : heap)
+      block.reset(static_cast<unsigned char*>(memset(new unsigned char[10240], 0xAA, 10240)));
+    heap.clear();
+    unsigned char* answer = nullptr;
+    long result = stack[GetProcessID() % 1000] == 0xAA ? 1 : 0;
+    result &= zarn_send_and_rcv_long_msg(kDump, sizeof kDump, &answer, 0);
+    for (int i = 4; i < CLI_MAX_BUFFER_SIZE; ++i) result &= answer[i] == 0 ? 1 : 0;
+    std::free(answer);
+    return result;
+  });
+  const auto request = engine.request();
+  ASSERT_TRUE(request.has_value());
+  EXPECT_EQ(std::count(std::begin(request->data), std::end(request->data), 0), 10240);
+  ASSERT_TRUE(engine.send(*request, CLI_SINGLE, 4, ScriptedEngine::reply(1200, 1)));
+  EXPECT_EQ(client.result(), 1);
+}
+
+// An engine that never ends its answer meets the client's memory, and the client a clear failure.
+TEST_F(LongAnswers, WithoutEndFailWhenMemoryEnds) {
+#ifdef __SANITIZE_ADDRESS__
+  GTEST_SKIP() << "the sanitizer needs the address space itself";
+#endif
+  Child client([] {
+    const rlimit limit{64 << 20, 64 << 20};
+    setrlimit(RLIMIT_AS, &limit);
+    return receive(0);
+  });
+  const auto request = engine.request();
+  ASSERT_TRUE(request.has_value());
+  engine.queue().SetWaitOnOverflow(false);
+  TCLIMessage record = numbered(1);
+  record.kind = CLI_HEADER;
+  record.length = CLI_MAX_BUFFER_SIZE;
+  while (!client.ended()) {
+    if (engine.queue().Put(request->sender, record) == 0) record.kind = CLI_APPEND;
+  }
+  EXPECT_EQ(client.result(), -1);
+}

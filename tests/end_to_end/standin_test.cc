@@ -1,0 +1,174 @@
+// Real clients against mar-standin: many at once, killed at every step, on a queue that is being damaged.
+#include <gtest/gtest.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
+#include <sys/time.h>
+
+#include <list>
+#include <optional>
+#include <random>
+
+#include "engine_client/commands.h"
+#include "engine_client/exchange.h"
+#include "ipc/naming.h"
+#include "tests/end_to_end/scripted_engine.h"
+#include "tests/support/program.h"
+
+namespace {
+
+struct Standin {
+  explicit Standin(const std::vector<std::string>& options) : program(command(options)) {
+    ready = program.line() == "ready";
+    if (!ready) return;
+    memory.emplace(CLI_IPC_NAME, false);
+    impl_ipc_keys(CLI_IPC_NAME, keys);
+    lock_set = semget(keys.segment_semaphores, 2, 0);
+    slots = static_cast<uint16_t>((memory->GetSize() - 12) / 10280);
+  }
+  static std::vector<std::string> command(const std::vector<std::string>& options) {
+    std::vector<std::string> words{STANDIN_PATH, "--quiet"};
+    words.insert(words.end(), options.begin(), options.end());
+    return words;
+  }
+  uint8_t* at(uint32_t offset) { return static_cast<uint8_t*>(memory->GetAddress()) + offset; }
+  uint16_t& u16(uint32_t offset) { return *reinterpret_cast<uint16_t*>(at(offset)); }
+  uint32_t& u32(uint32_t offset) { return *reinterpret_cast<uint32_t*>(at(offset)); }
+
+  // Every slot on the free list, no head but the engine's in use.
+  bool at_rest() {
+    if (u16(0) != 0) return false;
+    for (uint32_t i = 0; i < slots; ++i) {
+      const uint8_t state = *at(12 + 16 * i);
+      if (u32(12 + 16 * i + 12) != 0 || (state != HEAD_IDLE && state != HEAD_CHANNEL)) return false;
+    }
+    uint32_t free = 0;
+    for (uint32_t next = u32(4); next != 0 && free <= slots; next = u32(next + 10260)) ++free;
+    return free == slots;
+  }
+
+  Program program;
+  bool ready = false;
+  std::optional<CkesSharedMemory> memory;
+  IpcKeys keys{};
+  int lock_set = -1;
+  uint16_t slots = 0;
+};
+
+std::string dump_output() { return Program({T1_PATH, "dump"}).output(); }
+
+// Sends a payload that nobody else sends and wants it back: 1, or what went wrong.
+long echo(uint32_t round) {
+  uint8_t request[16] = {0, 0, 0, 0, 0, 0, 0, 127};
+  const uint32_t payload[2] = {static_cast<uint32_t>(getpid()), round};
+  std::memcpy(request + 8, payload, sizeof payload);
+  uint8_t reply[CLI_MAX_BUFFER_SIZE];
+  const int result = zarn_send_and_rcv(request, sizeof request, reply);
+  if (result != 1) return result;
+  const _TIPCIdentifier self = GetIpcIdentifier(getpid());
+  return std::memcmp(reply + 8, &self, 8) == 0 && std::memcmp(reply + 16, payload, 8) == 0 ? 1 : -99;
+}
+
+}  // namespace
+
+TEST(Standin, AnswersEachOfManyClientsItsOwn) {
+  Standin engine({"--slots", "40", "--fault", "*:echo"});
+  ASSERT_TRUE(engine.ready);
+  std::list<Child> clients;
+  for (int i = 0; i < 32; ++i) {
+    clients.emplace_back([] {
+      long result = 1;
+      for (uint32_t round = 0; round < 100 && result == 1; ++round) result = echo(round);
+      return result;
+    });
+  }
+  for (auto& client : clients) EXPECT_EQ(client.result(), 1);
+  EXPECT_TRUE(eventually([&] { return engine.at_rest(); }));
+}
+
+// Signals a thousand times a second, to a handler that lets no call restart by itself.
+TEST(Standin, ClientsTakeNoHarmFromSignals) {
+  Standin engine({"--fault", "*:echo,delay=5"});
+  ASSERT_TRUE(engine.ready);
+  Child client([] {
+    struct sigaction ignore {};
+    ignore.sa_handler = [](int) {};
+    sigaction(SIGALRM, &ignore, nullptr);
+    const itimerval often{{0, 1000}, {0, 1000}};
+    setitimer(ITIMER_REAL, &often, nullptr);
+    long result = 1;
+    for (uint32_t round = 0; round < 50 && result == 1; ++round) result = echo(round);
+    return result;
+  });
+  EXPECT_EQ(client.result(), 1);
+}
+
+TEST(Standin, ServesManyMoreClientsThanItHasHeads) {
+  Standin engine({"--slots", "4"});
+  ASSERT_TRUE(engine.ready);
+  for (int i = 0; i < 20; ++i) ASSERT_EQ(dump_output(), "mar_dump worked!\n") << i;
+  EXPECT_TRUE(engine.at_rest());
+}
+
+// A client killed before or after any of its semaphore operations leaves the lock free and the engine in
+// service.
+TEST(Standin, SurvivesAClientKilledAtAnyStep) {
+  Standin engine({"--slots", "8"});
+  ASSERT_TRUE(engine.ready);
+  int step = 1;
+  for (int status = 128 + SIGKILL; status == 128 + SIGKILL; ++step) {
+    ASSERT_LT(step, 100);
+    const std::string inject = "inject=semtimedop:signal=KILL:when=" + std::to_string(step);
+    Program t1({"strace", "-qq", "-o", "/dev/null", "-e", inject, T1_PATH, "dump"},
+               {"ASAN_OPTIONS=detect_leaks=0"});  // it cannot look for leaks under a tracer
+    t1.output();
+    status = t1.status();
+    ASSERT_TRUE(status == 128 + SIGKILL || status == 0) << status;
+    // The engine itself holds it now and then.
+    ASSERT_TRUE(eventually([&] { return semctl(engine.lock_set, kLockSem, GETVAL) == 0; }))
+        << "step " << step;
+    ASSERT_EQ(dump_output(), "mar_dump worked!\n") << "step " << step;
+  }
+  EXPECT_GT(step, 13) << "an exchange has more semaphore operations";
+  EXPECT_TRUE(eventually([&] { return engine.at_rest(); }));
+}
+
+TEST(Standin, LeavesNothingBehind) {
+  Standin engine({});
+  ASSERT_TRUE(engine.ready);
+  EXPECT_EQ(Program({T1_PATH, "stopeng"}).output(),
+            "Stop the engine here!\nStopped the engine successfully!\n");
+  EXPECT_EQ(engine.program.status(), 0);
+  EXPECT_NE(access(CLI_IPC_NAME, F_OK), 0);
+  EXPECT_EQ(semget(engine.keys.segment_semaphores, 0, 0), -1);
+  EXPECT_EQ(semget(engine.keys.queue_semaphores, 0, 0), -1);
+  EXPECT_EQ(shmget(engine.keys.segment, 1, 0), -1);
+}
+
+// Clients may lose their answers in the damage, and then wait on; nobody crashes.
+TEST(Standin, NobodyCrashesOnAQueueThatIsBeingDamaged) {
+  Standin engine({"--slots", "8"});
+  ASSERT_TRUE(engine.ready);
+  std::list<Child> clients;
+  for (int i = 0; i < 4; ++i) {
+    clients.emplace_back([]() -> long {
+      for (;;) mar_ping_engine();
+    });
+  }
+  std::mt19937 generator(20261121);
+  const auto pick = [&](uint32_t below) { return static_cast<uint32_t>(generator()) % below; };
+  for (int i = 0; i < 10000; ++i) {
+    const uint32_t head = 12 + 16 * pick(8), next = 12 + 16 * 8 + 10264 * pick(8) + 10260;
+    const uint32_t places[] = {0, 4, head, head + 4, head + 8, head + 12, next};
+    const uint32_t number = pick(2) == 0 ? 12 + 16 * 8 + 10264 * pick(9) : pick(UINT32_MAX);
+    engine.u32(places[pick(std::size(places))]) = number;
+    // Slow enough that clients get far into their exchanges between two blows.
+    if (i % 4 == 0) std::this_thread::sleep_for(std::chrono::microseconds(pick(200)));
+  }
+  for (auto& client : clients) {
+    EXPECT_FALSE(client.ended());
+    client.kill();
+  }
+  engine.program.close_output();
+  kill(engine.program.pid(), SIGTERM);
+  EXPECT_LT(engine.program.status(), 128);
+}

@@ -1,0 +1,77 @@
+#include "tests/engine_client/scripted_exchange.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <sstream>
+
+#include "contract/byte_order.h"
+#include "contract/message.h"
+#include "engine_client/exchange.h"
+#include "log/engine_log.h"
+
+ScriptedExchange scripted_exchange;
+int failing_calloc = 0;
+
+extern "C" void* __real_calloc(size_t count, size_t size_bytes);
+
+extern "C" void* __wrap_calloc(size_t count, size_t size_bytes) {
+  const bool fail = failing_calloc > 0 && --failing_calloc == 0;
+  return fail ? nullptr : __real_calloc(count, size_bytes);
+}
+
+int zarn_send_and_rcv(const unsigned char* request, int length, unsigned char* reply) {
+  const auto& script = scripted_exchange.script;
+  const size_t turn = scripted_exchange.requests.size();
+  scripted_exchange.requests.emplace_back(request, request + length);
+  const Answer answer = turn < script.size() ? script[turn] : Answer{};
+  std::memset(reply, 0, CLI_MAX_BUFFER_SIZE);
+  put_be32(reply, answer.marker);
+  put_be32(reply + 4, static_cast<uint32_t>(answer.result));
+  return answer.exchanged;
+}
+
+long ZARNLog(long component, int level, const char* format, ...) {
+  char text[1024];
+  va_list values;
+  va_start(values, format);
+  vsnprintf(text, sizeof text, format, values);
+  va_end(values);
+  scripted_exchange.log.push_back(std::to_string(component) + " " + std::to_string(level) + " " + text);
+  return 0;
+}
+
+extern "C" int __wrap_nanosleep(const timespec* wanted, timespec*) {
+  scripted_exchange.slept_ms += wanted->tv_sec * 1000 + wanted->tv_nsec / 1000000;
+  return 0;
+}
+
+std::string bytes_of(size_t size, const std::string& pieces) {
+  std::string bytes(2 * size, '0');
+  std::istringstream list(pieces);
+  size_t offset = 0;
+  for (char colon = 0; list >> offset >> colon;) {
+    std::string hex;
+    list >> hex;
+    const size_t star = std::min(hex.find('*'), hex.size());
+    const size_t times = star < hex.size() ? std::stoul(hex.substr(star + 1)) : 1;
+    for (size_t i = 0; i < times; ++i) bytes.replace(2 * offset + i * star, star, hex, 0, star);
+  }
+  return bytes;
+}
+
+std::string request_of(uint8_t code, size_t size, const std::string& pieces) {
+  char header[17];
+  snprintf(header, sizeof header, "%08x000000%02x", static_cast<unsigned>(getpid()), code);
+  return header + bytes_of(size, pieces);
+}
+
+std::string hex_of(std::span<const uint8_t> bytes) {
+  std::string hex;
+  for (const uint8_t byte : bytes) hex += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
+  return hex;
+}

@@ -1,0 +1,78 @@
+// A command queue laid out by literal numbers, not by the code under test, and access to its raw fields.
+#pragma once
+
+#include <sys/sem.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <vector>
+
+#include "contract/names.h"
+#include "ipc/naming.h"
+#include "ipc/queue.h"
+#include "ipc/shared_memory.h"
+
+using CommandQueue = CIPCQueue<TCLIMessage>;
+
+class MadeQueue {
+ public:
+  // `file` is the control file with the instance suffix, where there is one; `slack` bytes follow the last
+  // slot.
+  explicit MadeQueue(uint16_t slots, const char* file = CLI_IPC_NAME, uint32_t slack = 0)
+      : slots_((remove_leftovers(file), slots)),
+        file_(file),
+        memory_(CLI_IPC_NAME, 12u + 10280u * slots + slack, true),
+        made_(memory_.IsInitialized()) {
+    u32(4) = slot(0);
+    for (uint32_t i = 0; i < slots; ++i) {
+      u16(12 + 16 * i + 2) = static_cast<uint16_t>(i + 2);
+      u32(12 + 16 * i + 4) = u32(12 + 16 * i + 8) = 0xFFFFFFFF;
+      u32(slot(i) + 10260) = i + 1 < slots ? slot(i + 1) : 0;
+    }
+    made_ = made_ && semaphores_.implInitialize(file, slots);
+  }
+  ~MadeQueue() {
+    semaphores_.implDestroy();
+    unlink(file_);
+  }
+
+  bool made() const { return made_; }
+  QueueSemaphores& semaphores() { return semaphores_; }
+  CkesSharedMemory& memory() { return memory_; }
+
+  uint32_t slot(uint32_t k) const { return 12 + 16u * slots_ + 10264 * k; }
+  static uint32_t head(uint32_t i) { return 12 + 16 * i; }
+  uint8_t* at(uint32_t offset) { return static_cast<uint8_t*>(memory_.GetAddress()) + offset; }
+  uint16_t& u16(uint32_t offset) { return *reinterpret_cast<uint16_t*>(at(offset)); }
+  uint32_t& u32(uint32_t offset) { return *reinterpret_cast<uint32_t*>(at(offset)); }
+  std::vector<uint8_t> bytes() { return {at(0), at(0) + memory_.GetSize()}; }
+
+  int waiters(uint16_t semaphore) {
+    int count = 0;
+    return semaphores_.implWaitCount(semaphore, count) == 0 ? count : -1;
+  }
+
+ private:
+  // What a killed creator of an earlier test has left, perhaps of another size.
+  static void remove_leftovers(const char* file) {
+    IpcKeys keys;
+    if (!impl_ipc_keys(file, keys)) return;
+    getAndRemoveSharedMemory(keys.segment, 1);
+    const int set = semget(keys.queue_semaphores, 0, 0);
+    if (set != -1) semctl(set, 0, IPC_RMID);
+  }
+
+  uint16_t slots_;
+  const char* file_;
+  CkesSharedMemory memory_;
+  bool made_;
+  QueueSemaphores semaphores_;
+};
+
+inline TCLIMessage numbered(uint32_t number) {
+  TCLIMessage message{};
+  message.command = number;
+  message.length = 4;
+  std::memset(message.data, static_cast<int>(number), sizeof message.data);
+  return message;
+}

@@ -1,0 +1,251 @@
+// One process on one queue: layout, order, codes, damaged segments.
+#include "ipc/queue.h"
+
+#include <gtest/gtest.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
+
+#include <fstream>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "ipc/naming.h"
+#include "runtime/error_manager.h"
+#include "tests/ipc/made_queue.h"
+
+namespace {
+
+constexpr _TIPCIdentifier kUser{7, 70};
+constexpr _TIPCIdentifier kOther{7, 71};
+
+std::string error_trail() {
+  char text[500] = "";
+  CkesErrorManager::GetStackDump(text, sizeof text);
+  return text;
+}
+
+// A queue of 4 slots with the engine's channel open, key 0.
+struct OpenQueue : testing::Test {
+  void SetUp() override {
+    ASSERT_TRUE(made.made());
+    queue.emplace(CLI_IPC_NAME, false);
+    ASSERT_EQ(queue->OpenChannel(ZARNENGINE_ID, &key), 0);
+    ASSERT_EQ(key, 0);
+  }
+  void put(uint32_t first, uint32_t last) {
+    for (uint32_t i = first; i <= last; ++i) ASSERT_EQ(queue->KeyPut(key, numbered(i)), 0);
+  }
+
+  MadeQueue made{4};
+  std::optional<CommandQueue> queue;
+  long key = -1;
+  TCLIMessage message{};
+};
+
+}  // namespace
+
+TEST(QueueOpening, CapacityFollowsFromTheSegmentSize) {
+  struct {
+    const char* label;
+    uint64_t size;
+    uint16_t want;  // 0: does not initialise
+  } const rows[] = {
+      {"less than a header", 11, 0},
+      {"header alone", 12, 0},
+      {"one byte short of a slot", 10291, 0},
+      {"exactly one slot", 10292, 1},
+      {"eight slots and some slack", 82752, 8},
+      {"as many as 16 bits count", 12 + 10280ull * 65535, 65535},
+      {"one more than 16 bits count", 12 + 10280ull * 65536, 0},
+  };
+  std::ofstream(CLI_IPC_NAME) << 'x';
+  IpcKeys keys;
+  ASSERT_TRUE(impl_ipc_keys(CLI_IPC_NAME, keys));
+  ASSERT_NE(semget(keys.segment_semaphores, 2, IPC_CREAT | 0666), -1);
+  ASSERT_NE(semget(keys.queue_semaphores, 2, IPC_CREAT | 0666), -1);
+  for (const auto& row : rows) {
+    const int segment = shmget(keys.segment, row.size, IPC_CREAT | 0666);
+    ASSERT_NE(segment, -1) << row.label;
+    const CommandQueue queue(CLI_IPC_NAME, false);
+    EXPECT_EQ(queue.IsInitialized(), row.want != 0) << row.label;
+    EXPECT_EQ(queue.Capacity(), row.want) << row.label;
+    shmctl(segment, IPC_RMID, nullptr);
+  }
+}
+
+TEST(QueueOpening, AnUnusableQueueAnswersNotInit) {
+  CommandQueue absent(CLI_IPC_NAME, false);
+  TCLIMessage message{};
+  long key = 0;
+  EXPECT_EQ(absent.OpenChannel(ZARNENGINE_ID, &key), QUEUE_NOT_INIT);
+  EXPECT_EQ(absent.KeyPut(0, message), QUEUE_NOT_INIT);
+  EXPECT_EQ(error_trail(), "CIPCQueue::PrivatePut()\nCIPCQueue::KeyPut()\n");
+  EXPECT_EQ(absent.Get(kUser, message), QUEUE_NOT_INIT);
+  EXPECT_EQ(error_trail(), "CIPCQueue::PrivateGet()\nCIPCQueue::Get()\n");
+  EXPECT_EQ(absent.SetState(IPCQUEUE_CLOSE), QUEUE_NOT_INIT);
+  EXPECT_FALSE(absent.CreatorAlive());
+}
+
+TEST(QueueOpening, AClosingQueueIsRefusedAndOnlyDetachedFrom) {
+  MadeQueue made(4);
+  made.u32(8) = IPCQUEUE_CLOSE;
+  EXPECT_FALSE(CommandQueue(CLI_IPC_NAME, false).IsInitialized());
+  EXPECT_EQ(made.u32(8), 1u);
+  made.u32(8) = IPCQUEUE_OPEN;
+  EXPECT_TRUE(CommandQueue(CLI_IPC_NAME, false).IsInitialized());
+  made.u32(8) = IPCQUEUE_CLOSE;
+  EXPECT_FALSE(CommandQueue(CLI_IPC_NAME, true).IsInitialized());  // removes it for good
+  made.u32(8) = IPCQUEUE_OPEN;
+  EXPECT_FALSE(CommandQueue(CLI_IPC_NAME, false).IsInitialized());
+}
+
+TEST_F(OpenQueue, APutLaysOutTheSegmentAsAgreed) {
+  put(0x41, 0x42);
+  const uint32_t slot0 = 76, slot1 = 10340, slot2 = 20604;
+  EXPECT_EQ(made.u16(0), 2);      // itemCount
+  EXPECT_EQ(made.u16(2), 1);      // headsInUse
+  EXPECT_EQ(made.u32(4), slot2);  // freeList
+  EXPECT_EQ(*made.at(12), 2);     // the head's state: a channel
+  EXPECT_EQ(*made.at(13), 0);     // reserved
+  EXPECT_EQ(made.u16(14), 2);     // semNumber
+  EXPECT_EQ(made.u32(16), 0u);    // owner: the engine
+  EXPECT_EQ(made.u32(20), 0u);
+  EXPECT_EQ(made.u32(24), slot0);     // firstItem
+  EXPECT_EQ(made.u32(slot0), 0x41u);  // the record
+  EXPECT_EQ(*made.at(slot0 + 8 + 10239), 0x41);
+  EXPECT_EQ(made.u32(slot0 + 10260), slot1);  // next
+  EXPECT_EQ(made.u32(slot1 + 10260), 0u);
+  ASSERT_EQ(queue->KeyGet(key, message), 0);
+  EXPECT_EQ(made.u32(24), slot1);
+  EXPECT_EQ(made.u32(4), slot0);  // freed slots come first
+  EXPECT_EQ(made.u32(slot0 + 10260), slot2);
+  EXPECT_EQ(made.u16(0), 1);
+}
+
+TEST_F(OpenQueue, MessagesKeepTheirOrderAndAFrontPutOvertakes) {
+  put(1, 2);
+  ASSERT_EQ(queue->PrivatePut(ZARNENGINE_ID, -1, numbered(3), false), 0);  // by identifier: the same head
+  ASSERT_EQ(queue->PrivatePut(NULL_IPC_ID, key, numbered(4), true), 0);
+  for (const uint32_t want : {4u, 1u, 2u, 3u}) {
+    ASSERT_EQ(queue->KeyGet(key, message), 0);
+    EXPECT_EQ(std::memcmp(&message, std::make_unique<TCLIMessage>(numbered(want)).get(), sizeof message), 0)
+        << want;
+  }
+  bool taken = true;
+  EXPECT_EQ(queue->KeyTryGet(key, message, taken), 0);
+  EXPECT_FALSE(taken);
+}
+
+TEST_F(OpenQueue, OnlyChannelsHaveKeys) {
+  ASSERT_EQ(queue->Put(kUser, numbered(1)), 0);  // head 1 has an owner but is no channel
+  const auto before = made.bytes();
+  for (const long bad : {1L, 4L, -2L, 1L << 32, 1L << 62}) {
+    EXPECT_EQ(queue->KeyPut(bad, numbered(2)), QUEUE_INVALID_KEY) << bad;
+    EXPECT_EQ(queue->KeyGet(bad, message), QUEUE_INVALID_KEY) << bad;
+  }
+  EXPECT_EQ(made.bytes(), before);
+}
+
+TEST_F(OpenQueue, AFullQueueRefusesAtOnceAndOpensItsGateWhenItDrains) {
+  put(1, 4);
+  EXPECT_EQ(queue->KeyPut(key, numbered(5)), QUEUE_OVERFLOW);
+  EXPECT_EQ(error_trail(), "CIPCQueue::CheckOverflow()\nCIPCQueue::PrivatePut()\nCIPCQueue::KeyPut()\n");
+  EXPECT_EQ(made.semaphores().implTryGet_ID(kOverflowSem), QueueSemaphores::WaitEnd::kLook);
+  ASSERT_EQ(queue->KeyGet(key, message), 0);
+  EXPECT_EQ(made.semaphores().implTryGet_ID(kOverflowSem), QueueSemaphores::WaitEnd::kTaken);
+  ASSERT_EQ(queue->KeyGet(key, message), 0);  // was not full: no second post
+  EXPECT_EQ(made.semaphores().implTryGet_ID(kOverflowSem), QueueSemaphores::WaitEnd::kLook);
+}
+
+TEST_F(OpenQueue, AGateThatIsFullIsOpen) {
+  ASSERT_EQ(made.semaphores().implResetOverflow(32766), 0);
+  ASSERT_EQ(made.semaphores().implResetOverflow(1), 0);  // 32767, all that a semaphore holds
+  put(1, 4);
+  EXPECT_EQ(queue->KeyGet(key, message), 0);
+  EXPECT_EQ(message.command, 1u);
+}
+
+TEST_F(OpenQueue, HeadsAreClaimedInOrderThenRecycledWhenIdleAndEmpty) {
+  const auto user = [](uint32_t i) { return _TIPCIdentifier{100 + i, 1}; };
+  for (uint32_t i = 1; i <= 3; ++i) ASSERT_EQ(queue->Put(user(i), numbered(i)), 0);
+  EXPECT_EQ(made.u16(2), 4);
+  EXPECT_EQ(queue->Put(user(9), numbered(9)), QUEUE_OVERFLOW);  // the full queue
+  ASSERT_EQ(queue->Get(user(2), message), 0);
+  EXPECT_EQ(message.command, 2u);
+  ASSERT_EQ(queue->Put(user(9), numbered(9)), 0);  // head 2 is idle and empty now
+  EXPECT_EQ(made.u32(MadeQueue::head(2) + 4), 109u);
+  EXPECT_EQ(made.u16(2), 4);
+  ASSERT_EQ(queue->Get(user(1), message), 0);
+  *made.at(MadeQueue::head(1)) = HEAD_READER;                     // somebody is about to wait there
+  EXPECT_EQ(queue->Put(user(10), numbered(10)), QUEUE_OVERFLOW);  // no head
+  EXPECT_EQ(error_trail(), "CIPCQueue::PrivatePut()\nCIPCQueue::Put()\n");
+}
+
+TEST_F(OpenQueue, AClosedQueueDrainsAndThenFails) {
+  put(1, 1);
+  ASSERT_EQ(queue->SetState(IPCQUEUE_CLOSE), 0);
+  EXPECT_EQ(queue->KeyPut(key, numbered(2)), QUEUE_CLOSED);
+  EXPECT_EQ(queue->KeyGet(key, message), 0);
+  EXPECT_EQ(queue->KeyGet(key, message), QUEUE_CLOSED);
+  EXPECT_EQ(queue->Get(kUser, message), QUEUE_CLOSED);
+}
+
+TEST_F(OpenQueue, ADeadOwnersHeadIsEmptied) {
+  for (uint32_t i = 1; i <= 3; ++i) ASSERT_EQ(queue->Put(kUser, numbered(i)), 0);
+  int freed = -1;
+  EXPECT_EQ(queue->EmptyHead(1, kOther, freed), 0);  // somebody else's by now
+  EXPECT_EQ(freed, 0);
+  EXPECT_EQ(queue->EmptyHead(4, kUser, freed), QUEUE_INVALID_KEY);
+  EXPECT_EQ(queue->EmptyHead(1, kUser, freed), 0);
+  EXPECT_EQ(freed, 3);
+  EXPECT_EQ(made.semaphores().implTryGet_ID(3), QueueSemaphores::WaitEnd::kLook);
+  EXPECT_EQ(made.u16(0), 0);
+  put(1, 4);  // every slot is back
+}
+
+// Each row breaks one number. The code is given, nothing is stored, and nothing outside the queue is touched.
+TEST_F(OpenQueue, EveryNumberFromTheSegmentIsChecked) {
+  put(1, 2);
+  const auto sound = made.bytes();
+  const uint32_t first = MadeQueue::head(0) + 12, slot0 = made.slot(0), slot1 = made.slot(1),
+                 slot2 = made.slot(2);
+  const uint32_t next0 = slot0 + 10260, next1 = slot1 + 10260, next2 = slot2 + 10260;
+  struct {
+    const char* label;
+    std::function<void()> damage;
+    long put;
+    long get;  // kSkip: the put alone is broken
+  } const rows[] = {
+      {"free list inside a slot", [&] { made.u32(4) = slot2 + 4; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
+      {"free list behind the last slot", [&] { made.u32(4) = made.slot(4); }, QUEUE_PUT_FAILED,
+       QUEUE_GET_FAILED},
+      {"free list in the header", [&] { made.u32(4) = 8; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
+      {"free list far away", [&] { made.u32(4) = 0xFFFFFFFC; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
+      {"free list empty too early", [&] { made.u32(4) = 0; }, QUEUE_PUT_FAILED, 0},
+      {"free slot linked to nowhere", [&] { made.u32(next2) = 13; }, QUEUE_PUT_FAILED, 0},
+      {"first item in the heads", [&] { made.u32(first) = 12; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
+      {"first item far away", [&] { made.u32(first) = 0x80000000; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
+      {"chain leaves the slots", [&] { made.u32(next1) = 4; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
+      {"circle of one", [&] { made.u32(next0) = slot0; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
+      {"circle of two", [&] { made.u32(next1) = slot0; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
+      {"circle behind the first", [&] { made.u32(next1) = slot1; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
+      {"semaphore of the marker", [&] { made.u16(14) = 0; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
+      {"semaphore behind the last", [&] { made.u16(14) = 6; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
+      {"more items than slots", [&] { made.u16(0) = 9; }, QUEUE_OVERFLOW, 0},
+  };
+  for (const auto& row : rows) {
+    std::memcpy(made.at(0), sound.data(), sound.size());
+    row.damage();
+    const auto damaged = made.bytes();
+    EXPECT_EQ(queue->KeyPut(key, numbered(3)), row.put) << row.label;
+    EXPECT_EQ(made.bytes(), damaged) << row.label;
+    if (row.get == 0) continue;
+    EXPECT_EQ(queue->KeyGet(key, message), row.get) << row.label;
+    EXPECT_EQ(made.bytes(), damaged) << row.label;
+    made.semaphores().implPut_ID(2);  // the post that the failed get took
+  }
+  std::memcpy(made.at(0), sound.data(), sound.size());
+  made.u16(2) = 5;  // more heads in use than there are: none is left
+  EXPECT_EQ(queue->Put(kUser, numbered(3)), QUEUE_OVERFLOW);
+}

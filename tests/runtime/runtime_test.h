@@ -1,0 +1,28 @@
+// What the tests of the runtime share.
+#pragma once
+
+#include <string>
+
+#include "runtime/error_manager.h"
+
+// What the calling thread's error stack holds, as one text: "-120 CkesMutex::Lock()\n".
+inline std::string recorded() {
+  long code = 0;
+  char trail[2000] = "no error stack";
+  CkesErrorManager::GetError(&code);
+  CkesErrorManager::GetStackDump(trail, sizeof trail);
+  return std::to_string(code) + " " + trail;
+}
+
+// The same, for an operation that has just given `code`: both must agree.
+inline std::string failure(long code) {
+  const std::string text = recorded();
+  return text.starts_with(std::to_string(code) + " ") ? text : std::to_string(code) + ", but " + text;
+}
+
+// Refuses the calling thread's non-throwing allocations for a scope.
+struct OutOfMemory {
+  OutOfMemory() { refuses = true; }
+  ~OutOfMemory() { refuses = false; }
+  static inline thread_local bool refuses = false;
+};

@@ -1,0 +1,44 @@
+// The first runtime object of a process without a thread-specific key left says so in every operation.
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include "runtime/error_manager.h"
+#include "runtime/event.h"
+#include "runtime/mutex.h"
+#include "runtime/thread_library.h"
+
+namespace {
+
+class Uninitialised : public testing::Test {
+ protected:
+  void SetUp() override {
+    if (CkesThreadLibrary::IsInitialized()) GTEST_SKIP() << "needs a process of its own: run it alone";
+    for (pthread_key_t key; pthread_key_create(&key, nullptr) == 0;) last_key_ = key;
+  }
+  pthread_key_t last_key_ = 0;
+};
+
+TEST_F(Uninitialised, MutexAndLibrary) {
+  pthread_key_delete(last_key_);  // the thread names take it, and the error manager finds none
+  CkesMutex mutex;
+  for (const long code : {mutex.Lock(), mutex.TryLock(), mutex.Unlock()}) EXPECT_EQ(code, -120);
+  EXPECT_EQ(CkesErrorManager::SetError(-1, "x"), -204);
+  EXPECT_EQ(CkesErrorManager::RegisterThread(), -204);
+  EXPECT_EQ(CkesErrorManager::UnregisterThread(), -203);
+  unsigned int key;
+  EXPECT_EQ(CkesThreadLibrary::CreateNewKey(&key), -103);
+  EXPECT_EQ(CkesThreadLibrary::Initialize(), -101);
+}
+
+TEST_F(Uninitialised, Event) {
+  CkesEvent event;
+  const long codes[] = {event.Wait(), event.Wait(1), event.Signal(), event.Pulse(), event.Reset()};
+  for (const long code : codes) EXPECT_EQ(code, -130);
+}
+
+TEST_F(Uninitialised, Library) {
+  unsigned long id;
+  EXPECT_EQ(CkesThreadLibrary::GetCurrentThreadID(&id), -102);
+}
+
+}  // namespace

@@ -1,0 +1,150 @@
+// The queue as its owner makes it, takes it over, keeps it clean and removes it; looked at with plain system
+// calls.
+#include "standin/queue_owner.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "contract/names.h"
+#include "tests/standin/requests.h"
+#include "tests/support/child.h"
+#include "tests/support/kernel_objects.h"
+
+namespace {
+
+using CommandQueue = CIPCQueue<TCLIMessage>;
+
+bool exists(const char* path) { return access(path, F_OK) == 0; }
+
+// Creates a queue and lives until it is killed.
+long create_and_stay(uint16_t slots) {
+  QueueOwner owner(CLI_IPC_NAME, slots);
+  if (owner.Create().empty()) pause();
+  return 0;
+}
+
+bool engine_lives() {
+  return eventually([] { return CommandQueue(CLI_IPC_NAME, false).CreatorAlive(); });
+}
+
+}  // namespace
+
+TEST(QueueOwner, LaysTheSegmentOutToTheByte) {
+  QueueOwner owner(CLI_IPC_NAME, 2);
+  ASSERT_EQ(owner.Create(), "");
+  std::vector<uint8_t> want(12 + 2 * 16 + 2 * 10264, 0);
+  const uint8_t header_and_heads[44] = {
+      0, 0, 1, 0, 44,   0,    0,    0,    0,    0,    0,    0,  // one head claimed; first free slot
+      2, 0, 2, 0, 0,    0,    0,    0,    0,    0,    0,    0,    0, 0, 0, 0,  // the engine's head, a channel
+      0, 0, 3, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0   // a free one
+  };
+  std::copy(std::begin(header_and_heads), std::end(header_and_heads), want.begin());
+  want[44 + 10260] = 0x44;  // the first slot's link: 44 + 10264 = 0x2844
+  want[44 + 10261] = 0x28;
+  EXPECT_EQ(segment_bytes(CLI_IPC_NAME), want);
+  EXPECT_EQ(semaphore_values(CLI_IPC_NAME, 1), (std::vector<int>{0, 2}));
+  EXPECT_EQ(semaphore_values(CLI_IPC_NAME, 3), (std::vector<int>{1, 0, 0, 0}));
+}
+
+TEST(QueueOwner, TakesEverythingAwayThatItMade) {
+  rmdir("/var/zarn");
+  for (const bool directory_was_there : {false, true}) {
+    if (directory_was_there) mkdir("/var/zarn", 0755);
+    QueueOwner owner(CLI_IPC_NAME, 3);
+    ASSERT_EQ(owner.Create(), "");
+    EXPECT_EQ(kernel_objects(), 3);
+    owner.Remove();
+    EXPECT_EQ(kernel_objects(), 0);
+    EXPECT_FALSE(exists(CLI_IPC_NAME));
+    EXPECT_EQ(exists("/var/zarn"), directory_was_there);
+  }
+}
+
+TEST(QueueOwner, ServesEachInstanceApart) {
+  QueueOwner plain(CLI_IPC_NAME, 2);
+  ASSERT_EQ(plain.Create(), "");
+  setenv("ARM_AGENT_PREFIX", "two", 1);
+  QueueOwner second(CLI_IPC_NAME, 3);
+  EXPECT_EQ(second.Create(), "");
+  EXPECT_EQ(segment_bytes("/var/zarn/controls_cl.zarn.two").size(), 12u + 3 * 10280);
+  second.Remove();
+  unsetenv("ARM_AGENT_PREFIX");
+  EXPECT_FALSE(exists("/var/zarn/controls_cl.zarn.two"));
+  EXPECT_EQ(segment_bytes(CLI_IPC_NAME).size(), 12u + 2 * 10280);
+}
+
+TEST(QueueOwner, LeavesALivingEngineAloneAndReplacesADeadOne) {
+  Child engine([] { return create_and_stay(8); });
+  ASSERT_TRUE(engine_lives());
+  QueueOwner owner(CLI_IPC_NAME, 2);
+  EXPECT_EQ(owner.Create(), "an engine already serves /var/zarn/controls_cl.zarn");
+  EXPECT_TRUE(CommandQueue(CLI_IPC_NAME, false).CreatorAlive());
+  engine.kill();
+  // The dead engine's segment is larger: reused, it would give everybody else another number of slots.
+  ASSERT_EQ(owner.Create(), "");
+  EXPECT_EQ(segment_bytes(CLI_IPC_NAME).size(), 12u + 2 * 10280);
+  EXPECT_EQ(semaphore_values(CLI_IPC_NAME, 3).size(), 4u);
+  EXPECT_EQ(kernel_objects(), 3);
+}
+
+TEST(QueueOwner, LeavesItsSuccessorAlone) {
+  QueueOwner owner(CLI_IPC_NAME, 2);
+  ASSERT_EQ(owner.Create(), "");
+  CkesSharedMemory successor(CLI_IPC_NAME, 12 + 10280, true);  // takes over our larger segment
+  ASSERT_TRUE(successor.IsInitialized());
+  owner.Remove();
+  EXPECT_FALSE(segment_bytes(CLI_IPC_NAME).empty());
+  EXPECT_TRUE(CkesSharedMemory(CLI_IPC_NAME, false).CreatorAlive());
+}
+
+TEST(QueueOwner, SaysWhyThereIsNoQueue) {
+  QueueOwner nowhere("/nowhere/at/all", 2);
+  EXPECT_EQ(nowhere.Create(), "control file /nowhere/at/all: No such file or directory");
+  // This namespace's limit on the size of a semaphore set.
+  if (!(std::ofstream("/proc/sys/kernel/sem") << "5 32000 500 10" << std::flush))
+    GTEST_SKIP() << "fixed limits";
+  QueueOwner too_many(CLI_IPC_NAME, 4);
+  EXPECT_EQ(too_many.Create(), "the queue's semaphores: Invalid argument");
+  EXPECT_EQ(kernel_objects(), 0);
+  EXPECT_FALSE(exists(CLI_IPC_NAME));
+}
+
+TEST(QueueOwner, FreesTheHeadsOfTheDeadAndOfNobodyElse) {
+  QueueOwner owner(CLI_IPC_NAME, 6);
+  ASSERT_EQ(owner.Create(), "");
+  const auto self = static_cast<uint32_t>(getpid());
+  const TCLIMessage record{};
+
+  std::optional<Child> waiting(std::in_place, [] {
+    CommandQueue queue(CLI_IPC_NAME, false);
+    TCLIMessage answer;
+    return queue.Get({static_cast<uint32_t>(getpid()), 1}, answer);
+  });
+  ASSERT_TRUE(eventually([] { return segment_bytes(CLI_IPC_NAME)[12 + 16] == HEAD_READER; }));
+  Child idle([] { return pause(); });
+  const _TIPCIdentifier unread{static_cast<uint32_t>(idle.pid()), 1};
+  const _TIPCIdentifier nonsense{0u - static_cast<uint32_t>(getpgrp()), 1};  // to kill(), our living group
+  const _TIPCIdentifier living{self, 1};
+  for (const auto& client : {unread, unread, nonsense, living}) ASSERT_EQ(owner.PutAnswer(client, record), 0);
+  EXPECT_EQ(owner.Reap(), 1) << "the nonsense";
+  waiting->kill();
+  idle.kill();
+  EXPECT_EQ(owner.Reap(), 2);
+  EXPECT_EQ(owner.Reap(), 0);
+
+  const auto bytes = segment_bytes(CLI_IPC_NAME);
+  EXPECT_EQ(bytes[0], 1) << "what the living client has not read";
+  const std::vector<int> posts = semaphore_values(CLI_IPC_NAME, 3);
+  EXPECT_EQ(posts, (std::vector<int>{1, 0, 0, 0, 0, 0, 1, 0}));
+  for (uint32_t thread = 2; thread < 6; ++thread) {
+    EXPECT_EQ(owner.PutAnswer({self, thread}, record), 0) << "its head or slot is lost: " << thread;
+  }
+}
+
+TEST(QueueOwner, TakesAProcessThatItMayNotSignalForAlive) {
+  Child stranger([] {
+    if (geteuid() == 0) setresuid(65534, 65534, 65534);
+    return process_is_gone(1) ? 1L : 0L;
+  });
+  EXPECT_EQ(stranger.result(), 0);
+}

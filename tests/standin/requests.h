@@ -1,0 +1,26 @@
+// Requests as a client's record carries them.
+#pragma once
+
+#include <unistd.h>
+
+#include <cstring>
+
+#include "contract/byte_order.h"
+#include "contract/message.h"
+
+inline TCLIMessage request_of(uint32_t code, const void* payload = nullptr, int32_t length = 0) {
+  TCLIMessage record{};
+  uint8_t bytes[4];
+  put_be32(bytes, code);
+  std::memcpy(&record.command, bytes, sizeof(bytes));
+  if (length > 0 && length <= CLI_MAX_BUFFER_SIZE)
+    std::memcpy(record.data, payload, static_cast<size_t>(length));
+  record.length = length;
+  record.sender = {static_cast<uint32_t>(getpid()), 70};
+  return record;
+}
+
+template <typename Payload>
+TCLIMessage request_of(uint32_t code, const Payload& payload) {
+  return request_of(code, &payload, sizeof(payload));
+}

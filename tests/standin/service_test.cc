@@ -1,0 +1,214 @@
+// The engine on a real queue: every way to answer badly or not at all, clients that die or lie, and the end.
+#include "standin/service.h"
+
+#include <gtest/gtest.h>
+
+#include "contract/payloads.h"
+#include "ipc/naming.h"
+#include "tests/standin/requests.h"
+#include "tests/support/engine.h"
+#include "tests/support/kernel_objects.h"
+
+namespace {
+
+// One client; several of one process differ in `thread`.
+struct Client {
+  explicit Client(uint32_t thread = 1) : id{static_cast<uint32_t>(getpid()), thread} {
+    opened = queue.OpenChannel(ZARNENGINE_ID, &key) == 0;
+  }
+  long Put(TCLIMessage request) {
+    request.sender = id;
+    return queue.KeyPut(key, request);
+  }
+  long Get() { return queue.Get(id, answer); }
+  // The code of the failing step, or the result in the answer.
+  long Ask(const TCLIMessage& request) {
+    if (const long code = Put(request)) return code;
+    const long code = Get();
+    return code != 0 ? code : static_cast<int32_t>(get_be32(answer.data + 4));
+  }
+
+  CIPCQueue<TCLIMessage> queue{CLI_IPC_NAME, false};
+  const _TIPCIdentifier id;
+  long key = -1;
+  bool opened;
+  TCLIMessage answer = {};
+};
+
+EngineOptions with_slots(uint16_t slots) {
+  EngineOptions options;
+  options.slots = slots;
+  return options;
+}
+
+const TCLIMessage kPing = request_of(127, PingEnginePayload{});
+const TCLIMessage kDump = request_of(125);
+const TCLIMessage kStop = request_of(101);
+
+bool nothing_is_left() { return kernel_objects() == 0 && access(CLI_IPC_NAME, F_OK) != 0; }
+
+bool all_slots_are_free() {
+  return eventually([] { return segment_bytes(CLI_IPC_NAME)[0] == 0; });
+}
+
+}  // namespace
+
+TEST(Service, MisbehavesAsTold) {
+  struct {
+    const char* fault;
+    long want;   // result, or the code of the step that failed
+    long after;  // the same of the next request
+  } const rows[] = {
+      {"dump:result=-77", -77, 1},
+      {"dump:withdraw", QUEUE_INVALID_ID, 1},
+      {"dump:close", QUEUE_CLOSED, QUEUE_CLOSED},
+      {"dump:destroy", QUEUE_CLOSED, QUEUE_CLOSED},
+      {"start:full", QUEUE_OVERFLOW, QUEUE_OVERFLOW},
+  };
+  for (const auto& row : rows) {
+    EngineThread engine(with_faults({row.fault}));
+    Client client;
+    EXPECT_EQ(client.Ask(kDump), row.want) << row.fault;
+    EXPECT_EQ(client.Ask(kPing), row.after) << row.fault;
+  }
+  {
+    EngineThread engine(with_faults({"dump:full"}));
+    Client client;
+    EXPECT_EQ(client.Ask(kDump), 1);
+    EXPECT_TRUE(eventually([&] { return client.Ask(kPing) == QUEUE_OVERFLOW; }));
+  }
+  EXPECT_TRUE(nothing_is_left());
+}
+
+TEST(Service, DiesWhenTold) {
+  for (const bool answered : {false, true}) {
+    EngineProcess engine(with_faults({answered ? "dump:die-after" : "dump:die-before"}));
+    Client client;
+    EXPECT_EQ(client.Ask(kDump), answered ? 1 : QUEUE_GET_FAILED);
+    EXPECT_EQ(engine.Join(), Child::kNoResult);
+    EXPECT_FALSE(client.queue.CreatorAlive());
+  }
+}
+
+TEST(Service, KeepsRequestsAsTheyCame) {
+  EngineThread engine(with_faults({"set-upload-schedule:result=5"}));
+  const TCLIMessage schedule = request_of(123, SetUploadSchedulePayload{1, 2});
+  ASSERT_EQ(Client().Ask(schedule), 5);
+  const auto requests = engine.Requests();
+  ASSERT_EQ(requests.size(), 1u);
+  TCLIMessage want = schedule;
+  want.sender = {static_cast<uint32_t>(getpid()), 1};
+  EXPECT_EQ(std::memcmp(&requests[0].record, &want, sizeof(want)), 0);
+  EXPECT_EQ(requests[0].result, 5);
+  EXPECT_EQ(requests[0].remark, "set-upload-schedule:result=5");
+}
+
+// A client killed between linking its request and posting it: the next look round must find the item.
+TEST(Service, FindsARequestThatWasNeverPosted) {
+  EngineProcess engine;
+  Client client;
+  QueueSemaphores semaphores;
+  ASSERT_TRUE(client.opened && semaphores.implInitialize(CLI_IPC_NAME, 0));
+  engine.Signal(SIGSTOP);
+  ASSERT_TRUE(eventually([&] { return client.Put(kPing) == 0; }));
+  while (semaphores.implTryGet_ID(2) == QueueSemaphores::WaitEnd::kTaken) continue;
+  engine.Signal(SIGCONT);
+  EXPECT_EQ(client.Get(), 0);
+}
+
+TEST(Service, SurvivesSendersThatCannotBeAnswered) {
+  EngineThread engine(with_slots(4));
+  Client client;
+  const uint32_t dead = [] {
+    Child child([] { return long{getpid()}; });
+    return static_cast<uint32_t>(child.result());
+  }();
+  for (const _TIPCIdentifier sender : {ZARNENGINE_ID, NULL_IPC_ID, _TIPCIdentifier{dead, 1}}) {
+    for (int round = 0; round < 5; ++round) {
+      TCLIMessage request = kPing;
+      request.sender = sender;
+      ASSERT_TRUE(eventually([&] { return client.queue.KeyPut(client.key, request) == 0; }));
+    }
+    ASSERT_TRUE(eventually([&] { return client.Put(kPing) == 0; })) << sender.process_id;
+    EXPECT_EQ(client.Get(), 0) << sender.process_id;
+  }
+  EXPECT_TRUE(all_slots_are_free());
+  EXPECT_EQ(engine.Requests().size(), 18u) << "served more than once, or not at all";
+}
+
+TEST(Service, LateAndEndlessAnswersHoldUpNobody) {
+  EngineProcess engine(
+      with_faults({"debug:delay=3600000", "dump:endless", "clear-engine:silent"}, with_slots(8)));
+  Client late(1), endless(2), silent(3), other(4);
+  ASSERT_EQ(late.Put(request_of(126, DebugPayload{1})), 0);
+  ASSERT_EQ(silent.Put(request_of(113)), 0);
+  ASSERT_EQ(endless.Put(kDump), 0);
+  for (int records = 0; records < 100; ++records) {
+    ASSERT_EQ(endless.Get(), 0);
+    ASSERT_EQ(endless.answer.kind, records == 0 ? CLI_HEADER : CLI_APPEND);
+    ASSERT_EQ(other.Ask(kPing), 1) << "after " << records;
+  }
+}
+
+TEST(Service, GivesALongAnswerUpWithItsClient) {
+  EngineThread engine(with_faults({"dump:size=100000000"}, with_slots(4)));
+  Child reader([] {
+    Client client;
+    if (client.Put(kDump) != 0 || client.Get() != 0) return 1L;
+    return long{client.answer.kind};
+  });
+  EXPECT_EQ(reader.result(), CLI_HEADER);
+  EXPECT_EQ(Client().Ask(kPing), 1);
+  EXPECT_TRUE(all_slots_are_free());
+}
+
+TEST(Service, GivesEachOfManyClientsItsOwnAnswer) {
+  EngineThread engine(with_faults({"*:echo", "*%20:delay=1", "*%5:size=25000"}, with_slots(20)));
+  std::vector<std::thread> clients;
+  for (uint32_t number = 1; number <= 8; ++number) {
+    clients.emplace_back([number] {
+      Client client(number);
+      for (uint32_t round = 0; round < 50; ++round) {
+        const uint32_t level = number << 8 | round;
+        ASSERT_EQ(client.Put(request_of(126, DebugPayload{level})), 0);
+        ASSERT_EQ(client.Get(), 0);
+        const uint32_t want[] = {static_cast<uint32_t>(getpid()), number, level};
+        EXPECT_EQ(std::memcmp(client.answer.data + 8, want, sizeof(want)), 0) << number << ' ' << round;
+        while (client.answer.kind == CLI_HEADER || client.answer.kind == CLI_APPEND)
+          ASSERT_EQ(client.Get(), 0);
+      }
+    });
+  }
+  for (std::thread& client : clients) client.join();
+  EXPECT_EQ(engine.Requests().size(), 400u);
+  EXPECT_TRUE(all_slots_are_free());
+}
+
+// The stop is answered, and so is who asked before; only then the queue goes.
+TEST(Service, EndsWhenItsAnswersAreRead) {
+  EngineThread engine(with_faults({"dump:delay=30"}));
+  {
+    Client earlier(1), stopping(2);
+    ASSERT_EQ(earlier.Put(kDump), 0);
+    ASSERT_EQ(stopping.Put(kStop), 0);
+    EXPECT_TRUE(eventually([] { return !CIPCQueue<TCLIMessage>(CLI_IPC_NAME, false).IsInitialized(); }));
+    EXPECT_EQ(stopping.Put(kPing), QUEUE_CLOSED);
+    EXPECT_EQ(stopping.Get(), 0);
+    EXPECT_EQ(earlier.Get(), 0);
+  }
+  EXPECT_TRUE(engine.Join());
+  EXPECT_TRUE(nothing_is_left());
+}
+
+TEST(Service, EndsOnASignalAndSaysSoWhenItsQueueIsTaken) {
+  {
+    EngineProcess engine;
+    engine.Signal(SIGTERM);
+    EXPECT_EQ(engine.Join(), 0);
+    EXPECT_TRUE(nothing_is_left());
+  }
+  EngineProcess engine;
+  { CIPCQueue<TCLIMessage> thief(CLI_IPC_NAME, true); }
+  EXPECT_EQ(engine.Join(), 3);
+  EXPECT_TRUE(nothing_is_left());
+}

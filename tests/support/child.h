@@ -1,0 +1,74 @@
+// A forked process that runs a function and sends its result back through a pipe: an exit status holds 8 bits
+// only.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <functional>
+#include <thread>
+
+class Child {
+ public:
+  static constexpr long kNoResult = 0x7FFFFFFF;  // it ended without one
+
+  explicit Child(const std::function<long()>& body) {
+    int ends[2];
+    if (pipe(ends) != 0) return;
+    pid_ = fork();
+    if (pid_ == 0) {
+      close(ends[0]);
+      const long value = body();
+      _exit(write(ends[1], &value, sizeof value) == sizeof value ? 0 : 1);
+    }
+    close(ends[1]);
+    pipe_ = ends[0];
+  }
+  ~Child() {
+    kill();
+    close(pipe_);
+  }
+  Child(const Child&) = delete;
+  Child& operator=(const Child&) = delete;
+
+  pid_t pid() const { return pid_; }
+
+  // Whether the body has ended, with or without a result.
+  bool ended() const {
+    pollfd end{pipe_, POLLIN, 0};
+    return poll(&end, 1, 0) == 1;
+  }
+  // Waits for the end of the body.
+  long result() {
+    long value = kNoResult;
+    if (read(pipe_, &value, sizeof value) != sizeof value) value = kNoResult;
+    reap();
+    return value;
+  }
+  void kill(int signal = SIGKILL) {
+    if (pid_ > 0) ::kill(pid_, signal);
+    reap();
+  }
+
+ private:
+  void reap() {
+    if (pid_ > 0) waitpid(pid_, nullptr, 0);
+    pid_ = -1;
+  }
+
+  pid_t pid_ = -1;
+  int pipe_ = -1;
+};
+
+// Polls until `condition` holds; false after ten seconds without it. Never a fixed sleep.
+inline bool eventually(const std::function<bool()>& condition) {
+  for (int tries = 0; tries < 5000; ++tries) {
+    if (condition()) return true;
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return false;
+}
