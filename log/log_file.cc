@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <string_view>
 
 #include "log/file_calls.h"
 
@@ -61,48 +62,45 @@ long size_of(int fd) {
 constexpr char kRollHeader[] = "Previous Log Messages were removed because log_size of %ld was exceeded.\n";
 constexpr size_t kRollHeaderRoom = sizeof kRollHeader + 20;
 
-// How often the newest bytes are read again because other processes have appended meanwhile.
-constexpr int kTailReads = 16;
-
 // Reads the file's newest `keep` bytes into `out` and returns their count; -1 when there is nothing to do
-// since another process has just trimmed the file.
+// since another process has just trimmed the file, or does so while we read.
 long read_tail(FILE* stream, char* out, long keep, long max_size) {
-  long count = -1;
-  for (int reads = 0; reads < kTailReads; ++reads) {
-    const long size = size_of(fileno(stream));
-    if (size <= max_size || fseek(stream, -keep, SEEK_END) != 0) return -1;
-    count = static_cast<long>(fread(out, 1, static_cast<size_t>(keep), stream));
-    const long size_after = size_of(fileno(stream));
-    if (size_after == size) break;
-    if (size_after < size) count = -1;  // trimmed while we read: what we have may be torn
-  }
-  return count;
+  const long size = size_of(fileno(stream));
+  if (size <= max_size || fseek(stream, -keep, SEEK_END) != 0) return -1;
+  const size_t count = fread(out, 1, static_cast<size_t>(keep), stream);
+  return size_of(fileno(stream)) < size ? -1 : static_cast<long>(count);
+}
+
+bool starts_with(int fd, const char* header, size_t length) {
+  char start[kRollHeaderRoom];
+  return pread(fd, start, length, 0) == static_cast<ssize_t>(length) && memcmp(start, header, length) == 0;
 }
 
 // Replaces the file's content by the header and the whole lines of its tail. `room` has kRollHeaderRoom +
-// keep bytes: the header is put right before the kept text, so that one write brings both and no other
+// keep bytes: the header is put right before the kept lines, so that one write brings both and no other
 // process's line can come between them.
 void rewrite(FILE* stream, char* room, long keep, long max_size) {
+  const int fd = fileno(stream);
   char header[kRollHeaderRoom];
   const size_t header_length = static_cast<size_t>(snprintf(header, sizeof header, kRollHeader, max_size));
   char* const tail = room + kRollHeaderRoom;
   const long count = read_tail(stream, tail, keep, max_size);
   if (count < 0) return;
-  while (ftruncate(fileno(stream), 0) == -1) {
+  std::string_view kept(tail, static_cast<size_t>(count));
+  kept.remove_prefix(std::min(kept.find('\n'), kept.size()));
+  kept.remove_suffix(kept.size() - (kept.rfind('\n') + 1));
+  char* const block = tail + (kept.data() - tail) - header_length;
+  const size_t length = header_length + kept.size();
+  memcpy(block, header, header_length);
+
+  while (ftruncate(fd, 0) == -1) {
     if (errno != EINTR) return;
   }
-  const size_t tail_length = static_cast<size_t>(count);
-  char* begin = static_cast<char*>(memchr(tail, '\n', tail_length));
-  const char* end = static_cast<char*>(memrchr(tail, '\n', tail_length));
-  if (begin == nullptr) {
-    begin = tail;
-    end = tail;
-  } else {
-    ++end;
-  }
-  begin -= header_length;
-  memcpy(begin, header, header_length);
-  append_whole(fileno(stream), begin, static_cast<size_t>(end - begin));
+  // Truncating can take its time. What we keep is stale when others have filled the file meanwhile, and one
+  // too many when another process has truncated at the same moment and was quicker.
+  if (size_of(fd) + static_cast<long>(length) > max_size) return;
+  if (starts_with(fd, header, header_length)) return;
+  append_whole(fd, block, length);
 }
 
 }  // namespace
@@ -119,7 +117,7 @@ void LogFileRollOver(const char* name, long max_size, FILE** stream) {
   }
   setvbuf(*stream, nullptr, _IONBF, 0);  // the tail in one read, straight into our block
   const long keep = max_size / 8;
-  char* room = static_cast<char*>(calloc(kRollHeaderRoom + static_cast<size_t>(keep) + 1, 1));
+  char* room = static_cast<char*>(malloc(kRollHeaderRoom + static_cast<size_t>(keep)));
   if (room != nullptr) rewrite(*stream, room, keep, max_size);
   free(room);
   fclose(*stream);

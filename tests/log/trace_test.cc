@@ -144,6 +144,7 @@ TEST(Trace, WritesItsRecords) {
 }
 
 TEST(Trace, ReportsAnUnopenableFileOnce) {
+  rmdir(kDirectory.c_str());
   VDebugRun = 1;
   testing::internal::CaptureStdout();
   wcDebugln("lost");
