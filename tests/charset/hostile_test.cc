@@ -215,6 +215,18 @@ TEST(HostileTable, LiesReadAsUnmapped) {
   EXPECT_EQ(convert<FromUcs2>(gb_with_entry({0x80, 0x80, 1, 0}).get(), units(u"\u0080")).out, "\x81\x46");
 }
 
+// Ranges that overlap: towards the codeset the first one holds, away from it the last, whatever was asked
+// before.
+TEST(HostileTable, OverlappingRangesKeepTheirOrder) {
+  const std::vector<GbRange> ranges = {{0x80, 0x90, 2, 1}, {0x84, 0x88, 2, 0x100}, {0x86, 0x86, 2, 0x200}};
+  const Codeset codeset = load_image(TableImage(ranges, {}, ranges, {}).bytes);
+  EXPECT_EQ(codeset->verified, 0);
+  EXPECT_EQ(convert<FromUcs2>(codeset.get(), units(u"\u0084\u0086\u0089")).out, "\x81\x44\x81\x46\x81\x49");
+  // The GB indexes 0x83, 0x84, 0x86 and 0x89.
+  EXPECT_EQ(convert<ToUcs2>(codeset.get(), "\x81\xC2\x81\xC3\x81\xC5\x81\xC8").out,
+            Units({4, 0x100, 0x200, 10}));
+}
+
 // Shared trie nodes make the number of paths explode; loading and converting must not follow them all.
 TEST(HostileTable, ATrieOfEndlessPathsLoadsAtOnce) {
   TableImage image(XCS_KIND_ASCII_MBCS, "KNOT", {{"\x8E\xA1", uint16_t{0xFF61}}});
