@@ -109,7 +109,7 @@ int transcode(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
     if (kRuns && kUnitForUnit) steps = std::min(steps, 2 * kRun);
     do {
       roomy_step(reader, writer, in, out);
-    } while (--steps != 0 && !(kRuns && !kUnitForUnit && steps >= kRun && *in < 0x80 && is_ascii_run(in)));
+    } while (--steps != 0 && !(kRuns && !kUnitForUnit && *in < 0x80 && steps >= kRun && is_ascii_run(in)));
   }
   while (in != in_end) {
     if (out == out_end) return kOutputFull;

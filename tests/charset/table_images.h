@@ -1,6 +1,8 @@
 // Small conversion tables made in the test, one per family, and what the tests need to use them: a directory
-// of their own, buffers that end at an unreadable page, and texts of known meaning.
+// of their own and buffers that end at an unreadable page.
 #pragma once
+
+#include <sys/mman.h>
 
 #include <cstdint>
 #include <cstring>
@@ -27,25 +29,20 @@ class TableImage {
   // A table of `kind` that maps `codes` both ways, and no other character.
   TableImage(uint16_t kind, const char* name, const CodeMap& codes = {});
   // A GB18030 table of these ranges, which get their end marks and block indexes added.
-  TableImage(std::vector<GbRange> from, std::vector<uint16_t> from_values, std::vector<GbRange> to,
-             std::vector<uint16_t> to_values);
+  TableImage(std::vector<GbRange> from, const std::vector<uint16_t>& from_values, std::vector<GbRange> to,
+             const std::vector<uint16_t>& to_values);
 
   template <class T>
   void set(size_t offset, T value) {
     std::memcpy(&bytes[offset], &value, sizeof value);
-  }
-  template <class T>
-  T get(size_t offset) const {
-    T value;
-    std::memcpy(&value, &bytes[offset], sizeof value);
-    return value;
   }
 
   Bytes bytes;
 
  private:
   void add_pages(size_t entry_size, const CodeMap& codes);
-  void add_rows(const CodeMap& codes, uint8_t lead_class);
+  Bytes page_entry(size_t entry_size, const Bytes& code);
+  void add_rows(const CodeMap& codes);
   uint16_t add_trie(const CodeMap& codes, const Bytes& prefix);
   void add_gb_direction(size_t header, std::vector<GbRange> ranges, const std::vector<uint16_t>& values);
   uint16_t append(const Bytes& block);  // position in the data region
@@ -66,32 +63,40 @@ struct CodesetDeleter {
 using Codeset = std::unique_ptr<xcs_cs_t, CodesetDeleter>;
 Codeset load_image(const Bytes& image);
 
-// One family's table and texts in it, one character each.
+// One family's table, and characters that it holds.
 struct Family {
   const char* name;
-  Bytes image;  // empty: UTF-8 or OS, by name
+  Bytes image;  // empty for UTF-8
   struct Character {
     Bytes bytes;
     Units units;
   };
   std::vector<Character> characters;
-  Codeset codeset() const;
+  Codeset codeset() const { return image.empty() ? Codeset(xcs_cs_new("UTF8")) : load_image(image); }
 };
 const std::vector<Family>& families();
+const Family& family(std::string_view name);
 
-// `size` units whose end is the end of readable and writable memory.
+// `size` zero units, or a text and its terminator, in front of unreadable memory.
 template <class Unit>
 class GuardedBuffer {
  public:
-  explicit GuardedBuffer(size_t size);
-  ~GuardedBuffer();
+  explicit GuardedBuffer(size_t size) : size_(size) {
+    map_ = static_cast<char*>(
+        mmap(nullptr, kRoom + kGuard, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+    if (map_ == MAP_FAILED || mprotect(map_ + kRoom, kGuard, PROT_NONE) != 0) std::abort();
+  }
+  explicit GuardedBuffer(const std::basic_string<Unit>& text) : GuardedBuffer(text.size() + 1) {
+    text.copy(begin(), text.size());  // the terminator is there
+  }
+  ~GuardedBuffer() { munmap(map_, kRoom + kGuard); }
   GuardedBuffer(const GuardedBuffer&) = delete;
-  Unit* begin() const { return begin_; }
-  Unit* end() const { return begin_ + size_; }
+  GuardedBuffer& operator=(const GuardedBuffer&) = delete;
+  Unit* begin() const { return end() - size_; }
+  Unit* end() const { return reinterpret_cast<Unit*>(map_ + kRoom); }
 
  private:
-  Unit* begin_;
+  static constexpr size_t kRoom = 1 << 20, kGuard = 1 << 16;  // bytes
+  char* map_;
   size_t size_;
-  void* map_;
-  size_t map_size_;
 };
