@@ -177,10 +177,10 @@ TEST_F(Utf8Files, WalkingCharacters) {
   // Mixed EBCDIC: the walk starts afresh whatever state the codeset is in, and leaves it alone.
   const CodeMap codes = {{"\x41\x41", uint16_t{0x4E00}}};
   const Codeset mixed = load_image(TableImage(XCS_KIND_EBCDIC_DBCS, "MIXED", codes).bytes);
-  const char ebcdic[] = "\xC1\x0E\x41\x41\x41\x41\x0F";
+  const char ebcdic[] = "\xC1\xC1\xC1\x0E\x41\x41\x0F";
   mixed->to_state = 1;
-  EXPECT_EQ(APM_MBCSStrLength(mixed.get(), ebcdic), 3);
-  EXPECT_EQ(APM_GetChar(mixed.get(), ebcdic, 3), ebcdic + 6);
+  EXPECT_EQ(APM_MBCSStrLength(mixed.get(), ebcdic), 4);
+  EXPECT_EQ(APM_GetChar(mixed.get(), ebcdic, 4), ebcdic + 6);
   EXPECT_EQ(mixed->to_state, 1);
 }
 
