@@ -93,27 +93,15 @@ TEST(WideString, Tokens) {
 }
 
 TEST(Multibyte, OneCharacter) {
-  const struct {
-    const char *name, *family;
-    Bytes bytes;
-    int length;
-    uint16_t unit;
-  } rows[] = {
-      {"NUL", "UTF8", Bytes(1, '\0'), 0, 0},
-      {"nothing", "UTF8", "", -1, 9},
-      {"cut", "UTF8", "\xC3", -1, 9},
-      {"beyond the BMP", "UTF8", "\xF0\x90\x80\x80", -1, 9},
-      {"first of several", "ASCIIDBCS", "\x81\x40\xC3", 2, 0x3000},
-      {"behind a shift-out", "EBCDICDBCS", "\x0E\x41\x41\x0F", 3, 0x4E00},
-  };
-  for (const auto& row : rows) {
-    uint16_t unit = 9;
-    const auto n = static_cast<uint32_t>(row.bytes.size());
-    EXPECT_EQ(xcs_mbtowc(family(row.family).codeset().get(), &unit, row.bytes.data(), n), row.length)
-        << row.name;
-    EXPECT_EQ(unit, row.unit) << row.name;
-  }
+  uint16_t unit = 9;
+  EXPECT_EQ(xcs_mbtowc(utf8_cs, &unit, "", 1), 0);
+  EXPECT_EQ(unit, 0);
+  EXPECT_EQ(xcs_mbtowc(family("ASCIIDBCS").codeset().get(), &unit, "\x81\x40\xC3", 3), 2);
+  EXPECT_EQ(unit, 0x3000);
+  EXPECT_EQ(xcs_mblen(family("EBCDICDBCS").codeset().get(), "\x0E\x41\x41\x0F", 4), 3);
   EXPECT_EQ(xcs_mblen(utf8_cs, "\xC3\xA9", 2), 2);
+  EXPECT_EQ(xcs_mblen(utf8_cs, "\xC3\xA9", 1), -1) << "cut";
+  EXPECT_EQ(xcs_mblen(utf8_cs, "\xF0\x90\x80\x80", 4), -1) << "beyond the BMP";
   EXPECT_EQ(xcs_mblen(utf8_cs, nullptr, 4), 0);
   char bytes[4];
   EXPECT_EQ(xcs_wctomb(utf8_cs, bytes, 0xD800), -1);

@@ -154,27 +154,22 @@ TEST_F(Utf8Files, Variables) {
 }
 
 TEST_F(Utf8Files, WalkingCharacters) {
-  const struct {
-    const char* name;
-    const char* text;
-    int length;
-    int offsets[4];  // of the characters 0 to 3, -1 for none
-  } rows[] = {
-      {"one, two and three bytes", "a\xC3\xA9\xE2\x82\xAC", 3, {0, 1, 3, 6}},
-      {"empty", "", 0, {0, -1, -1, -1}},
-      {"cut by the terminator", "a\xE2\x82", -1, {0, 1, -1, -1}},
-      {"beyond the BMP", "a\xF0\x90\x80\x80", -1, {0, 1, -1, -1}},
-  };
-  for (const auto& row : rows) {
-    EXPECT_EQ(APM_MBCSStrLength(utf8_cs, row.text), row.length) << row.name;
-    const char* next = row.text;
-    for (int i = 0; i < 4; ++i) {
-      const char* const want = row.offsets[i] < 0 ? nullptr : row.text + row.offsets[i];
-      EXPECT_EQ(APM_GetChar(utf8_cs, row.text, i), want) << row.name << " " << i;
-      EXPECT_EQ(next, want) << row.name << " " << i;
-      next = APM_NextChar(nullptr, next);
-    }
+  const char* const text = "a\xC3\xA9\xE2\x82\xAC";
+  EXPECT_EQ(APM_MBCSStrLength(utf8_cs, text), 3);
+  const char* next = text;
+  for (const int offset : {0, 1, 3, 6}) {
+    EXPECT_EQ(next, text + offset);
+    next = APM_NextChar(nullptr, next);
   }
+  EXPECT_EQ(next, nullptr) << "there is nothing behind the terminator";
+  EXPECT_TRUE(APM_GetChar(utf8_cs, text, 0) == text && APM_GetChar(utf8_cs, text, 2) == text + 3);
+  EXPECT_TRUE(APM_GetChar(utf8_cs, text, 3) == text + 6 && APM_GetChar(utf8_cs, text, 4) == nullptr);
+  for (const char* invalid : {"a\xE2\x82", "a\xF0\x90\x80\x80"}) {  // cut, and beyond the BMP
+    EXPECT_EQ(APM_MBCSStrLength(utf8_cs, invalid), -1);
+    EXPECT_TRUE(APM_GetChar(utf8_cs, invalid, 1) == invalid + 1 &&
+                APM_GetChar(utf8_cs, invalid, 2) == nullptr);
+  }
+  EXPECT_EQ(APM_MBCSStrLength(utf8_cs, ""), 0);
   EXPECT_TRUE(APM_GetChar(utf8_cs, "a", 3) == nullptr && APM_GetChar(utf8_cs, "a", -1) == nullptr);
   EXPECT_TRUE(APM_GetChar(utf8_cs, nullptr, 0) == nullptr && APM_GetChar(nullptr, "a", 0) == nullptr);
   EXPECT_TRUE(APM_MBCSStrLength(nullptr, "a") == -1 && APM_MBCSStrLength(utf8_cs, nullptr) == -1);
@@ -182,10 +177,10 @@ TEST_F(Utf8Files, WalkingCharacters) {
   // Mixed EBCDIC: the walk starts afresh whatever state the codeset is in, and leaves it alone.
   const CodeMap codes = {{"\x41\x41", uint16_t{0x4E00}}};
   const Codeset mixed = load_image(TableImage(XCS_KIND_EBCDIC_DBCS, "MIXED", codes).bytes);
-  const char text[] = "\xC1\x0E\x41\x41\x41\x41\x0F";
+  const char ebcdic[] = "\xC1\xC1\xC1\x0E\x41\x41\x0F";
   mixed->to_state = 1;
-  EXPECT_EQ(APM_MBCSStrLength(mixed.get(), text), 3);
-  EXPECT_EQ(APM_GetChar(mixed.get(), text, 3), text + 6);
+  EXPECT_EQ(APM_MBCSStrLength(mixed.get(), ebcdic), 4);
+  EXPECT_EQ(APM_GetChar(mixed.get(), ebcdic, 4), ebcdic + 6);
   EXPECT_EQ(mixed->to_state, 1);
 }
 
