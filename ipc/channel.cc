@@ -17,6 +17,12 @@ namespace {
 
 constexpr int kLevel = 3;
 
+// This thread has written a request whose answer it has not read to its end: what is left of it, or comes
+// late, must not pass for the answer to the next request.
+thread_local bool answer_owed = false;
+
+bool drop_owed_answer() { return pcmd_channel->EmptyHeadOf(ipc_user_id) == 0; }
+
 void release_channel() {
   delete pcmd_channel;
   pcmd_channel = nullptr;
@@ -40,8 +46,9 @@ int enter_channel(const char* name) {
   ipc_user_id = GetIpcIdentifier(GetProcessID());
   ZARNLog(kBackend, kLevel, "%s: ipc identifier returned  ipc_user_id = [%d , %d]", name,
           static_cast<int>(ipc_user_id.thread_id), static_cast<int>(ipc_user_id.process_id));
+  if (answer_owed && drop_owed_answer()) answer_owed = false;
   prdbuff = new (std::nothrow) CkesBuffer;
-  return rc;
+  return prdbuff == nullptr ? ZARN_GENERIC_ERROR : rc;
 }
 
 // Adds what a record carries to the answer. False if it does not fit into a buffer, or into memory.
@@ -88,9 +95,9 @@ void log_kind(const char* name, uint32_t kind) {
 }
 
 long read_answer(const char* name) {
-  if (pcmd_channel == nullptr || prdbuff == nullptr) return ZARN_GENERIC_ERROR;
   TCLIMessage record;
-  const long rc = pcmd_channel->Get(ipc_user_id, record);
+  const bool open = pcmd_channel != nullptr && prdbuff != nullptr;
+  const long rc = open ? pcmd_channel->Get(ipc_user_id, record) : ZARN_GENERIC_ERROR;
   if (rc != 0) {
     ZARNLog(kBackend, kLevel, "%s: Error: Reading IPC message. Return code rc = %d", name,
             static_cast<int>(rc));
@@ -132,6 +139,7 @@ long zarn_ipc_writex(TCLIMessage& message) {
   ZARNLog(kBackend, kLevel, "%s:%s", kName, kEntryBanner);
   const long rc =
       pcmd_channel == nullptr ? ZARN_GENERIC_ERROR : pcmd_channel->KeyPut(cmd_channel_key, message);
+  answer_owed = answer_owed || rc == 0;
   if (rc != 0) {
     ZARNLog(kBackend, kLevel, "%s: Error: invalid write operation. Return code rc = %d", kName,
             static_cast<int>(rc));
@@ -144,6 +152,12 @@ long zarn_ipc_readx() {
   static constexpr char kName[] = "zarn_ipc_readx";
   ZARNLog(kBackend, kLevel, "%s: %s", kName, kEntryBanner);
   const long rc = read_answer(kName);
+  if (rc == 0) {
+    answer_owed = false;
+  } else if (pcmd_channel != nullptr) {
+    drop_owed_answer();  // its slots are everybody's
+    answer_owed = true;  // more of it may come
+  }
   ZARNLog(kBackend, kLevel, "%s: %s Return code rc = %d", kName, kCompletedBanner, static_cast<int>(rc));
   return rc;
 }

@@ -25,6 +25,8 @@ int EngineIsRunning();
 //   QUEUE_NOT_INIT             there is no queue, or it is closing
 //   EU_ERR_ENG_NOT_RUNNING     its creator has died
 //   EU_ERR_OPEN_CHANNEL_FAILED the engine has no head and none is free
+//   ZARN_GENERIC_ERROR         no memory
+// Drops what this thread's head still holds of an answer that an earlier exchange gave up.
 // A failed open keeps what it has opened until zarn_ipc_closex or the next open.
 int zarn_ipc_openx();
 

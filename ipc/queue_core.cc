@@ -1,5 +1,5 @@
 // Opening and closing, and the public operations: lock, do the work on heads and slots (queue_heads.cc),
-// unlock, report. Nothing is recorded on the error stack before the lock is released.
+// unlock, then record on the error stack what failed.
 #include "ipc/queue_core.h"
 
 #include "ipc/naming.h"
@@ -20,7 +20,7 @@ constexpr int kWaitSliceMs = 250;
 }  // namespace
 
 QueueCore::QueueCore(const char* name, bool remove, uint32_t message_size_bytes)
-    : VRemove(remove), VLayout{message_size_bytes + sizeof(uint32_t)}, VMessageSize(message_size_bytes) {
+    : VRemove(remove), VLayout{message_size_bytes + sizeof(uint32_t)} {
   trace_ln("%s ENTER, name[%s] remove[%d]\n", kConstructor, name, remove);
   VSharedMemory.emplace(name, remove);
   const long result = VSharedMemory->GetInitResult();
@@ -56,6 +56,7 @@ bool QueueCore::MapSegment() {
 }
 
 void QueueCore::Close() {
+  if (VSharedMemory->HoldsLock()) VSharedMemory->Unlock();  // kept by a put that was refused while it waited
   if (VRemove) SetState(IPCQUEUE_DESTROY);
   VSharedMemory->Lock();
   if (VRemove) VSemaphores.implDestroy();
@@ -134,8 +135,8 @@ long QueueCore::PutBytes(_TIPCIdentifier identifier, long key, const void* messa
   return UnlockAndReport({code}, kLocation);
 }
 
-// Waits for room if that is wanted. Called with the lock held; it is held again afterwards unless taking it
-// failed.
+// Waits for room if that is wanted. The lock is held again afterwards, whatever came of the wait, unless
+// releasing or taking it failed.
 QueueCore::Outcome QueueCore::CheckOverflow(bool wait) {
   while (load_shared(VHeader->itemCount) >= VCapacity) {
     if (!wait) return {QUEUE_OVERFLOW, kCheckOverflow};
@@ -189,19 +190,18 @@ QueueCore::Outcome QueueCore::WaitUnlocked(uint16_t sem_number) {
 }
 
 // A reader outlives its engine: between slices it looks whether the creator, alive before, has died. What the
-// creator queued in its last moment is still taken.
+// creator queued in its last moment is still taken; the wait after that one gives up.
 long QueueCore::WaitForPost(uint16_t sem_number) {
   for (;;) {
-    const bool was_alive = VCreatorSeenAlive;
-    switch (VSemaphores.implGet_ID(sem_number, kWaitSliceMs)) {
-      case QueueSemaphores::WaitEnd::kTaken:
-        return 0;
-      case QueueSemaphores::WaitEnd::kFailed:
-        return QUEUE_GET_FAILED;
-      case QueueSemaphores::WaitEnd::kLook:
-        if (CreatorAlive() || !was_alive) break;
-        return VSemaphores.implTryGet_ID(sem_number) == QueueSemaphores::WaitEnd::kTaken ? 0
-                                                                                         : QUEUE_GET_FAILED;
+    const QueueSemaphores::WaitEnd end = VSemaphores.implGet_ID(sem_number, kWaitSliceMs);
+    if (end == QueueSemaphores::WaitEnd::kTaken) return 0;
+    if (end == QueueSemaphores::WaitEnd::kFailed) return QUEUE_GET_FAILED;
+    if (VSharedMemory->CreatorAlive()) {
+      VCreatorSeenAlive = true;
+    } else if (VCreatorSeenAlive) {
+      if (VSemaphores.implTryGet_ID(sem_number) == QueueSemaphores::WaitEnd::kTaken) return 0;
+      VCreatorSeenAlive = false;
+      return QUEUE_GET_FAILED;
     }
   }
 }

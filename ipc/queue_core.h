@@ -37,6 +37,9 @@ class QueueCore {
   // Whether a put into a full queue waits for room instead of failing. Off at first; clients leave it so.
   void SetWaitOnOverflow(bool wait) { VWaitOverflow = wait; }
 
+  // Frees what the head of `identifier` holds, if it has one on which nobody waits. Codes as EmptyHead.
+  long EmptyHeadOf(_TIPCIdentifier identifier);
+
   // Frees what head `index` holds, items and left-over posts, and makes it idle, if `owner` still owns it and
   // nobody waits on it. That the owner is dead is the caller's to know; it stays the owner until somebody
   // claims the head.
@@ -82,7 +85,7 @@ class QueueCore {
   [[nodiscard]] long LockFor(const char* location);
   [[nodiscard]] long UnlockAndReport(Outcome outcome, const char* location);
 
-  // Waits; each is entered with the lock held, and leaves it held unless it fails.
+  // Waits; each is entered with the lock held. The latter two leave it held unless they fail.
   Outcome CheckOverflow(bool wait);
   Outcome WaitForItem(_TIPCHeadItem& head, bool by_identifier);
   Outcome WaitUnlocked(uint16_t sem_number);
@@ -108,6 +111,7 @@ class QueueCore {
   long FreeChain(_TIPCHeadItem& head, int& freed);
 
   uint32_t State() const;
+  uint64_t MessageSize() const { return VLayout.item_size_bytes - sizeof(uint32_t); }
   uint8_t* SlotAt(uint32_t offset) const;
   uint32_t* NextOf(uint8_t* slot) const;
   bool SemNumberOf(const _TIPCHeadItem& head, uint16_t& sem_number) const;
@@ -122,6 +126,5 @@ class QueueCore {
   uint8_t* VBase = nullptr;
   QueueSemaphores VSemaphores;
   QueueLayout VLayout;
-  uint32_t VMessageSize;           // bytes of T; its slot is that and the link
   bool VCreatorSeenAlive = false;  // at the last look
 };

@@ -28,7 +28,7 @@ uint8_t* QueueCore::SlotAt(uint32_t offset) const {
   return VLayout.is_slot(VCapacity, offset) ? VBase + offset : nullptr;
 }
 
-uint32_t* QueueCore::NextOf(uint8_t* slot) const { return reinterpret_cast<uint32_t*>(slot + VMessageSize); }
+uint32_t* QueueCore::NextOf(uint8_t* slot) const { return reinterpret_cast<uint32_t*>(slot + MessageSize()); }
 
 bool QueueCore::SemNumberOf(const _TIPCHeadItem& head, uint16_t& sem_number) const {
   sem_number = load_shared(head.semNumber);
@@ -134,7 +134,7 @@ long QueueCore::LinkMessage(_TIPCHeadItem& head, const void* message, bool front
   const uint32_t follower = front ? load_shared(head.firstItem) : 0;
   const auto items = static_cast<uint16_t>(load_shared(VHeader->itemCount) + 1);
   // The long copy goes into a slot that is still free: a writer killed here has changed nothing.
-  std::memcpy(free.slot, message, VMessageSize);
+  std::memcpy(free.slot, message, MessageSize());
   store_shared(VHeader->freeList, free.next);
   store_shared(*NextOf(free.slot), follower);
   store_shared(*link, free.offset);
@@ -153,7 +153,7 @@ long QueueCore::UnlinkMessage(_TIPCHeadItem& head, void* message, bool& was_full
   }
   const uint16_t items = load_shared(VHeader->itemCount);
   was_full = items == VCapacity;
-  std::memcpy(message, first.slot, VMessageSize);
+  std::memcpy(message, first.slot, MessageSize());
   store_shared(head.firstItem, first.next);
   store_shared(*NextOf(first.slot), free_list);
   store_shared(VHeader->freeList, first.offset);

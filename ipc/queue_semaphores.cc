@@ -56,12 +56,14 @@ bool QueueSemaphores::implCreate(key_t key, int count) {
       trace_ln("%s - ERROR - semget IPC_CREAT errno = %d, sem_num = %d", kLocation, errno, count);
       return false;
     }
+    semid_ds status;
     const int marker = semctl(VSemaphore, kMarkerSem, GETVAL);
-    if (marker == -1) {
+    if (marker == -1 || semctl(VSemaphore, 0, IPC_STAT, &status) == -1) {
       trace_ln("%s - ERROR - semctl GETVAL errno = %d", kLocation, errno);
       return false;
     }
-    if (marker == 0) break;
+    // A larger set is stale, too: SETALL would read a number for each of its semaphores from our array.
+    if (marker == 0 && status.sem_nsems == static_cast<unsigned long>(count)) break;
     if (semctl(VSemaphore, 0, IPC_RMID) == -1) {
       trace_ln("%s - ERROR - semctl IPC_RMID errno = %d", kLocation, errno);
       return false;
@@ -96,6 +98,12 @@ QueueSemaphores::WaitEnd QueueSemaphores::implGet_ID(uint16_t semNumber, int sli
 
 QueueSemaphores::WaitEnd QueueSemaphores::implTryGet_ID(uint16_t semNumber) {
   return implTake(semNumber, nullptr, IPC_NOWAIT);
+}
+
+void QueueSemaphores::implDrain_ID(uint16_t semNumber) {
+  const int posts = semctl(VSemaphore, semNumber, GETVAL);
+  sembuf take{semNumber, static_cast<short>(-posts), IPC_NOWAIT};
+  if (posts > 0) semop(VSemaphore, &take, 1);
 }
 
 long QueueSemaphores::implPut_ID(uint16_t semNumber) {

@@ -26,6 +26,7 @@ class QueueSemaphores {
   // `semNumber` is kOverflowSem or what a head holds: the caller has checked that to lie in 2 .. N+1.
   WaitEnd implGet_ID(uint16_t semNumber, int slice_ms);  // takes one post; slice_ms < 0 waits without limit
   WaitEnd implTryGet_ID(uint16_t semNumber);             // takes one post that is there already, or kLook
+  void implDrain_ID(uint16_t semNumber);                 // takes all posts that are there
   long implPut_ID(uint16_t semNumber);                   // 0 or QUEUE_PUT_FAILED
   long implWaitCount(uint16_t semNumber, int& count);    // processes waiting on it; 0 or QUEUE_COUNT_FAILED
   long implResetWait(uint16_t semNumber, int count);     // posts `count` times; 0 or QUEUE_RESET_FAILED

@@ -8,7 +8,7 @@ long QueueCore::TryGetBytes(long key, void* message, bool& taken) {
   taken = false;
   if (const long code = LockFor(kLocation)) return code;
   _TIPCHeadItem* head = nullptr;
-  long code = SelectHead(NULL_IPC_ID, key, head);
+  long code = key == -1 ? QUEUE_INVALID_KEY : SelectHead(NULL_IPC_ID, key, head);
   uint16_t sem_number = 0;
   if (code == 0 && !SemNumberOf(*head, sem_number)) code = QUEUE_GET_FAILED;
   if (code == 0) {
@@ -29,6 +29,14 @@ long QueueCore::EmptyHead(uint16_t index, _TIPCIdentifier owner, int& freed) {
   return UnlockAndReport({code}, kLocation);
 }
 
+long QueueCore::EmptyHeadOf(_TIPCIdentifier identifier) {
+  static constexpr char kLocation[] = "CIPCQueue::EmptyHeadOf()";
+  if (const long code = LockFor(kLocation)) return code;
+  int freed = 0;
+  _TIPCHeadItem* const head = FindOwned(identifier);
+  return UnlockAndReport({head == nullptr ? 0 : EmptyLocked(*head, identifier, freed)}, kLocation);
+}
+
 long QueueCore::EmptyLocked(_TIPCHeadItem& head, _TIPCIdentifier owner, int& freed) {
   uint16_t sem_number = 0;
   int waiters = 0;
@@ -37,7 +45,7 @@ long QueueCore::EmptyLocked(_TIPCHeadItem& head, _TIPCIdentifier owner, int& fre
   if (const long code = VSemaphores.implWaitCount(sem_number, waiters)) return code;
   if (waiters > 0) return 0;
   if (const long code = FreeChain(head, freed)) return code;
-  while (VSemaphores.implTryGet_ID(sem_number) == QueueSemaphores::WaitEnd::kTaken) continue;
+  VSemaphores.implDrain_ID(sem_number);
   store_shared(head.state, HEAD_IDLE);
   return 0;
 }

@@ -14,15 +14,6 @@
 #include "log/trace.h"
 #include "runtime/error_manager.h"
 
-namespace {
-
-long recorded(long code, const char* location) {
-  if (code != 0) CkesErrorManager::SetError(code, location);
-  return code;
-}
-
-}  // namespace
-
 CkesSharedMemory::CkesSharedMemory(const char* name, bool remove) : VRemove(remove) {
   char ipc_name[kSegmentNameLimit + 1];
   CIPCUtils::createIPCName(name, nullptr, kSegmentNameLimit, ipc_name);
@@ -50,7 +41,7 @@ long CkesSharedMemory::Read(uint64_t offset, uint64_t length, void* buffer) {
   } else {
     code = implRead(offset, length, buffer);
   }
-  return recorded(code, "CkesSharedMemory::Read()");
+  return record_failure(code, "CkesSharedMemory::Read()");
 }
 
 long CkesSharedMemory::Write(uint64_t offset, uint64_t length, const void* buffer) {
@@ -61,18 +52,18 @@ long CkesSharedMemory::Write(uint64_t offset, uint64_t length, const void* buffe
   } else if (!FitLength(offset, length)) {
     code = IPC_WRITE_FAILED;
   } else {
-    if (length < wanted) recorded(IPC_WRITE_INCOMPLETE, "CkesSharedMemory::Write()");
+    if (length < wanted) record_failure(IPC_WRITE_INCOMPLETE, "CkesSharedMemory::Write()");
     code = implWrite(offset, length, buffer);
   }
-  return recorded(code, "CkesSharedMemory::Write()");
+  return record_failure(code, "CkesSharedMemory::Write()");
 }
 
 long CkesSharedMemory::Lock() {
-  return recorded(VInitialized ? implLock() : SHMEM_NOT_INIT, "CkesSharedMemory::Lock()");
+  return record_failure(VInitialized ? implLock() : SHMEM_NOT_INIT, "CkesSharedMemory::Lock()");
 }
 
 long CkesSharedMemory::Unlock() {
-  return recorded(VInitialized ? implUnlock() : SHMEM_NOT_INIT, "CkesSharedMemory::Unlock()");
+  return record_failure(VInitialized ? implUnlock() : SHMEM_NOT_INIT, "CkesSharedMemory::Unlock()");
 }
 
 bool CkesSharedMemory::CreatorAlive() { return implCreatorSign() > 1; }

@@ -53,6 +53,7 @@ class CkesSharedMemory {
   long implOpenAttached(const char* location);
   long implCreate(const char* name, uint64_t size);
   bool implCreateSemaphores(key_t key);
+  bool implRaiseSign();
   bool implCreateSegment(key_t key, uint64_t size);
   void implAbandon();
   void implDestroy();

@@ -82,21 +82,27 @@ bool CkesSharedMemory::implCreateSemaphores(key_t key) {
                errno);
       return false;
     }
-    if (sign == 0) break;
+    if (sign == 0 && implRaiseSign()) return true;
+    if (sign == 0 && errno != EAGAIN) {
+      trace_ln("CkesSharedMemory::implCreate() - ERROR - semop(VSemaphore, op_init, 2) where errno = %d",
+               errno);
+      return false;
+    }
     if (semctl(VSemaphore, 0, IPC_RMID) == -1) {
       trace_ln("CkesSharedMemory::implCreate() - ERROR - semctl(VSemaphore, 0, IPC_RMID) where errno = %d",
                errno);
       return false;
     }
   }
-  sembuf op_init[] = {{kCreatorAliveSem, 1, 0}, {kCreatorAliveSem, 1, SEM_UNDO}};
-  while (semop(VSemaphore, op_init, 2) == -1) {
-    if (errno == EINTR) continue;
-    trace_ln("CkesSharedMemory::implCreate() - ERROR - semop(VSemaphore, op_init, 2) where errno = %d",
-             errno);
-    return false;
-  }
-  return true;
+}
+
+// False with EAGAIN when another creator was faster: raised twice for good, a set would look alive for ever.
+bool CkesSharedMemory::implRaiseSign() {
+  sembuf op_init[] = {
+      {kCreatorAliveSem, 0, IPC_NOWAIT}, {kCreatorAliveSem, 1, 0}, {kCreatorAliveSem, 1, SEM_UNDO}};
+  int result = 0;
+  while ((result = semop(VSemaphore, op_init, 3)) == -1 && errno == EINTR) continue;
+  return result == 0;
 }
 
 bool CkesSharedMemory::implCreateSegment(key_t key, uint64_t size) {
@@ -125,6 +131,7 @@ void CkesSharedMemory::implAbandon() {
   implDetach();
   if (VRemove) {
     semctl(VSemaphore, 0, IPC_RMID);
+    if (VMemory != -1) shmctl(VMemory, IPC_RMID, nullptr);
     return;
   }
   sembuf take_back{kCreatorAliveSem, -1, SEM_UNDO | IPC_NOWAIT};

@@ -114,6 +114,34 @@ TEST_F(LongAnswers, AndShortOnesCarryNoOldMemory) {
   EXPECT_EQ(client.result(), 1);
 }
 
+// What is left of an answer that could not be read is not taken for the answer to the next request.
+TEST_F(LongAnswers, GivenUpHalfWayAreForgotten) {
+  Child client([] {
+    unsigned char* answer = nullptr;
+    // Withdrawn while it waits: the read fails.
+    const int failed = zarn_send_rcv_from_mar_engine(kDump, sizeof kDump, &answer);
+    return failed == 0 ? receive(20) : 0;
+  });
+  auto request = engine.request();
+  ASSERT_TRUE(request.has_value());
+  ASSERT_TRUE(eventually([&] { return engine.made().waiters(3) == 1; }));
+  *engine.made().at(MadeQueue::head(1)) = HEAD_WITHDRAWN;
+  ASSERT_TRUE(engine.send(*request, CLI_SINGLE, 20, "the answer to number one"));
+  request = engine.request();
+  ASSERT_TRUE(request.has_value());
+  ASSERT_TRUE(engine.send(*request, CLI_SINGLE, 20, piece(0, 20)));
+  EXPECT_EQ(client.result(), 1);
+}
+
+// A request that no record holds is refused, before anything is read of it.
+TEST_F(LongAnswers, AreNotSentForRequestsOfImpossibleLength) {
+  unsigned char* answer = nullptr;
+  for (const int length : {INT32_MIN, -1, 0, 7, 10249, INT32_MAX}) {
+    EXPECT_EQ(zarn_send_rcv_from_mar_engine(kDump, length, &answer), 0) << length;
+  }
+  EXPECT_EQ(engine.made().u16(0), 0);
+}
+
 // An engine that never ends its answer meets the client's memory, and the client a clear failure.
 TEST_F(LongAnswers, WithoutEndFailWhenMemoryEnds) {
 #ifdef __SANITIZE_ADDRESS__

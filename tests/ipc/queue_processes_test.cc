@@ -92,23 +92,38 @@ TEST_F(OwnQueue, AWriterMayWaitForRoom) {
     ASSERT_EQ(queue.Get(kUser, message), 0);
     EXPECT_EQ(writer.result(), 0);
   }
-  Child writer([&] {
-    CommandQueue own(CLI_IPC_NAME, false);
-    own.SetWaitOnOverflow(true);
-    const long code = own.Put(kUser, numbered(6));
-    TCLIMessage none{};
-    return code * 1000 + own.KeyPut(99, none);  // a second lock by this process would block for ever
-  });
-  ASSERT_TRUE(eventually([&] { return made.waiters(kOverflowSem) == 1; }));
-  ASSERT_EQ(queue.SetState(IPCQUEUE_CLOSE), 0);
-  // Kept as is: the refused writer keeps the lock; it falls free when the process ends.
   IpcKeys keys;
   ASSERT_TRUE(impl_ipc_keys(CLI_IPC_NAME, keys));
   const int set = semget(keys.segment_semaphores, 2, 0);
-  ASSERT_TRUE(
-      eventually([&] { return semctl(set, kLockSem, GETVAL) == 1 && semctl(set, kLockSem, GETZCNT) == 1; }));
-  writer.kill();
+  Child writer([set] {
+    CommandQueue own(CLI_IPC_NAME, false);
+    own.SetWaitOnOverflow(true);
+    const long code = own.Put(kUser, numbered(6));
+    return code * 10 + semctl(set, kLockSem, GETVAL);
+  });
+  ASSERT_TRUE(eventually([&] { return made.waiters(kOverflowSem) == 1; }));
+  ASSERT_EQ(queue.SetState(IPCQUEUE_CLOSE), 0);
+  // Kept as is: the refused writer keeps the lock, as long as its queue object lives.
+  EXPECT_EQ(writer.result(), QUEUE_CLOSED * 10 + 1);
   EXPECT_EQ(queue.KeyPut(0, numbered(7)), QUEUE_CLOSED);
+}
+
+TEST_F(OwnQueue, CloseWakesABlockedReader) {
+  Child reader(get_as_user);
+  ASSERT_TRUE(eventually([&] { return made.waiters(kUserSem) == 1; }));
+  ASSERT_EQ(CommandQueue(CLI_IPC_NAME, false).SetState(IPCQUEUE_CLOSE), 0);
+  EXPECT_EQ(reader.result(), QUEUE_CLOSED);
+}
+
+// A set of another size, of which nobody knows, is not written to.
+TEST_F(OwnQueue, ASemaphoreSetOfAnotherSizeIsReplaced) {
+  ASSERT_TRUE(made.semaphores().implDestroy());
+  IpcKeys keys;
+  ASSERT_TRUE(impl_ipc_keys(CLI_IPC_NAME, keys));
+  ASSERT_NE(semget(keys.queue_semaphores, 1000, IPC_CREAT | 0666), -1);
+  ASSERT_TRUE(made.semaphores().implInitialize(CLI_IPC_NAME, 4));
+  EXPECT_NE(semget(keys.queue_semaphores, 6, 0), -1);
+  EXPECT_EQ(semget(keys.queue_semaphores, 7, 0), -1);
 }
 
 // The writer dies in the middle of the long copy: its message ends at a page that cannot be read.
