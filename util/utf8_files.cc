@@ -32,9 +32,19 @@ void free_quietly(void* block) {
   errno = error;
 }
 
+// Whether a UTF-8 text is its own local form: ASCII is, in every codeset but the EBCDIC ones. Nearly every
+// name is that simple, and each line of the engine log asks for its file twice.
+bool is_local_already(const char* utf8) {
+  const uint16_t kind = codeset_or_default(local_cs)->kind;
+  if (kind == XCS_KIND_EBCDIC_SBCS || kind == XCS_KIND_EBCDIC_DBCS) return false;
+  while (*utf8 != '\0' && (*utf8 & 0x80) == 0) ++utf8;
+  return *utf8 == '\0';
+}
+
 // `call` on the locale's form of a name, or `failed` when there is none.
 template <class Result, class Call>
 Result with_local_name(const char* name, Result failed, Call call) {
+  if (name != nullptr && is_local_already(name)) return call(name);
   char* local = FromUtf8ToMBCS(name);
   if (local == nullptr) return failed;
   const Result result = call(local);

@@ -104,6 +104,15 @@ TEST_F(Utf8Files, FilesAndDirectories) {
   EXPECT_EQ(errno, ERANGE);
 }
 
+TEST_F(Utf8Files, EvenAsciiNamesAreConvertedToEbcdic) {
+  const Codeset ebcdic = load_image(TableImage(XCS_KIND_EBCDIC_SBCS, "EBCDIC", {}).bytes);
+  xcs_cs_t* const before = local_cs;
+  local_cs = ebcdic.get();
+  EXPECT_EQ(chdir(directory_.path.c_str()) + utf8_mkdir("A", 0700), 0);
+  EXPECT_TRUE(exists("\xC1"));
+  local_cs = before;
+}
+
 TEST_F(Utf8Files, ANullNameMakesNoCall) {
   struct stat status;
   char* arguments[] = {nullptr};
