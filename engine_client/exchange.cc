@@ -100,7 +100,7 @@ int zarn_send_rcv_from_mar_engine(const unsigned char* request, int length, unsi
   unsigned char* answer = *reply;
   if (pMutex == nullptr) pMutex = new (std::nothrow) CkesMutex;
   if (pMutex == nullptr) return 0;
-  pMutex->Lock();
+  const MutexHold turn(*pMutex);
   ZARNLog(kBackend, kLevel, "%s: %s", kBareName, kEntryBanner);
   ZARNLog(kBackend, kLevel, "%s: %s:  zarn_ipc_openx()", kBareName, kInvokingBanner);
   int flag = 0;
@@ -112,7 +112,6 @@ int zarn_send_rcv_from_mar_engine(const unsigned char* request, int length, unsi
   }
   ZARNLog(kBackend, kLevel, "%s: %s Return code rc = %d", kBareName, kCompletedBanner, static_cast<int>(rc));
   *reply = answer;
-  pMutex->Unlock();
   return flag;
 }
 

@@ -83,6 +83,9 @@ int initialize(LogRecord& log, const char* fileName, long maxSize, int threshold
   const int caller_errno = errno;
   char message[kMessageBufferSize];
   if (!BuildLogMessage(message, wide, format, args)) return;
+  // A thread cancelled in one of the calls below would take the log mutex with it.
+  int cancel_state = 0;
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
   if (log.console != 0) {
     printf("(%04d:%04d)%s\n", getPid(), static_cast<int>(getTid()), message);
     fflush(stdout);
@@ -94,6 +97,7 @@ int initialize(LogRecord& log, const char* fileName, long maxSize, int threshold
       LogFileRollOver(log.fileName, log.maxSize, &log.rollStream);
     }
   }
+  pthread_setcancelstate(cancel_state, nullptr);
   errno = caller_errno;
 }
 

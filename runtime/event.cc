@@ -7,23 +7,6 @@
 #include "runtime/error_manager.h"
 #include "runtime/thread_library.h"
 
-namespace {
-
-// Holds the lock for a scope. A cancelled wait comes back with the lock taken, and cancelling unwinds the
-// stack: this destructor then releases the lock for the others.
-class Held {
- public:
-  explicit Held(CkesMutex& mutex) : mutex_(mutex) { mutex_.Lock(); }
-  ~Held() { mutex_.Unlock(); }
-  Held(const Held&) = delete;
-  Held& operator=(const Held&) = delete;
-
- private:
-  CkesMutex& mutex_;
-};
-
-}  // namespace
-
 CkesEvent::CkesEvent(TEventMode reset_mode, bool initially_signalled)
     : mode(reset_mode), signalled(initially_signalled) {
   initialized = lock.IsInitialized();  // which has initialised the thread library
@@ -53,7 +36,7 @@ long CkesEvent::Pulse() {
 
 long CkesEvent::Reset() {
   if (!initialized) return record_failure(kEventNotInitialised, "CkesEvent::Reset()");
-  const Held held(lock);
+  const MutexHold held(lock);
   signalled = false;
   return 0;
 }
@@ -64,7 +47,7 @@ timespec CkesEvent::implDeadline(long wait_ms) {
 }
 
 long CkesEvent::implWait(const timespec* deadline) {
-  const Held held(lock);
+  const MutexHold held(lock);
   if (signalled) {
     if (mode == AUTO_RESET) signalled = false;
     return 0;
@@ -76,7 +59,7 @@ long CkesEvent::implWait(const timespec* deadline) {
 }
 
 long CkesEvent::implSignal(bool stays_up) {
-  const Held held(lock);
+  const MutexHold held(lock);
   const int error = mode == AUTO_RESET ? pthread_cond_signal(&condition) : pthread_cond_broadcast(&condition);
   signalled = stays_up;
   return error == 0 ? 0 : kEventSignalFailed;

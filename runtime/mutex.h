@@ -37,3 +37,15 @@ class CkesMutex {
   bool initialized = false;
   pthread_mutex_t mutex = {};
 };
+
+// Holds a mutex for a scope. Cancelling a thread unwinds its stack, so a cancelled holder lets go, too.
+class MutexHold {
+ public:
+  explicit MutexHold(CkesMutex& held) : mutex(held) { mutex.Lock(); }
+  ~MutexHold() { mutex.Unlock(); }
+  MutexHold(const MutexHold&) = delete;
+  MutexHold& operator=(const MutexHold&) = delete;
+
+ private:
+  CkesMutex& mutex;
+};
