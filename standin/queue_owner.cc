@@ -6,8 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
-#include <csignal>
 #include <cstring>
 
 #include "contract/names.h"
@@ -25,11 +23,6 @@ _TIPCIdentifier filler() { return {static_cast<uint32_t>(getpid()), NULL_IPC_ID.
 std::string failure(const std::string& step) { return step + ": " + std::strerror(errno); }
 
 }  // namespace
-
-bool process_is_gone(uint32_t process_id) {
-  if (process_id == 0 || process_id > INT_MAX) return true;  // would address groups of processes
-  return kill(static_cast<pid_t>(process_id), 0) != 0 && errno == ESRCH;
-}
 
 void lay_out_queue(void* base, uint64_t size_bytes) {
   const QueueLayout& layout = kCommandQueueLayout;
