@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <iterator>
+#include <functional>
 
 #include "tools/mar_queue/elsewhere.h"
 #include "tools/mar_queue/service_diagnosis.h"
@@ -55,7 +55,7 @@ class Diagnosis {
                "as root.",
                path_.c_str(), std::strerror(place_.error)));
     } else {
-      if (!AddOrphans("control-file-removed", "has been removed") && !AddOtherInstance(Severity::kTrouble)) {
+      if (!AddOrphans("control-file-removed", "removed") && !AddOtherInstance(Severity::kTrouble)) {
         Trouble("no-control-file", text("There is no control file %s: start the engine.", path_.c_str()));
       }
       AddOtherNamespaces();
@@ -63,7 +63,7 @@ class Diagnosis {
   }
 
   void NoObjects() {
-    const bool found = AddOrphans("control-file-replaced", "was another file then");
+    const bool found = AddOrphans("control-file-replaced", "replaced");
     if (!AddOtherNamespaces() && !found) {
       Trouble("no-queue", text("The control file %s is there but no queue: the engine has stopped or has not "
                                "made it yet; start "
@@ -148,23 +148,22 @@ class Diagnosis {
     return true;
   }
 
-  // A living engine nobody can find is the reason; a dead one only worth a note.
-  bool AddOrphans(const char* code, const char* what) {
+  // A living engine nobody can find is the reason; a dead one is only worth a note.
+  bool AddOrphans(const char* code, const char* fate) {
     bool alive = false;
     for (const Orphan& orphan : find_orphans(place_, snapshot_.objects)) {
+      const std::string slots = count_of(orphan.slots, "slot");
       if (orphan.alive) {
         alive = true;
-        Trouble(
-            code,
-            text("Process %s has made a queue of %s for a control file that is gone; if it is the engine, "
-                 "%s %s, and it must be restarted.",
-                 process_label(orphan.creator).c_str(), count_of(orphan.slots, "slot").c_str(), path_.c_str(),
-                 what));
+        Trouble(code,
+                text("The control file %s has been %s since process %s made a queue of %s, which no client "
+                     "finds any more: restart that process if it is the engine.",
+                     path_.c_str(), fate, process_label(orphan.creator).c_str(), slots.c_str()));
       } else {
         Add(Severity::kNote, "orphan",
             text("A dead process %d has left a queue of %s whose control file is gone: ipcs and ipcrm remove "
                  "it.",
-                 orphan.creator, count_of(orphan.slots, "slot").c_str()));
+                 orphan.creator, slots.c_str()));
       }
     }
     return alive;
@@ -181,26 +180,33 @@ class Diagnosis {
     return false;
   }
 
-  // True if the queue of our very control file is in another namespace.
+  // True if the queue of our very control file is in another namespace. Others, in containers with files of
+  // their own, are only worth a note.
   bool AddOtherNamespaces() {
-    bool ours = false;
     const NamespaceSearch search = search_namespaces(place_);
     for (const NamespaceUser& user : search.users) {
-      ours = ours || user.same_file;
-      Add(user.same_file ? Severity::kTrouble : Severity::kNote, "other-namespace",
-          text(
-              "Process %s uses a queue of %s control file in another IPC namespace: run clients there, as by "
-              "nsenter --target %d --ipc%s.",
-              process_label(user.process).c_str(), user.same_file ? "this very" : "its own", user.process,
-              user.same_file ? "" : " --mount"));
+      if (!user.same_file) continue;
+      Trouble("other-namespace", text("Process %s uses a queue of this control file in another IPC "
+                                      "namespace: run clients there, as by "
+                                      "nsenter --target %d --ipc.",
+                                      process_label(user.process).c_str(), user.process));
+    }
+    const auto is_separate = [](const NamespaceUser& user) { return !user.same_file; };
+    const auto separate = std::find_if(search.users.begin(), search.users.end(), is_separate);
+    if (separate != search.users.end()) {
+      Add(Severity::kNote, "other-container",
+          text("Process %s uses a queue of a control file of the same name in another IPC namespace and file "
+               "system: "
+               "if that engine is meant, run clients there, as by nsenter --target %d --ipc --mount.",
+               process_label(separate->process).c_str(), separate->process));
     }
     if (!search.complete) {
       Add(Severity::kNote, "search-incomplete",
-          "Other users' processes could not be looked at: as root, mar-queue can also tell whether the "
-          "engine is in "
-          "another IPC namespace.");
+          text("Some processes could not be looked at%s, so an engine in another IPC namespace may be "
+               "overlooked.",
+               geteuid() == 0 ? "" : " (run this as root)"));
     }
-    return ours;
+    return std::any_of(search.users.begin(), search.users.end(), std::not_fn(is_separate));
   }
 
   const Snapshot& snapshot_;

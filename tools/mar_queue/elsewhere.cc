@@ -17,8 +17,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // "/proc/7/ns/ipc" leads to "ipc:[4026531839]"; empty if we may not look.
-std::string ipc_namespace(const fs::path& process) {
-  std::error_code error;
+std::string ipc_namespace(const fs::path& process, std::error_code& error) {
   return fs::read_symlink(process / "ns/ipc", error).string();
 }
 
@@ -63,13 +62,14 @@ std::set<key_t> keys_beside(const fs::path& directory) {
 
 NamespaceSearch search_namespaces(const Place& place) {
   NamespaceSearch search;
-  std::set<std::string> known{ipc_namespace("/proc/self")};
   std::error_code error;
+  std::set<std::string> known{ipc_namespace("/proc/self", error)};
   for (fs::directory_iterator entry("/proc", error), end; !error && entry != end; entry.increment(error)) {
     const std::string name = entry->path().filename().string();
     if (!is_process(name)) continue;
-    const std::string ipc = ipc_namespace(entry->path());
-    if (ipc.empty() && fs::exists(entry->path(), error)) search.complete = false;
+    std::error_code refused;
+    const std::string ipc = ipc_namespace(entry->path(), refused);
+    if (refused == std::errc::permission_denied) search.complete = false;
     if (ipc.empty() || known.contains(ipc)) continue;
     const std::string their_path = entry->path().string() + "/root" + place.path;
     struct stat file;

@@ -137,10 +137,16 @@ bool engine_has_started(const Snapshot& snapshot) {
   return set != -1 && (!snapshot.segment_set || set != snapshot.segment_set->id);
 }
 
-// Whether somebody is making or has made a queue of this name.
-bool has_maker(const Snapshot& snapshot) {
-  if (!snapshot.segment_set) return false;
-  return creator_lives(snapshot) || snapshot.sign == 0 || snapshot.sign == -1;
+// Why the objects must stay; empty if their creator is dead or there is nothing to show that there ever was
+// one.
+std::string why_not_stale(const Snapshot& snapshot) {
+  if (!snapshot.segment_set) return "";
+  if (creator_lives(snapshot)) {
+    return snapshot.creator > 0 ? "Its creator lives, process " + process_label(snapshot.creator)
+                                : "Its creator lives, in another process namespace";
+  }
+  if (snapshot.sign == 0) return "It is just being made";
+  return snapshot.sign == -1 ? "Whether its creator lives cannot be told" : "";
 }
 
 }  // namespace
@@ -162,9 +168,8 @@ Findings reap(const Snapshot& snapshot, const CheckResult& checked, bool really)
 }
 
 Findings remove_stale(const Snapshot& snapshot, bool really) {
-  if (has_maker(snapshot)) {
-    return {{Severity::kTrouble, "creator-alive",
-             "The queue's creator lives, is just starting or cannot be told: nothing is removed."}};
+  if (const std::string reason = why_not_stale(snapshot); !reason.empty()) {
+    return {{Severity::kTrouble, "not-stale", reason + ": nothing is removed."}};
   }
   Findings findings;
   for (const Target& target : stale_objects(snapshot)) {
@@ -174,8 +179,7 @@ Findings remove_stale(const Snapshot& snapshot, bool really) {
     } else if (!really) {
       findings.push_back({Severity::kTrouble, "would-remove", "Would remove " + what + '.'});
     } else if (engine_has_started(snapshot)) {
-      findings.push_back(
-          {Severity::kTrouble, "creator-alive", "An engine is starting: the rest is left to it."});
+      findings.push_back({Severity::kTrouble, "not-stale", "An engine is starting: the rest is left to it."});
       break;
     } else if (target.Remove() == 0) {
       findings.push_back({Severity::kNote, "removed", "Removed " + what + '.'});
