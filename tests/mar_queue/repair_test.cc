@@ -1,7 +1,11 @@
 // What mar-queue shows, proves and repairs.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
+#include <sched.h>
 
+#include <algorithm>
+#include <functional>
+#include <list>
+#include <optional>
 #include <random>
 
 #include "tests/mar_queue/scene.h"
@@ -148,6 +152,55 @@ TEST_F(WornQueue, HeadsInUseAreLeftAlone) {
 TEST_F(WornQueue, NothingIsRepairedUnderAHeldLock) {
   ASSERT_EQ(engine->made.memory().Lock(), 0);
   for (const char* command : {"reap", "check"}) EXPECT_EQ(mar_queue({command}).status, 2) << command;
+}
+
+// The undo of a living engine survives a repair: when it dies, that shows.
+TEST(Repair, LeavesTheSignOfLifeAlone) {
+  clear_scene();
+  EngineChild engine;
+  EXPECT_EQ(CommandQueue(CLI_IPC_NAME, false).Put(dead_process(), numbered(1)), 0);
+  EXPECT_EQ(mar_queue({"reap", "--yes"}).codes, Codes{"freed"});
+  EXPECT_EQ(mar_queue({"status"}).codes, Codes{"running"});
+  engine.child.kill();
+  EXPECT_EQ(mar_queue({"status"}).codes.at(0), "creator-dead");
+}
+
+// Process numbers of another namespace mean nothing here: nobody may be taken for dead.
+TEST_F(WornQueue, NothingIsRepairedFromAnotherProcessNamespace) {
+  Child outside([&]() -> long {
+    if (unshare(CLONE_NEWPID) != 0) return -1;
+    return Child([] {
+             return mar_queue({"reap", "--yes"}).codes == Codes{"process-namespace"} ? 1L : 0L;
+           })
+        .result();
+  });
+  EXPECT_EQ(outside.result(), 1);
+  EXPECT_EQ(engine->made.u16(0), 3);
+}
+
+// Reading without the lock never takes a queue in motion for a damaged one.
+TEST(BusyQueue, NeverLooksDamaged) {
+  clear_scene();
+  Engine engine;
+  std::list<Child> users;
+  for (uint32_t thread = 1; thread < kSlots; ++thread) {
+    users.emplace_back([thread]() -> long {
+      CommandQueue queue(CLI_IPC_NAME, false);
+      const _TIPCIdentifier self{static_cast<uint32_t>(getpid()), thread};
+      TCLIMessage message = numbered(thread);
+      while (queue.Put(self, message) == 0 && queue.Get(self, message) == 0) continue;
+      return 0;
+    });
+  }
+  int proved = 0;
+  for (int round = 0; round < 50; ++round) {
+    const Report report = mar_queue({"check"});
+    ASSERT_NE(report.status, 1) << report.json;
+    proved += report.status == 0;
+    ASSERT_NE(mar_queue({"reap", "--yes"}).status, 1);
+  }
+  EXPECT_GT(proved, 0);
+  for (auto& user : users) EXPECT_FALSE(user.ended());
 }
 
 // Random damage: every command ends with a report.

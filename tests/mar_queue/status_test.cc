@@ -1,8 +1,10 @@
 // Every reason why a client gets no answer, made for real, and told apart by `mar-queue status`.
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -45,9 +47,14 @@ Props dead_creator() {
   return nullptr;
 }
 
+// A semaphore of the lock's set, by a process that ends.
+void set_by_hand(int semaphore, int value) {
+  EXPECT_EQ(Child([=] { return semctl(set_of(1), semaphore, SETVAL, value); }).result(), 0);
+}
+
 Props life_by_hand() {
   dead_creator();
-  EXPECT_EQ(semctl(set_of(1), kCreatorAliveSem, SETVAL, 2), 0);
+  set_by_hand(kCreatorAliveSem, 2);
   return nullptr;
 }
 
@@ -58,29 +65,37 @@ Props other_instance() {
   return made;
 }
 
-Stage control_file_lost(bool replaced) {
-  return with_engine([replaced](Engine&) {
-    std::filesystem::rename(CLI_IPC_NAME, "/var/zarn/old");  // keeps the inode from being used again
-    if (replaced) write_file(CLI_IPC_NAME, "");
-    std::filesystem::rename("/var/zarn/old", "/var/old");
-  });
+// The file keeps existing elsewhere on its file system, so that its inode is not used again.
+void lose_control_file(bool replaced) {
+  std::filesystem::rename(CLI_IPC_NAME, "/var/lost");
+  if (replaced) write_file(CLI_IPC_NAME, "");
 }
 
-Props other_namespace() {
-  write_file(CLI_IPC_NAME, "");
+Stage control_file_lost(bool replaced) {
+  return with_engine([replaced](Engine&) { lose_control_file(replaced); });
+}
+
+// An engine in new namespaces; with one for mounts it has a /var/zarn of its own.
+Props engine_in(int namespaces) {
   int ready[2];
   EXPECT_EQ(pipe(ready), 0);
-  auto child = std::make_shared<Child>([&ready] {
-    if (unshare(CLONE_NEWIPC) != 0) return 1L;
+  auto child = std::make_shared<Child>([&] {
+    if (unshare(namespaces) != 0) return 1L;
+    if ((namespaces & CLONE_NEWNS) != 0 && mount("tmpfs", "/var/zarn", "tmpfs", 0, nullptr) != 0) return 2L;
     const Engine engine;
     if (write(ready[1], "r", 1) == 1) pause();
     return 0L;
   });
+  close(ready[1]);
   char sign = 0;
   EXPECT_EQ(read(ready[0], &sign, 1), 1);
   close(ready[0]);
-  close(ready[1]);
   return child;
+}
+
+Props other_namespace() {
+  write_file(CLI_IPC_NAME, "");
+  return engine_in(CLONE_NEWIPC);
 }
 
 Props stopped_engine() {
@@ -93,8 +108,7 @@ Props stopped_engine() {
 
 Props lock_by_nobody() {
   auto engine = std::make_shared<Engine>();
-  Child([] { return CkesSharedMemory(CLI_IPC_NAME, false).Lock(); }).result();
-  EXPECT_EQ(semctl(set_of(1), kLockSem, SETVAL, 1), 0);
+  set_by_hand(kLockSem, 1);
   return engine;
 }
 
@@ -104,6 +118,11 @@ void take_all_heads(Engine& engine) {
     long key = 0;
     EXPECT_EQ(engine.queue.OpenChannel({static_cast<uint32_t>(getpid()), thread}, &key), 0);
   }
+}
+
+void resize_semaphores(Engine& engine) {
+  engine.made.semaphores().implDestroy();
+  EXPECT_TRUE(engine.made.semaphores().implInitialize(CLI_IPC_NAME, kSlots + 1));
 }
 
 struct Trouble {
@@ -122,9 +141,7 @@ const Trouble kTroubles[] = {
     {"control file replaced", control_file_lost(true), 1, "control-file-replaced"},
     {"another IPC namespace", other_namespace, 1, "other-namespace"},
     {"segment too small", foreign_segment, 1, "key-clash"},
-    {"wake-up semaphores of another size",
-     with_engine([](Engine& engine) { engine.made.semaphores().implInitialize(CLI_IPC_NAME, kSlots + 1); }),
-     1, "key-clash"},
+    {"wake-up semaphores of another size", with_engine(resize_semaphores), 1, "key-clash"},
     {"no wake-up semaphores", with_engine([](Engine& engine) { engine.made.semaphores().implDestroy(); }), 1,
      "half-made"},
     {"dead creator", dead_creator, 1, "creator-dead"},
@@ -166,6 +183,21 @@ TEST(Status, TellsEveryTroubleApart) {
     ASSERT_FALSE(report.codes.empty());
     EXPECT_EQ(report.codes[0], trouble.code);
     EXPECT_EQ(report.status, trouble.status);
+  }
+  clear_scene();
+}
+
+// An engine in a container of its own, or one that died before its control file was replaced, is no reason,
+// but worth a note behind it.
+TEST(Status, AddsWhatElseThereIs) {
+  clear_scene();
+  dead_creator();
+  lose_control_file(true);
+  const Props other = engine_in(CLONE_NEWIPC | CLONE_NEWNS);
+  const Report report = mar_queue({"status"});
+  EXPECT_EQ(report.codes.at(0), "no-queue");
+  for (const char* note : {"orphan", "other-container"}) {
+    EXPECT_EQ(std::count(report.codes.begin(), report.codes.end(), note), 1) << note;
   }
   clear_scene();
 }

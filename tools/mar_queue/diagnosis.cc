@@ -21,6 +21,8 @@ struct Part {
   bool fits;
 };
 
+unsigned hex(key_t key) { return static_cast<unsigned>(key); }
+
 class Diagnosis {
  public:
   explicit Diagnosis(const Snapshot& snapshot)
@@ -35,6 +37,9 @@ class Diagnosis {
     } else if (!KeyClash() && !NoPermission() && !HalfMade() && !creator_lives(snapshot_)) {
       DeadCreator();
     }
+    // The reason comes first, notes behind it.
+    std::stable_sort(findings_.begin(), findings_.end(),
+                     [](const Finding& a, const Finding& b) { return a.severity > b.severity; });
     return std::move(findings_);
   }
 
@@ -71,23 +76,13 @@ class Diagnosis {
                                path_.c_str()));
     }
     AddOtherInstance(Severity::kNote);
-    // The reason comes first, notes behind it.
-    std::stable_sort(findings_.begin(), findings_.end(),
-                     [](const Finding& a, const Finding& b) { return a.severity > b.severity; });
   }
 
   void DeadCreator() {
-    if (snapshot_.sign > 1) {
-      Trouble("false-life",
-              text("The semaphores say that the engine lives, but its process %d has ended (they were set by "
-                   "hand): mar-queue remove-stale --yes, then start the engine.",
-                   snapshot_.creator));
-    } else {
-      Trouble("creator-dead",
-              text("The engine has died%s and its queue is left over: start the engine, or mar-queue "
-                   "remove-stale.",
-                   snapshot_.creator > 0 ? text(" (process %d)", snapshot_.creator).c_str() : ""));
-    }
+    Trouble("creator-dead",
+            text("The engine has died%s and its queue is left over: start the engine, or mar-queue "
+                 "remove-stale.",
+                 snapshot_.creator > 0 ? text(" (process %d)", snapshot_.creator).c_str() : ""));
     AddOtherNamespaces();
     AddOtherInstance(Severity::kNote);
   }
@@ -161,9 +156,11 @@ class Diagnosis {
                      path_.c_str(), fate, process_label(orphan.creator).c_str(), slots.c_str()));
       } else {
         Add(Severity::kNote, "orphan",
-            text("A dead process %d has left a queue of %s whose control file is gone: ipcs and ipcrm remove "
-                 "it.",
-                 orphan.creator, slots.c_str()));
+            text("A dead process %d has left a queue of %s whose control file is gone: ipcrm -M 0x%08x -S "
+                 "0x%08x "
+                 "-S 0x%08x removes it.",
+                 orphan.creator, slots.c_str(), hex(orphan.keys.segment), hex(orphan.keys.segment_semaphores),
+                 hex(orphan.keys.queue_semaphores)));
       }
     }
     return alive;

@@ -97,11 +97,12 @@ std::vector<Orphan> find_orphans(const Place& place, const IpcObjects& objects) 
       continue;
     }
     const uint64_t slots = kCommandQueueLayout.capacity(segment.size);
-    const auto segment_set = with_key(objects.semaphore_sets, sibling(segment.key, IPC_SEM_ID));
-    const auto queue_set = with_key(objects.semaphore_sets, sibling(segment.key, kQueueSemId));
+    const IpcKeys keys{sibling(segment.key, IPC_SEM_ID), segment.key, sibling(segment.key, kQueueSemId)};
+    const auto segment_set = with_key(objects.semaphore_sets, keys.segment_semaphores);
+    const auto queue_set = with_key(objects.semaphore_sets, keys.queue_semaphores);
     if (!segment_set || segment_set->size != 2 || !queue_set || queue_set->size != slots + kFirstHeadSem)
       continue;
-    orphans.push_back({slots, semaphore_process(segment_set->id, kCreatorAliveSem),
+    orphans.push_back({keys, slots, semaphore_process(segment_set->id, kCreatorAliveSem),
                        semaphore_value(segment_set->id, kCreatorAliveSem) > 1});
   }
   return orphans;

@@ -26,6 +26,7 @@ NamespaceSearch search_namespaces(const Place& place);
 // A queue in our IPC namespace whose keys belong to no control file beside `place`, but to some file that was
 // on the same file system: what is left when a control file has been replaced or removed under its engine.
 struct Orphan {
+  IpcKeys keys;
   uint64_t slots;
   pid_t creator;
   bool alive;

@@ -1,7 +1,6 @@
 #include "tools/mar_queue/service_diagnosis.h"
 
 #include <algorithm>
-#include <fstream>
 #include <string>
 
 #include "tools/mar_queue/text.h"
@@ -9,11 +8,8 @@
 namespace {
 
 bool is_stopped(pid_t process) {
-  std::ifstream file("/proc/" + std::to_string(process) + "/status");
-  for (std::string line; std::getline(file, line);) {
-    if (line.starts_with("State:")) return line.find_first_of("Tt", 6) == 7;
-  }
-  return false;
+  const char state = process_state(process);
+  return state == 'T' || state == 't';
 }
 
 // Whether a new client would get a head: by the rules of claiming.
@@ -85,6 +81,12 @@ struct Service {
     if (snapshot.creator > 0 && is_stopped(snapshot.creator)) {
       Trouble("engine-stopped", text("The engine's process %s is stopped: continue it (kill -CONT %d).",
                                      process_label(snapshot.creator).c_str(), snapshot.creator));
+    }
+    if (snapshot.creator > 0 && process_is_gone(static_cast<uint32_t>(snapshot.creator))) {
+      Trouble("false-life", text("Clients take the engine for alive, but process %d, the last to say so, has "
+                                 "ended (the semaphore was "
+                                 "set by hand): start the engine if none runs, else restart it.",
+                                 snapshot.creator));
     }
     const QueueImage& image = *snapshot.image;
     for (uint16_t i = 0; i < image.slots; ++i) {

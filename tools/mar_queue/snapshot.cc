@@ -139,8 +139,3 @@ bool is_queue_size(uint64_t segment_size_bytes) {
   const uint64_t slots = kLayout.capacity(segment_size_bytes);
   return slots > 0 && slots <= kMaxQueueSlots;
 }
-
-bool creator_lives(const Snapshot& snapshot) {
-  const bool ended = snapshot.creator > 0 && process_is_gone(static_cast<uint32_t>(snapshot.creator));
-  return snapshot.sign > 1 && !ended;
-}

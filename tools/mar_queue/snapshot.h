@@ -39,7 +39,7 @@ struct Snapshot {
   std::optional<IpcObject> segment_set;
   std::optional<IpcObject> queue_set;
   int sign = -1;           // the creator-alive semaphore, -1 unknown
-  pid_t creator = 0;       // 0 unknown, or not of this process namespace
+  pid_t creator = 0;       // last to change that semaphore; 0 unknown, or not of this process namespace
   int lock = -1;           // 1 held, through all the time that we looked; 0 free; -1 unknown
   pid_t lock_process = 0;  // the last that took or released it
 
@@ -52,6 +52,5 @@ Snapshot look(const std::string& base);
 
 bool is_queue_size(uint64_t segment_size_bytes);
 
-// Whether the creator lives. One that has ended for certain does not, whatever its semaphore says: a
-// semaphore that was set by hand does not fall any more.
-bool creator_lives(const Snapshot& snapshot);
+// Whether the creator-alive semaphore says so.
+inline bool creator_lives(const Snapshot& snapshot) { return snapshot.sign > 1; }

@@ -28,9 +28,18 @@ std::string printable(std::string_view outside) {
   return harmless;
 }
 
+char process_state(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/status");
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with("State:\t") && line.size() > 7) return line[7];
+  }
+  return 0;
+}
+
 std::string process_label(pid_t process) {
   const std::string number = std::to_string(process);
   std::ifstream file("/proc/" + number + "/comm");
   std::string name;
-  return std::getline(file, name) ? number + " (" + printable(name) + ')' : number;
+  if (!std::getline(file, name)) return number;
+  return number + " (" + printable(name) + (process_state(process) == 'Z' ? ", zombie)" : ")");
 }

@@ -16,5 +16,9 @@ std::string count_of(uint64_t count, const char* noun);
 // Control characters become question marks.
 std::string printable(std::string_view outside);
 
-// "4711 (mar-standin)", or "4711" for a process whose name cannot be read.
+// 'T' stopped, 't' traced, 'Z' ended but not waited for by its parent, ...: as proc(5) has it; 0 if there is
+// none.
+char process_state(pid_t process);
+
+// "4711 (mar-standin)", "4711 (mar-standin, zombie)", or "4711" for a process whose name cannot be read.
 std::string process_label(pid_t process);
