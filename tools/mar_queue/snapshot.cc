@@ -11,10 +11,10 @@
 
 namespace {
 
-// A busy queue rests between two operations: tries without a pause first, then for about a fifth of a second.
-constexpr int kTries = 120;
-constexpr int kHastyTries = 20;
-constexpr std::chrono::milliseconds kPause{2};
+// A busy queue rests for moments only: many tries in a row, then some now and then.
+constexpr int kHastyTries = 2000;
+constexpr std::chrono::milliseconds kPause{1};
+constexpr std::chrono::milliseconds kPatience{300};
 
 const QueueLayout& kLayout = kCommandQueueLayout;
 
@@ -96,7 +96,9 @@ void look_inside(const AttachedSegment& segment, Snapshot& snapshot) {
     return snapshot.segment_set && semaphore_value(snapshot.segment_set->id, kLockSem) > 0;
   };
   bool always_held = true;
-  for (int tries = 0; tries < kTries && !snapshot.settled; ++tries) {
+  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+  for (int tries = 0; !snapshot.settled && (tries == 0 || std::chrono::steady_clock::now() < deadline);
+       ++tries) {
     if (tries >= kHastyTries) std::this_thread::sleep_for(kPause);
     const bool held_before = lock_held();
     snapshot.image = copy_queue(segment, slots);
