@@ -35,7 +35,7 @@ inline Report mar_queue(std::vector<std::string> words) {
 // What nobody else of the namespace uses.
 inline void clear_scene() {
   unsetenv("ARM_AGENT_PREFIX");
-  Program({"ipcrm", "--all=shm", "--all=sem"}).status();
+  Program({"ipcrm", "--all"}).status();
   Program({"sh", "-c", "rm -rf /var/zarn/*"}).status();
 }
 
