@@ -127,7 +127,7 @@ long CkesSharedMemory::implOpenAttached(const char* location) {
 
 bool CkesSharedMemory::implAttach() {
   void* address = shmat(VMemory, nullptr, 0);
-  if (address == nullptr || address == reinterpret_cast<void*>(-1)) return false;
+  if (address == nullptr || reinterpret_cast<intptr_t>(address) == -1) return false;
   VAddress = address;
   return true;
 }

@@ -9,8 +9,10 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstdlib>
+#include <string_view>
 
 #include "log/file_calls.h"
+#include "util/utf8_files.h"
 
 namespace {
 
@@ -61,48 +63,45 @@ long size_of(int fd) {
 constexpr char kRollHeader[] = "Previous Log Messages were removed because log_size of %ld was exceeded.\n";
 constexpr size_t kRollHeaderRoom = sizeof kRollHeader + 20;
 
-// How often the newest bytes are read again because other processes have appended meanwhile.
-constexpr int kTailReads = 16;
-
 // Reads the file's newest `keep` bytes into `out` and returns their count; -1 when there is nothing to do
-// since another process has just trimmed the file.
+// since another process has just trimmed the file, or does so while we read.
 long read_tail(FILE* stream, char* out, long keep, long max_size) {
-  long count = -1;
-  for (int reads = 0; reads < kTailReads; ++reads) {
-    const long size = size_of(fileno(stream));
-    if (size <= max_size || fseek(stream, -keep, SEEK_END) != 0) return -1;
-    count = static_cast<long>(fread(out, 1, static_cast<size_t>(keep), stream));
-    const long size_after = size_of(fileno(stream));
-    if (size_after == size) break;
-    if (size_after < size) count = -1;  // trimmed while we read: what we have may be torn
-  }
-  return count;
+  const long size = size_of(fileno(stream));
+  if (size <= max_size || fseek(stream, -keep, SEEK_END) != 0) return -1;
+  const size_t count = fread(out, 1, static_cast<size_t>(keep), stream);
+  return size_of(fileno(stream)) < size ? -1 : static_cast<long>(count);
+}
+
+bool starts_with(int fd, const char* header, size_t length) {
+  char start[kRollHeaderRoom];
+  return pread(fd, start, length, 0) == static_cast<ssize_t>(length) && memcmp(start, header, length) == 0;
 }
 
 // Replaces the file's content by the header and the whole lines of its tail. `room` has kRollHeaderRoom +
-// keep bytes: the header is put right before the kept text, so that one write brings both and no other
+// keep bytes: the header is put right before the kept lines, so that one write brings both and no other
 // process's line can come between them.
 void rewrite(FILE* stream, char* room, long keep, long max_size) {
+  const int fd = fileno(stream);
   char header[kRollHeaderRoom];
   const size_t header_length = static_cast<size_t>(snprintf(header, sizeof header, kRollHeader, max_size));
   char* const tail = room + kRollHeaderRoom;
   const long count = read_tail(stream, tail, keep, max_size);
   if (count < 0) return;
-  while (ftruncate(fileno(stream), 0) == -1) {
+  std::string_view kept(tail, static_cast<size_t>(count));
+  kept.remove_prefix(std::min(kept.find('\n'), kept.size()));
+  kept.remove_suffix(kept.size() - (kept.rfind('\n') + 1));
+  char* const block = tail + (kept.data() - tail) - header_length;
+  const size_t length = header_length + kept.size();
+  memcpy(block, header, header_length);
+
+  while (ftruncate(fd, 0) == -1) {
     if (errno != EINTR) return;
   }
-  const size_t tail_length = static_cast<size_t>(count);
-  char* begin = static_cast<char*>(memchr(tail, '\n', tail_length));
-  const char* end = static_cast<char*>(memrchr(tail, '\n', tail_length));
-  if (begin == nullptr) {
-    begin = tail;
-    end = tail;
-  } else {
-    ++end;
-  }
-  begin -= header_length;
-  memcpy(begin, header, header_length);
-  append_whole(fileno(stream), begin, static_cast<size_t>(end - begin));
+  // Truncating can take its time. What we keep is stale when others have filled the file meanwhile, and one
+  // too many when another process has truncated at the same moment and was quicker.
+  if (size_of(fd) + static_cast<long>(length) > max_size) return;
+  if (starts_with(fd, header, header_length)) return;
+  append_whole(fd, block, length);
 }
 
 }  // namespace
@@ -110,7 +109,7 @@ void rewrite(FILE* stream, char* room, long keep, long max_size) {
 void LogFileRollOver(const char* name, long max_size, FILE** stream) {
   // Opened once for reading and appending, and truncated in place: writing from offset 0 would overwrite what
   // other processes append meanwhile and tear their lines.
-  const int fd = open_path(name, O_RDWR | O_APPEND, 0);
+  const int fd = open_utf8_path(name, O_RDWR | O_APPEND, 0);
   if (fd == -1) return;
   *stream = fdopen(fd, "r+");
   if (*stream == nullptr) {
@@ -119,7 +118,7 @@ void LogFileRollOver(const char* name, long max_size, FILE** stream) {
   }
   setvbuf(*stream, nullptr, _IONBF, 0);  // the tail in one read, straight into our block
   const long keep = max_size / 8;
-  char* room = static_cast<char*>(calloc(kRollHeaderRoom + static_cast<size_t>(keep) + 1, 1));
+  char* room = static_cast<char*>(malloc(kRollHeaderRoom + static_cast<size_t>(keep)));
   if (room != nullptr) rewrite(*stream, room, keep, max_size);
   free(room);
   fclose(*stream);
@@ -128,7 +127,7 @@ void LogFileRollOver(const char* name, long max_size, FILE** stream) {
 
 void ZARN_FileSendMessage(const char* name, const char* line) {
   for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
-    const int fd = open_path(name, O_WRONLY | O_CREAT | O_APPEND, 0666);
+    const int fd = open_utf8_path(name, O_WRONLY | O_CREAT | O_APPEND, 0666);
     if (fd != -1) {
       ZARNLogWriteLock(fd, name, line, strlen(line));
       close(fd);
@@ -150,13 +149,13 @@ void ZARNLogWriteLock(int fd, const char* /*name*/, const char* buffer, size_t l
 
 long ZARNLogFileSize(const char* name) {
   struct stat found {};
-  return stat_path(name, &found) == 0 ? found.st_size : 0;
+  return utf8_stat(name, &found) == 0 ? found.st_size : 0;
 }
 
 long ZARNLogCheckFileSize(long size) { return std::clamp(size, kMinFileSize, kMaxFileSize); }
 
 char* ZARN_FileRead(const char* name, unsigned int count) {
-  const int fd = name == nullptr ? -1 : open_path(name, O_RDONLY, 0);
+  const int fd = name == nullptr ? -1 : open_utf8_path(name, O_RDONLY, 0);
   if (fd == -1) return nullptr;
   // A shared lock: lockf asks for an exclusive one, which the system refuses on a file opened for reading.
   struct flock first_bytes {};
@@ -198,7 +197,7 @@ void create_dir(const char* path) {
     end = static_cast<char*>(mempcpy(end, piece, length));
     *end = '\0';
     piece += length;
-    make_directory(built, 040777);  // failures, an existing directory above all, show when the file is opened
+    utf8_mkdir(built, 040777);  // failures, an existing directory above all, show when the file is opened
   }
   free(built);
 }

@@ -7,9 +7,10 @@
 
 // Trims the file `name`, which has passed `max_size` bytes, to a header line, an empty line and the whole
 // lines within its newest max_size / 8 bytes. `*stream` is the file's stream meanwhile and null again
-// afterwards. To be called with the log mutex held. Takes no lock on the file, so lines that other processes
-// append between the last look at the file and its truncation are lost; lines are never torn by it, and when
-// another process has just trimmed the file it is left alone.
+// afterwards. To be called with the log mutex held. Takes no lock on the file: a line that another process
+// appends between the last look at the file and its truncation is lost, and of several processes that trim at
+// once one may put its kept lines behind newer ones. No line is torn, and a file that another process has
+// just trimmed is left alone.
 void LogFileRollOver(const char* name, long max_size, FILE** stream);
 
 extern "C" {

@@ -13,39 +13,41 @@ constexpr int64_t kUint32Max = std::numeric_limits<uint32_t>::max();
 constexpr int64_t kMaxAnswerBytes = int64_t{1} << 40;
 
 constexpr FaultAction kActions[] = {
-    {"result", "R", "answer R without looking at the request", kInt32Min, kInt32Max,
-     [](FaultEffects& effects, int64_t value) { effects.result = static_cast<int32_t>(value); }},
-    {"delay", "MS", "answer MS milliseconds late", 0, kInt32Max,
+    {"result", "R", "answer R without looking at the request", "add-edge-policy#2:result=-5", kInt32Min,
+     kInt32Max, [](FaultEffects& effects, int64_t value) { effects.result = static_cast<int32_t>(value); }},
+    {"delay", "MS", "answer MS milliseconds late", "*%10:delay=500", 0, kInt32Max,
      [](FaultEffects& effects, int64_t value) { effects.delay_ms = static_cast<int>(value); }},
-    {"silent", "", "never answer", 0, 0, [](FaultEffects& effects, int64_t) { effects.no_answer = true; }},
-    {"marker", "M", "begin the answer with M instead of 1200", 0, kUint32Max,
+    {"silent", "", "never answer", "127:silent", 0, 0,
+     [](FaultEffects& effects, int64_t) { effects.no_answer = true; }},
+    {"marker", "M", "begin the answer with M instead of 1200", "dump:marker=7", 0, kUint32Max,
      [](FaultEffects& effects, int64_t value) { effects.answer.marker = static_cast<uint32_t>(value); }},
-    {"kind", "K", "give the answer's first record the framing kind K", 0, kUint32Max,
+    {"kind", "K", "give the answer's first record the framing kind K", "dump:kind=2", 0, kUint32Max,
      [](FaultEffects& effects, int64_t value) { effects.answer.kind = static_cast<uint32_t>(value); }},
-    {"length", "L", "write L into the length field of the answer's first record", kInt32Min, kInt32Max,
+    {"length", "L", "write L into the length field of the answer's first record", "dump:length=-1", kInt32Min,
+     kInt32Max,
      [](FaultEffects& effects, int64_t value) { effects.answer.length_field = static_cast<int32_t>(value); }},
-    {"size", "BYTES", "answer BYTES bytes: below 8 a short answer, above 10240 a long one", 0,
-     kMaxAnswerBytes,
+    {"size", "BYTES", "answer BYTES bytes: below 8 a short answer, above 10240 a long one", "dump:size=30000",
+     0, kMaxAnswerBytes,
      [](FaultEffects& effects, int64_t value) { effects.answer.size_bytes = static_cast<uint64_t>(value); }},
-    {"no-end", "", "leave out the last record of a long answer", 0, 0,
+    {"no-end", "", "leave out the last record of a long answer", "dump:size=30000,no-end", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.answer.without_end = true; }},
-    {"endless", "", "answer without end, until the client is gone", 0, 0,
+    {"endless", "", "answer without end, until the client is gone", "dump:endless", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.answer.size_bytes = kEndlessAnswer; }},
-    {"echo", "", "repeat the request's sender and payload behind the answer's header", 0, 0,
+    {"echo", "", "repeat the request's sender and payload behind the answer's header", "*:echo", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.answer.echo = true; }},
-    {"die-before", "", "be killed instead of answering", 0, 0,
+    {"die-before", "", "be killed instead of answering", "clear-engine:die-before", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.death = Death::kBeforeAnswer; }},
-    {"die-after", "", "be killed right after the answer", 0, 0,
+    {"die-after", "", "be killed right after the answer", "clear-engine:die-after", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.death = Death::kAfterAnswer; }},
-    {"stop", "", "end cleanly after the answer", 0, 0,
+    {"stop", "", "end cleanly after the answer", "*#100:stop", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.stop = true; }},
-    {"close", "", "close the queue instead of answering", 0, 0,
+    {"close", "", "close the queue instead of answering", "debug#3:close", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.state = IPCQUEUE_CLOSE; }},
-    {"destroy", "", "set the queue's state to destroyed instead of answering", 0, 0,
+    {"destroy", "", "set the queue's state to destroyed instead of answering", "debug:destroy", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.state = IPCQUEUE_DESTROY; }},
-    {"full", "", "keep every slot taken once the answer is read", 0, 0,
+    {"full", "", "keep every slot taken once the answer is read", "start:full", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.fill_queue = true; }},
-    {"withdraw", "", "withdraw the client's head instead of answering", 0, 0,
+    {"withdraw", "", "withdraw the client's head instead of answering", "dump:withdraw", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.withdraw = true; }},
 };
 
@@ -120,6 +122,9 @@ std::string FaultPlan::ParseWhat(std::string_view what, Fault& fault) {
     if (has_value && !parse_number(item.substr(equals + 1), action->minimum, action->maximum, value)) {
       return quoted(item) + ": the value is no number in range";
     }
+    FaultEffects alone;
+    action->apply(alone, value);
+    if (fault.at_start && !alone.fill_queue && !alone.state) return quoted(name) + " needs a request";
     fault.actions.push_back({action, value});
     if (comma == std::string_view::npos) return "";
     what.remove_prefix(comma + 1);

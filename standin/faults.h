@@ -38,6 +38,7 @@ struct FaultAction {
   std::string_view name;
   std::string_view value;  // what stands after "=", or empty
   std::string_view help;
+  std::string_view example;
   int64_t minimum;
   int64_t maximum;
   void (*apply)(FaultEffects& effects, int64_t value);

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
 #include <string>
@@ -63,20 +64,14 @@ std::string footer() {
   for (const FaultAction& action : fault_actions()) {
     std::string item =
         std::string(action.name) + (action.value.empty() ? "" : "=") + std::string(action.value);
-    item.resize(14, ' ');
-    text += "  " + item + std::string(action.help) + '\n';
+    item.resize(12, ' ');
+    text += "  " + item + std::string(action.help) + ": " + std::string(action.example) + '\n';
   }
   text += "\nMessages:\n";
   for (const MessageInfo& message : known_messages()) {
     text += "  " + std::to_string(message.code) + ' ' + message.name + '\n';
   }
-  return text +
-         "\nExamples:\n"
-         "  mar-standin --fault 'add-edge-policy#2:result=-5'   the second policy is refused\n"
-         "  mar-standin --fault '*%10:delay=50' --seed 7        one answer in ten is late\n"
-         "  mar-standin --fault 'dump:size=30000,no-end'        a long answer without its end\n"
-         "  mar-standin --fault start:full                      no room for any request\n"
-         "\nExit status: 0 ended as asked, 1 no queue or queue lost, 2 wrong usage.";
+  return text + "\nExit status: 0 ended as asked, 1 no queue or queue lost, 2 wrong usage.";
 }
 
 void define_options(CLI::App& app, Arguments& arguments) {
@@ -138,25 +133,35 @@ int serve(const Arguments& arguments, EngineOptions options) {
   return engine.Run() ? kServed : kFailed;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  Arguments arguments;
-  CLI::App app("Stand-in for the MAR measurement engine: creates the command queue and answers its clients.",
-               "mar-standin");
-  define_options(app, arguments);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kServed : kBadUsage;
-  }
+int run(const Arguments& arguments) {
   EngineOptions options = engine_options(arguments);
   options.faults = FaultPlan(arguments.seed);
   for (const std::string& fault : arguments.faults) {
     const std::string wrong = options.faults.Add(fault);
     if (wrong.empty()) continue;
-    put_line(STDERR_FILENO, "mar-standin: --fault " + fault + ": " + wrong);
+    put_line(STDERR_FILENO, std::string("mar-standin: --fault ").append(fault).append(": ").append(wrong));
     return kBadUsage;
   }
   return serve(arguments, std::move(options));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Arguments arguments;
+  try {
+    CLI::App app(
+        "Stand-in for the MAR measurement engine: creates the command queue and answers its clients.",
+        "mar-standin");
+    define_options(app, arguments);
+    try {
+      app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+      return app.exit(error) == 0 ? kServed : kBadUsage;
+    }
+    return run(arguments);
+  } catch (...) {
+    std::fputs("mar-standin: out of memory\n", stderr);
+    return kFailed;
+  }
 }

@@ -22,6 +22,19 @@ _TIPCIdentifier filler() { return {static_cast<uint32_t>(getpid()), NULL_IPC_ID.
 
 std::string failure(const std::string& step) { return step + ": " + std::strerror(errno); }
 
+bool remove_semaphores(key_t key) {
+  const int set = semget(key, 0, 0);
+  return set == -1 || semctl(set, 0, IPC_RMID) == 0;
+}
+
+// Removes whatever the keys lead to. Returns what could not be removed and why, or an empty text.
+std::string remove_objects(const IpcKeys& keys) {
+  if (!remove_semaphores(keys.queue_semaphores)) return failure("queue semaphores");
+  if (!remove_semaphores(keys.segment_semaphores)) return failure("segment semaphores");
+  errno = getAndRemoveSharedMemory(keys.segment, 1);
+  return errno == 0 ? "" : failure("segment");
+}
+
 }  // namespace
 
 void lay_out_queue(void* base, uint64_t size_bytes) {
@@ -45,9 +58,8 @@ std::string QueueOwner::Create() {
   return wrong;
 }
 
-// Makes sure of the file and that what its keys lead to is nobody's. A dead engine's semaphore sets would be
-// replaced anyway, but its segment would be used again if it is no smaller than ours, and then everybody
-// would compute another number of slots from its size.
+// Makes sure of the file and that its keys lead to nothing. A dead engine's segment, if no smaller than ours,
+// would be used again, and everybody would compute another number of slots from its size.
 std::string QueueOwner::TakeControlFile() {
   char built[kSegmentNameLimit + 1];
   CIPCUtils::createIPCName(name_.c_str(), nullptr, kSegmentNameLimit, built);
@@ -61,20 +73,18 @@ std::string QueueOwner::TakeControlFile() {
     close(fd);
     control_file_ = path;
   }
-  CkesSharedMemory previous(name_.c_str(), false);
-  if (previous.CreatorAlive()) return "an engine already serves " + path;
+  if (CkesSharedMemory(name_.c_str(), false).CreatorAlive()) return "an engine already serves " + path;
   control_file_ = path;
-  const int queue_set = semget(keys.queue_semaphores, 0, 0);
-  if (queue_set != -1 && semctl(queue_set, 0, IPC_RMID) != 0) return failure("a dead engine's semaphores");
-  if ((errno = getAndRemoveSharedMemory(keys.segment, 1)) != 0) return failure("a dead engine's segment");
-  return "";
+  keys_ = keys;  // from here on what they lead to is ours to remove
+  const std::string wrong = remove_objects(keys);
+  return wrong.empty() ? "" : "a dead engine's " + wrong;
 }
 
 // Until the queue's semaphore set exists no client can open the queue, and until the lock is free none can
 // use it.
 std::string QueueOwner::MakeQueue() {
   const uint64_t size_bytes = kCommandQueueLayout.segment_size_bytes(slots_);
-  block_.emplace(name_.c_str(), size_bytes, true);
+  block_.emplace(name_.c_str(), size_bytes, false);
   if (!block_->IsInitialized()) return failure("the segment of " + control_file_);
   char built[kQueueNameLimit + 1];
   CIPCUtils::createIPCName(name_.c_str(), nullptr, kQueueNameLimit, built);
@@ -85,31 +95,38 @@ std::string QueueOwner::MakeQueue() {
   block_->Unlock();
   errno = error;
   if (!made) return failure("the queue's semaphores");
-  queue_.emplace(name_.c_str(), true);
+  queue_.emplace(name_.c_str(), false);
   if (!queue_->IsInitialized() || queue_->Capacity() != slots_)
     return "the queue was changed while it was made";
-  if (queue_->OpenChannel(ZARNENGINE_ID, &engine_key_) != 0) return "the engine's head cannot be opened";
+  return OpenHead() ? "" : "the engine's head cannot be opened";
+}
+
+bool QueueOwner::OpenHead() {
+  if (queue_->OpenChannel(ZARNENGINE_ID, &engine_key_) != 0) return false;
   engine_semaphore_ = static_cast<uint16_t>(kFirstHeadSem + engine_key_);
-  return "";
+  return true;
 }
 
 void QueueOwner::Remove() {
-  queue_.reset();  // wakes all readers, removes everything
-  block_.reset();  // what is left if the queue never came to be
-  if (!control_file_.empty()) unlink(control_file_.c_str());
-  if (!made_directory_.empty()) rmdir(made_directory_.c_str());
+  // An engine that took over from us, which the contract allows, uses the same file, keys and even our
+  // segment.
+  const bool replaced =
+      block_ && !block_->CreatorAlive() && CkesSharedMemory(name_.c_str(), false).CreatorAlive();
+  if (!replaced) {
+    if (queue_) queue_->SetState(IPCQUEUE_DESTROY);
+    if (keys_) remove_objects(*keys_);
+    if (!control_file_.empty()) unlink(control_file_.c_str());
+    if (!made_directory_.empty()) rmdir(made_directory_.c_str());
+  }
+  queue_.reset();
+  block_.reset();
+  keys_.reset();
   control_file_.clear();
   made_directory_.clear();
 }
 
 bool QueueOwner::WaitForRequest(int wait_ms) {
   return semaphores_.implGet_ID(engine_semaphore_, wait_ms) != QueueSemaphores::WaitEnd::kFailed;
-}
-
-long QueueOwner::TakeRequest(TCLIMessage& request, bool& taken) {
-  const long code = queue_->KeyTryGet(engine_key_, request, taken);
-  if (code != QUEUE_INVALID_KEY) return code;
-  return queue_->OpenChannel(ZARNENGINE_ID, &engine_key_);
 }
 
 bool QueueOwner::HasRoomToSpare() {
@@ -139,6 +156,7 @@ int QueueOwner::Reap() {
 }
 
 void QueueOwner::Discard(_TIPCIdentifier client) {
+  if (!is_client(client)) return;  // a request may name us as its sender; what we hold are requests
   const auto heads = Heads();
   for (size_t i = 0; i < heads.size(); ++i) {
     int freed = 0;

@@ -2,12 +2,14 @@
 // clients leave behind, and taken away again with everything that belongs to it. One thread, but for Wake().
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "contract/message.h"
+#include "ipc/naming.h"
 #include "ipc/queue.h"
 #include "ipc/queue_semaphores.h"
 #include "ipc/shared_memory.h"
@@ -30,7 +32,7 @@ class QueueOwner {
   std::string Create();
 
   // Wakes and fails every reader, removes all kernel objects, the control file and, if Create made it and it
-  // is empty, its directory. Create may follow.
+  // is empty, its directory. Only detaches when another engine has taken the name over. Create may follow.
   void Remove();
 
   // Waits until something is put to the engine's head, at most wait_ms; a signal ends it early. False when
@@ -38,9 +40,13 @@ class QueueOwner {
   bool WaitForRequest(int wait_ms);
   void Wake() { semaphores_.implPut_ID(engine_semaphore_); }  // any thread, between Create and Remove
 
-  // Takes the next request, if there is one; see CIPCQueue::KeyTryGet. A head that has lost its place as a
-  // channel is opened again.
-  long TakeRequest(TCLIMessage& request, bool& taken);
+  // Finds the engine's head, or claims another one if somebody has overwritten it. Create has opened it.
+  bool OpenHead();
+
+  // Takes the next request, if there is one; see CIPCQueue::KeyTryGet.
+  long TakeRequest(TCLIMessage& request, bool& taken) {
+    return queue_->KeyTryGet(engine_key_, request, taken);
+  }
 
   long PutAnswer(_TIPCIdentifier client, const TCLIMessage& record) { return queue_->Put(client, record); }
 
@@ -75,9 +81,10 @@ class QueueOwner {
   uint16_t slots_;
   std::string control_file_;  // ours to remove; as built for this instance
   std::string made_directory_;
+  std::optional<IpcKeys> keys_;
   std::optional<CkesSharedMemory> block_;  // the creator's handle
   QueueSemaphores semaphores_;
   std::optional<CIPCQueue<TCLIMessage>> queue_;
   long engine_key_ = -1;
-  uint16_t engine_semaphore_ = 0;
+  std::atomic<uint16_t> engine_semaphore_ = 0;
 };

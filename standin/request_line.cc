@@ -32,8 +32,9 @@ std::string hex_of(const uint8_t* bytes, size_t count) {
 
 std::string hex_of(const TIdentifierBlock& block) { return hex_of(block.bytes, sizeof(block.bytes)); }
 
+// Packed members are copied by a plus sign: a reference to one may be misaligned.
 void add_definition(Json& fields, const TPolicyDefinition& definition) {
-  fields["numbers"] = {definition.numbers[0], definition.numbers[1], definition.numbers[2]};
+  fields["numbers"] = {+definition.numbers[0], +definition.numbers[1], +definition.numbers[2]};
   fields["identifier"] = hex_of(definition.identifier);
   fields["pattern"] = text_of(definition.pattern);
   fields["host"] = text_of(definition.host_pattern);
@@ -46,7 +47,6 @@ Json edge_policy_fields(const EdgePolicyPayload& policy) {
   add_definition(fields, policy.definition);
   const TEdgeKey& key = policy.key;
   fields["key"] = hex_of(key.bytes, sizeof(key.bytes));
-  // Braces would bind references to packed members.
   fields["settings"] = {+key.setting_6, +key.setting_8, +key.setting_12, +key.limit_16, +key.setting_36};
   fields["number"] = +key.number;
   return fields;

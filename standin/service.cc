@@ -7,6 +7,7 @@
 #include <thread>
 
 #include "ipc/naming.h"
+#include "runtime/thread_library.h"
 #include "standin/messages.h"
 
 namespace {
@@ -49,6 +50,8 @@ void StandInEngine::Tell(Notice notice, const std::string& text) const {
 }
 
 std::string StandInEngine::Start() {
+  // Before there can be a serving thread that the runtime would take for the main one.
+  CkesThreadLibrary::Initialize();
   std::string wrong = queue_.Create();
   if (!wrong.empty()) return wrong;
   const FaultEffects effects = options_.faults.AtStart();
@@ -64,18 +67,22 @@ void StandInEngine::Stop() {
 }
 
 bool StandInEngine::Run() {
-  auto next_reaping = Clock::now();
+  auto next_look_round = Clock::now();
   bool queue_is_ours = true;
   while (!stop_ && queue_is_ours) {
     queue_is_ours = Rest();
     TakeRequests();
     AdvanceJobs();
-    if (Clock::now() < next_reaping) continue;
-    Reap();
-    next_reaping = Clock::now() + milliseconds(kLookRoundMs);
+    if (Clock::now() < next_look_round) continue;
+    LookRound();
+    next_look_round = Clock::now() + milliseconds(kLookRoundMs);
   }
-  if (!queue_is_ours) Tell(Notice::kProblem, "somebody took the queue away");
-  End();
+  if (queue_is_ours) {
+    End();
+  } else {
+    Tell(Notice::kProblem, "somebody took the queue away");
+  }
+  queue_.Remove();
   return queue_is_ours;
 }
 
@@ -168,10 +175,10 @@ bool StandInEngine::Advance(Job& job) {
   return true;
 }
 
-// Puts what there is room for, in one round no more than the queue holds. True when all is put or, for the
+// Puts what there is room for, in one go no more than the queue holds. True when all is put or, for the
 // reason given in `wrong`, never will be.
 bool StandInEngine::PutRecords(Job& job, std::string& wrong) {
-  for (int round = 0; round < queue_.slots(); ++round) {
+  for (int round = 0; round <= queue_.slots(); ++round) {
     if (!job.record_waits && !job.answer.Next(job.record)) return true;
     job.record_waits = true;
     const bool whole = job.record.kind == CLI_SINGLE;
@@ -189,7 +196,8 @@ bool StandInEngine::PutRecords(Job& job, std::string& wrong) {
   return false;
 }
 
-void StandInEngine::Reap() {
+void StandInEngine::LookRound() {
+  queue_.OpenHead();
   const int reaped = queue_.Reap();
   if (reaped > 0) Tell(Notice::kDetail, "freed " + std::to_string(reaped) + " heads of dead clients");
 }
@@ -203,7 +211,6 @@ void StandInEngine::End() {
   for (TakeRequests(), AdvanceJobs(); !jobs_.empty() && Clock::now() < deadline; AdvanceJobs()) rest();
   queue_.SetState(IPCQUEUE_CLOSE);
   while (queue_.AnswersUnread() && Clock::now() < deadline) rest();
-  queue_.Remove();
 }
 
 std::vector<ServedRequest> StandInEngine::Requests() const {

@@ -93,7 +93,7 @@ class StandInEngine {
   bool PutRecords(Job& job, std::string& wrong);
   bool Rest();
   void StayFull();
-  void Reap();
+  void LookRound();
   void End();
   void Tell(Notice notice, const std::string& text) const;
 

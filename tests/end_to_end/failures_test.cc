@@ -1,10 +1,13 @@
 // What an operator sees when there is no engine, a dead, closing, full or dying one, or one that answers
 // nonsense.
 #include <gtest/gtest.h>
+#include <sys/shm.h>
 
 #include <memory>
 #include <string>
 
+#include "ipc/channel.h"
+#include "ipc/naming.h"
 #include "tests/end_to_end/scripted_engine.h"
 #include "tests/support/program.h"
 
@@ -61,6 +64,22 @@ TEST(Failures, ADeadEngine) {
   engine_process()->kill();
   EXPECT_TRUE(CommandQueue(CLI_IPC_NAME, false).IsInitialized()) << "its queue is still there";
   expect_dump_fails_with("-2");
+}
+
+// Each failed open frees what the one before has left.
+TEST(Failures, ManyFailedOpensHoldOneQueue) {
+  engine_process()->kill();
+  const auto attached = [] {
+    IpcKeys keys;
+    shmid_ds status{};
+    if (impl_ipc_keys(CLI_IPC_NAME, keys)) shmctl(shmget(keys.segment, 1, 0), IPC_STAT, &status);
+    return status.shm_nattch;
+  };
+  for (int i = 0; i < 50; ++i) ASSERT_EQ(zarn_ipc_openx(), -1244);
+  EXPECT_EQ(attached(), 1u);
+  EXPECT_EQ(zarn_ipc_closex(), 0);
+  EXPECT_EQ(attached(), 0u);
+  EXPECT_EQ(zarn_ipc_closex(), -249);
 }
 
 TEST(Failures, AClosingEngine) {

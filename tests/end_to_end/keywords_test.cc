@@ -42,8 +42,6 @@ const std::string kUpdatedKey = bytes(
     "\x00\x01\x64\x7f\x18\x00\x05\x00\x0f\x00\x00\x00\x00\x00\x00\x00\xff\xff\xff\xff"
     "\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x03\x00\x00\x00\x00\x00\x00\x00");
 const std::string kNumbers111 = bytes("\x01\x00\x00\x00\x01\x00\x00\x00\x01\x00\x00\x00");
-const std::string kNumbers222 = bytes("\x02\x00\x00\x00\x02\x00\x00\x00\x02\x00\x00\x00");
-const std::string kNumbers333 = bytes("\x03\x00\x00\x00\x03\x00\x00\x00\x03\x00\x00\x00");
 const std::string kNumbers213 = bytes("\x02\x00\x00\x00\x01\x00\x00\x00\x03\x00\x00\x00");
 const std::string kAny = bytes(".*\0");
 
@@ -126,41 +124,17 @@ std::vector<Exchange> many_edges(int count, int32_t answer) {
 std::vector<Row> rows() {
   return {
       {{"stopeng"}, {{101, 0, {}, 1}}, "Stop the engine here!\nStopped the engine successfully!\n", 0},
-      {{"stopeng", "surplus"},
-       {{101, 0, {}, -9}},
-       "Stop the engine here!\n\aERROR: Stop of the engine failed [-9]\n",
-       0},
-      {{"cleareng"}, {{113, 0, {}, 1}}, "Clear the engine here!\nCleared the engine successfully!\n", 0},
       {{"cleareng"},
-       {{113, 0, {}, 0}},
-       "Clear the engine here!\n\aERROR: Clear of the engine failed [0]\n",
+       {{113, 0, {}, -9}},
+       "Clear the engine here!\n\aERROR: Clear of the engine failed [-9]\n",
        0},
       {{"addedgepolicy"},
        {first_edge(1)},
        "Add a single Edge Policy here!\nAdded edge policy successfully!\n",
        0},
-      {{"addedgepolicy"},
-       {first_edge(5)},
-       "Add a single Edge Policy here!\n\aERROR: Add edge policy failed [5]\n",
-       0},
-      {{"addedgepolicy", "3"},
-       {first_edge(1), edge(kNumbers222, -4), edge(kNumbers333, 1)},
-       "Add multiple edge policies\n  count [3]\nAdding [3] Edge Policies here!\n"
-       ".\aERROR: Add edge policy failed [-4]\n.\nAll edge policies successfully added!\n",
-       0},
-      {{"addedgepolicy", "0"},
-       {},
-       "Add multiple edge policies\n  count [0]\nAdding [0] Edge Policies here!\n\n"
-       "All edge policies successfully added!\n",
-       0},
       {{"addedgepolicy", "-1"},
        many_edges(14, 1),
        "Add multiple edge policies\n  count [14]\nAdding [14] Edge Policies here!\n..............\n"
-       "All edge policies successfully added!\n",
-       0},
-      {{"addedgepolicy", "4294967297"},
-       {first_edge(1)},
-       "Add multiple edge policies\n  count [1]\nAdding [1] Edge Policies here!\n.\n"
        "All edge policies successfully added!\n",
        0},
       {{"removeedgepolicy", " +300x"},
@@ -168,80 +142,39 @@ std::vector<Row> rows() {
        "Mgt policy UUID to be removed [300]\nRemove an Edge Policy here!\nRemoved edge policy "
        "successfully!\n",
        0},
-      {{"removeedgepolicy"},
-       {{117, 4, {{0, bytes("\x00\x00\x00\x00")}}, -7}},
-       "Didn't pass a mgt policy UUID to be removed.\nMgt policy UUID to be removed [0]\n"
-       "Remove an Edge Policy here!\n\aERROR: Remove edge policy failed [-7]\n",
-       0},
-      {{"addthreshold"}, {first_threshold(1)}, "Adding [1] Threshold(s) here!\n.\n", 0},
       {{"addthreshold", "7"},
        {first_threshold(1), second_threshold(-3)},
        "Add multiple thresholds\n  count [3]\nAdding [3] Threshold(s) here!\n"
        ".\aERROR: Add threshold failed [-3]\n\n",
        0},
-      {{"addthreshold", "0"},
-       {},
-       "Add multiple thresholds\n  count [0]\nAdding [0] Threshold(s) here!\n\n",
-       0},
       {{"updatethreshold"},
        {update_threshold(1)},
        "Update a Threshold here!\nUpdated threshold successfully!\n",
        0},
-      {{"updatethreshold"},
-       {update_threshold(-1)},
-       "Update a Threshold here!\n\aERROR: Update threshold failed [-1]\n",
-       0},
       {{"removethreshold"},
        {remove_threshold(1)},
        "Remove a Threshold here!\nRemoved threshold successfully!\n",
-       0},
-      {{"removethreshold"},
-       {remove_threshold(2)},
-       "Remove a Threshold here!\n\aERROR: Remove threshold failed [2]\n",
-       0},
-      {{"updateedgepolicy"},
-       {update_edge(1)},
-       "Update an Edge Policy here!\nUpdated edge policy successfully!\n",
        0},
       {{"updateedgepolicy"},
        {update_edge(8)},
        "Update an Edge Policy here!\n\aERROR: Update edge policy failed [8]\n",
        254},
       {{"requestdataupload"},
-       {upload(50, 1)},
-       "Didn't pass a requestID.\nRequest ID [50]\nTest good data upload\nRequest data upload "
-       "successfully!\n",
+       {upload(50, 2)},
+       "Didn't pass a requestID.\nRequest ID [50]\nTest good data upload\n"
+       "  Request data upload worked, but NO data to upload.\n",
        0},
-      {{"requestdataupload", "9"},
-       {upload(9, 2)},
-       "Request ID [9]\nTest good data upload\n  Request data upload worked, but NO data to upload.\n",
-       0},
-      {{"requestdataupload", "abc"},
-       {upload(0, 3)},
-       "Request ID [0]\nTest good data upload\n  \aERROR: Request Data upload failed [3]\n",
-       254},
-      {{"setuploadschedule", "5"},
-       {schedule(bytes("\x00\x00"), -4), schedule(bytes("\x05\x01"), 1)},
-       "Using startHour[5] interval[1]\nTest with bad interval[0]\n"
-       "mar_set_upload_schedule failed[-4] as it should.\nTest with input values.\n"
-       "mar_set_upload_schedule worked with input values startHour[5] interval[1].\n",
-       1},
       {{"setuploadschedule", "300", "2"},
-       {schedule(bytes("\x00\x00"), 1), schedule(bytes("\x2c\x02"), 6)},
+       {schedule(bytes("\x00\x00"), -4), schedule(bytes("\x2c\x02"), 1)},
        "Using startHour[300] interval[2]\nTest with bad interval[0]\n"
-       "\aERROR: mar_set_upload_schedule worked with bad interval[0].\nTest with input values.\n"
-       "\aERROR: mar_set_upload_schedule failed[6].\n",
-       6},
-      {{"dump"}, {{125, 0, {}, 1}}, "mar_dump worked!\n", 0},
+       "mar_set_upload_schedule failed[-4] as it should.\nTest with input values.\n"
+       "mar_set_upload_schedule worked with input values startHour[300] interval[2].\n",
+       1},
       {{"dump"}, {{125, 0, {}, 7}}, "\aERROR: mar_dump failed[7].\n", 1},
       {{"debug", "3"},
        {{126, 4, {{0, bytes("\x03\x00\x00\x00")}}, 1}},
        "Using LogLevel[3]\nmar_debug worked!\n",
        0},
-      {{"debug"},
-       {{126, 4, {{0, bytes("\x00\x00\x00\x00")}}, -5}},
-       "Using LogLevel[0]\n\aERROR: mar_debug failed[-5].\n",
-       1},
   };
 }
 
@@ -283,27 +216,5 @@ TEST(Keywords, QueueTheirRecordsAndTellTheOutcome) {
     EXPECT_EQ(t1.output(), row.output);
     EXPECT_EQ(t1.status(), row.status);
     EXPECT_EQ(engine.made().u16(0), 0) << "records left in the queue";
-  }
-}
-
-TEST(Keywords, OnesThatSendNothing) {
-  const std::string syntax =
-      "t1 CLI_COMMAND {cli_parms ...}\n\nwhere CLI_COMMAND "
-      "is:\nstopeng\ncleareng\naddedgepolicy\nremoveedgepolicy\n"
-      "addthreshold\nupdatethreshold\nremovethreshold\nupdateedgepolicy\nrequestdataupload\nsetuploadschedule"
-      "\ndump\n"
-      "debug\nclis\n";
-  for (const auto& [arguments, output] :
-       std::vector<std::pair<std::vector<std::string>, std::string>>{{{}, ""},
-                                                                     {{"STOPENG"}, ""},
-                                                                     {{"/l3"}, syntax},
-                                                                     {{"/l3", "stopeng"}, syntax},
-                                                                     {{"/l"}, ""},
-                                                                     {{""}, ""}}) {
-    std::vector<std::string> command{T1_PATH};
-    command.insert(command.end(), arguments.begin(), arguments.end());
-    Program t1(command);
-    EXPECT_EQ(t1.output(), output);
-    EXPECT_EQ(t1.status(), 1);
   }
 }

@@ -2,10 +2,15 @@
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 
+#include <algorithm>
 #include <cstdlib>
+#include <cstring>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "engine_client/exchange.h"
+#include "ipc/naming.h"
 #include "tests/end_to_end/scripted_engine.h"
 
 namespace {
@@ -83,6 +88,29 @@ TEST_F(LongAnswers, TakeFromEachRecordNoMoreThanItHolds) {
   ASSERT_TRUE(
       engine.send(*request, 99, INT32_MAX, piece(10240, 10240)));  // any kind but 3 is a middle record
   ASSERT_TRUE(engine.send(*request, CLI_END, 3, piece(2 * 10240, 3)));
+  EXPECT_EQ(client.result(), 1);
+}
+
+// What the client's stack and heap held before must reach neither the queue nor the caller.
+TEST_F(LongAnswers, AndShortOnesCarryNoOldMemory) {
+  Child client([] {
+    unsigned char stack[64 << 10];
+    std::vector<std::unique_ptr<unsigned char[]>> heap(8);
+    memset(stack, 0xAA, sizeof stack);
+    for (auto& block : heap)
+      block.reset(static_cast<unsigned char*>(memset(new unsigned char[10240], 0xAA, 10240)));
+    heap.clear();
+    unsigned char* answer = nullptr;
+    long result = stack[GetProcessID() % 1000] == 0xAA ? 1 : 0;
+    result &= zarn_send_and_rcv_long_msg(kDump, sizeof kDump, &answer, 0);
+    for (int i = 4; i < CLI_MAX_BUFFER_SIZE; ++i) result &= answer[i] == 0 ? 1 : 0;
+    std::free(answer);
+    return result;
+  });
+  const auto request = engine.request();
+  ASSERT_TRUE(request.has_value());
+  EXPECT_EQ(std::count(std::begin(request->data), std::end(request->data), 0), 10240);
+  ASSERT_TRUE(engine.send(*request, CLI_SINGLE, 4, ScriptedEngine::reply(1200, 1)));
   EXPECT_EQ(client.result(), 1);
 }
 

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
+#include <sys/time.h>
 
 #include <list>
 #include <optional>
@@ -84,6 +85,23 @@ TEST(Standin, AnswersEachOfManyClientsItsOwn) {
   EXPECT_TRUE(eventually([&] { return engine.at_rest(); }));
 }
 
+// Signals a thousand times a second, to a handler that lets no call restart by itself.
+TEST(Standin, ClientsTakeNoHarmFromSignals) {
+  Standin engine({"--fault", "*:echo,delay=5"});
+  ASSERT_TRUE(engine.ready);
+  Child client([] {
+    struct sigaction ignore {};
+    ignore.sa_handler = [](int) {};
+    sigaction(SIGALRM, &ignore, nullptr);
+    const itimerval often{{0, 1000}, {0, 1000}};
+    setitimer(ITIMER_REAL, &often, nullptr);
+    long result = 1;
+    for (uint32_t round = 0; round < 50 && result == 1; ++round) result = echo(round);
+    return result;
+  });
+  EXPECT_EQ(client.result(), 1);
+}
+
 TEST(Standin, ServesManyMoreClientsThanItHasHeads) {
   Standin engine({"--slots", "4"});
   ASSERT_TRUE(engine.ready);
@@ -106,7 +124,8 @@ TEST(Standin, SurvivesAClientKilledAtAnyStep) {
     status = t1.status();
     ASSERT_TRUE(status == 128 + SIGKILL || status == 0) << status;
     // The engine itself holds it now and then.
-    ASSERT_TRUE(eventually([&] { return semctl(engine.lock_set, kLockSem, GETVAL) == 0; })) << "step " << step;
+    ASSERT_TRUE(eventually([&] { return semctl(engine.lock_set, kLockSem, GETVAL) == 0; }))
+        << "step " << step;
     ASSERT_EQ(dump_output(), "mar_dump worked!\n") << "step " << step;
   }
   EXPECT_GT(step, 13) << "an exchange has more semaphore operations";

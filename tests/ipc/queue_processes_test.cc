@@ -1,5 +1,6 @@
 // Several processes on one queue: blocked readers and writers, dying creators, withdrawn heads.
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 #include <sys/sem.h>
 
 #include <memory>
@@ -108,6 +109,35 @@ TEST_F(OwnQueue, AWriterMayWaitForRoom) {
       eventually([&] { return semctl(set, kLockSem, GETVAL) == 1 && semctl(set, kLockSem, GETZCNT) == 1; }));
   writer.kill();
   EXPECT_EQ(queue.KeyPut(0, numbered(7)), QUEUE_CLOSED);
+}
+
+// The writer dies in the middle of the long copy: its message ends at a page that cannot be read.
+TEST_F(OwnQueue, AWriterKilledInTheCopyHasChangedNothing) {
+  CommandQueue queue(CLI_IPC_NAME, false);
+  long key = -1;
+  ASSERT_EQ(queue.OpenChannel(ZARNENGINE_ID, &key), 0);
+  ASSERT_EQ(queue.KeyPut(key, numbered(1)), 0);
+  const auto fields = [&] {
+    std::vector<uint8_t> all(made.at(0), made.at(made.slot(0)));
+    for (uint32_t k = 0; k < 4; ++k) {
+      const uint8_t* const next = made.at(made.slot(k) + 10260);
+      all.insert(all.end(), next, next + 4);
+    }
+    return all;
+  };
+  const auto before = fields();
+  const long page = sysconf(_SC_PAGESIZE);
+  auto* pages = static_cast<uint8_t*>(mmap(nullptr, static_cast<size_t>(4 * page), PROT_READ | PROT_WRITE,
+                                           MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
+  ASSERT_EQ(mprotect(pages + 2 * page, static_cast<size_t>(2 * page), PROT_NONE), 0);
+  Child writer([&] {
+    signal(SIGSEGV, SIG_DFL);  // a sanitizer would have it
+    CommandQueue own(CLI_IPC_NAME, false);
+    return own.KeyPut(key, *reinterpret_cast<TCLIMessage*>(pages));
+  });
+  EXPECT_EQ(writer.result(), Child::kNoResult);
+  EXPECT_EQ(fields(), before);
+  EXPECT_EQ(queue.KeyPut(key, numbered(2)), 0);  // the lock is free, and so is the slot
 }
 
 TEST_F(QueueOfAnother, AReaderOutlivesItsCreator) {

@@ -24,6 +24,7 @@ TEST(FaultPlan, RefusesWhatItDoesNotUnderstand) {
       {"dump%101:silent", "\"101\" is not a percentage"},
       {"dump:", "\"\" is no fault"},
       {"dump:silent,", "\"\" is no fault"},
+      {"start:full,silent", "\"silent\" needs a request"},
       {"dump:sillent", "\"sillent\" is no fault"},
       {"dump:silent=1", "\"silent\" takes no value"},
       {"dump:result", "\"result\" needs a value"},
@@ -33,6 +34,7 @@ TEST(FaultPlan, RefusesWhatItDoesNotUnderstand) {
       {"dump:size=-1", "\"size=-1\": the value is no number in range"},
   };
   for (const auto& row : rows) EXPECT_EQ(FaultPlan().Add(row.text), row.want) << row.text;
+  for (const FaultAction& action : fault_actions()) EXPECT_EQ(FaultPlan().Add(action.example), "");
 }
 
 TEST(FaultPlan, HitsTheRequestsItNames) {

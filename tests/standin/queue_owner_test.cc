@@ -88,6 +88,16 @@ TEST(QueueOwner, LeavesALivingEngineAloneAndReplacesADeadOne) {
   EXPECT_EQ(kernel_objects(), 3);
 }
 
+TEST(QueueOwner, LeavesItsSuccessorAlone) {
+  QueueOwner owner(CLI_IPC_NAME, 2);
+  ASSERT_EQ(owner.Create(), "");
+  CkesSharedMemory successor(CLI_IPC_NAME, 12 + 10280, true);  // takes over our larger segment
+  ASSERT_TRUE(successor.IsInitialized());
+  owner.Remove();
+  EXPECT_FALSE(segment_bytes(CLI_IPC_NAME).empty());
+  EXPECT_TRUE(CkesSharedMemory(CLI_IPC_NAME, false).CreatorAlive());
+}
+
 TEST(QueueOwner, SaysWhyThereIsNoQueue) {
   QueueOwner nowhere("/nowhere/at/all", 2);
   EXPECT_EQ(nowhere.Create(), "control file /nowhere/at/all: No such file or directory");
@@ -114,7 +124,7 @@ TEST(QueueOwner, FreesTheHeadsOfTheDeadAndOfNobodyElse) {
   ASSERT_TRUE(eventually([] { return segment_bytes(CLI_IPC_NAME)[12 + 16] == HEAD_READER; }));
   Child idle([] { return pause(); });
   const _TIPCIdentifier unread{static_cast<uint32_t>(idle.pid()), 1};
-  const _TIPCIdentifier nonsense{0x80000005, 1};  // as a signal's target: process group 5 of this machine
+  const _TIPCIdentifier nonsense{0u - static_cast<uint32_t>(getpgrp()), 1};  // to kill(), our living group
   const _TIPCIdentifier living{self, 1};
   for (const auto& client : {unread, unread, nonsense, living}) ASSERT_EQ(owner.PutAnswer(client, record), 0);
   EXPECT_EQ(owner.Reap(), 1) << "the nonsense";
@@ -122,9 +132,11 @@ TEST(QueueOwner, FreesTheHeadsOfTheDeadAndOfNobodyElse) {
   idle.kill();
   EXPECT_EQ(owner.Reap(), 2);
   EXPECT_EQ(owner.Reap(), 0);
+  owner.Discard(ZARNENGINE_ID);  // as for a request that names the engine as its sender
 
   const auto bytes = segment_bytes(CLI_IPC_NAME);
   EXPECT_EQ(bytes[0], 1) << "what the living client has not read";
+  EXPECT_EQ(bytes[12], HEAD_CHANNEL) << "the engine's own head";
   const std::vector<int> posts = semaphore_values(CLI_IPC_NAME, 3);
   EXPECT_EQ(posts, (std::vector<int>{1, 0, 0, 0, 0, 0, 1, 0}));
   for (uint32_t thread = 2; thread < 6; ++thread) {

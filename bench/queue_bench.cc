@@ -1,0 +1,197 @@
+// A round trip on an open queue, a whole guarded exchange, and t1 from start to exit, each beside its floor
+// and what a user would take instead. Client and servers on a core each, or all on one:
+//   build/bench/bench/queue_bench [one-core] [T1 STATIC_ONE_SHOT]
+#include <mqueue.h>
+#include <spawn.h>
+#include <sys/msg.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
+
+#include <csignal>
+#include <cstdlib>
+#include <string>
+
+#include "bench/floor.h"
+#include "bench/side_by_side.h"
+#include "contract/names.h"
+#include "engine_client/exchange.h"
+#include "ipc/channel.h"
+#include "ipc/naming.h"
+#include "standin/queue_owner.h"
+#include "tests/support/isolation.h"
+
+namespace {
+
+constexpr _TIPCIdentifier kClient{1, 1};
+bool one_core = false;
+
+// A server in a process of its own, on the other core, until the benchmark ends.
+template <typename Serve>
+void start_server(Serve serve) {
+  if (fork() != 0) return;
+  prctl(PR_SET_PDEATHSIG, SIGTERM);
+  if (!one_core) pin_to_core(1);
+  serve();
+  _exit(1);
+}
+
+// The stand-in's queue with a server that echoes: no decoding, no decisions.
+void serve_queue(int ready) {
+  QueueOwner owner(CLI_IPC_NAME, 16);
+  if (!owner.Create().empty()) return;
+  if (write(ready, "r", 1) != 1) return;
+  CIPCQueue<TCLIMessage> queue(CLI_IPC_NAME, false);
+  long key = -1;
+  if (queue.OpenChannel(ZARNENGINE_ID, &key) != 0) return;
+  TCLIMessage message;
+  while (queue.KeyGet(key, message) == 0 && queue.Put(message.sender, message) == 0) continue;
+}
+
+struct PosixQueues {
+  mqd_t to_server, to_client;
+  static mqd_t open_one(const char* name) {
+    mq_attr attributes{};
+    attributes.mq_maxmsg = 4;
+    attributes.mq_msgsize = sizeof(TCLIMessage);
+    mq_unlink(name);
+    const mqd_t queue = mq_open(name, O_CREAT | O_RDWR | O_CLOEXEC, 0600, &attributes);
+    if (queue == -1) std::perror("mq_open");
+    mq_unlink(name);
+    return queue;
+  }
+};
+
+struct SysvMessage {
+  long type;
+  TCLIMessage message;
+};
+
+FloorQueue serve_floor() {
+  const FloorQueue floor = FloorQueue::create();
+  start_server([floor] {
+    FloorQueue own = floor;
+    TCLIMessage message;
+    for (;;) {
+      own.get(0, message);
+      own.put(1, message);
+    }
+  });
+  return floor;
+}
+
+void floor_round_trip(FloorQueue& floor) {
+  static TCLIMessage message{};
+  floor.put(0, message);
+  floor.get(1, message);
+}
+
+// A limit of this IPC namespace that is lower than our record.
+void raise_limit(const char* file) {
+  std::FILE* limit = std::fopen(file, "we");
+  if (limit == nullptr) return;
+  std::fputs("16384", limit);
+  std::fclose(limit);
+}
+
+Competitor posix_competitor() {
+  raise_limit("/proc/sys/fs/mqueue/msgsize_max");
+  const PosixQueues queues{PosixQueues::open_one("/mar_bench_a"), PosixQueues::open_one("/mar_bench_b")};
+  static TCLIMessage message{};
+  const auto bytes = reinterpret_cast<char*>(&message);
+  start_server([=] {
+    for (;;) {
+      mq_receive(queues.to_server, bytes, sizeof message, nullptr);
+      mq_send(queues.to_client, bytes, sizeof message, 0);
+    }
+  });
+  return {"POSIX message queues", [=] {
+            mq_send(queues.to_server, bytes, sizeof message, 0);
+            mq_receive(queues.to_client, bytes, sizeof message, nullptr);
+          }};
+}
+
+Competitor sysv_competitor() {
+  raise_limit("/proc/sys/kernel/msgmax");
+  const int queue = msgget(IPC_PRIVATE, IPC_CREAT | 0600);
+  static SysvMessage message{1, {}};
+  start_server([=] {
+    for (;;) {
+      msgrcv(queue, &message, sizeof message.message, 1, 0);
+      message.type = 2;
+      msgsnd(queue, &message, sizeof message.message, 0);
+    }
+  });
+  return {"System V message queue", [=] {
+            message.type = 1;
+            if (msgsnd(queue, &message, sizeof message.message, 0) != 0) std::abort();
+            msgrcv(queue, &message, sizeof message.message, 2, 0);
+          }};
+}
+
+Competitor queue_competitor() {
+  static CIPCQueue<TCLIMessage> queue(CLI_IPC_NAME, false);
+  static long key = -1;
+  if (queue.OpenChannel(ZARNENGINE_ID, &key) != 0) std::abort();
+  return {"CIPCQueue", [] {
+            static TCLIMessage message{};
+            message.sender = kClient;
+            if (queue.KeyPut(key, message) != 0 || queue.Get(kClient, message) != 0) std::abort();
+          }};
+}
+
+// Is the engine there? Open, put, get, close.
+void floor_exchange(FloorQueue floor, const IpcKeys& keys) {
+  const key_t all[] = {keys.segment_semaphores, keys.segment, keys.queue_semaphores};
+  benchmark::DoNotOptimize(getpid());
+  floor.open(CLI_IPC_NAME, all);
+  floor.close();
+  floor.open(CLI_IPC_NAME, all);
+  floor.lock();  // finding the engine's head
+  floor.unlock();
+  benchmark::DoNotOptimize(getpid());
+  floor_round_trip(floor);
+  floor.close();
+}
+
+Competitor exchange_competitor() {
+  return {"zarn_send_and_rcv", [] {
+            static const unsigned char request[8] = {0, 0, 0, 0, 0, 0, 0, 127};
+            static unsigned char reply[CLI_MAX_BUFFER_SIZE];
+            if (zarn_send_and_rcv(request, sizeof request, reply) != 1) std::abort();
+          }};
+}
+
+Competitor program(const char* path, const char* argument) {
+  return {path, [=] {
+            char* const command[] = {const_cast<char*>(path), const_cast<char*>(argument), nullptr};
+            pid_t child = -1;
+            if (posix_spawn(&child, path, nullptr, nullptr, command, environ) != 0) std::abort();
+            waitpid(child, nullptr, 0);
+          }};
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (const char* refused = isolate_process()) return std::perror(refused), 1;
+  one_core = argc > 1 && std::string(argv[1]) == "one-core";
+  pin_to_core(0);
+  FloorQueue floor = serve_floor();
+  std::vector<Competitor> round_trips = {
+      {"floor", [&] { floor_round_trip(floor); }}, posix_competitor(), sysv_competitor()};
+  int ready[2];
+  if (pipe(ready) != 0) return 1;
+  start_server([&] { serve_queue(ready[1]); });
+  char byte = 0;
+  if (read(ready[0], &byte, 1) != 1) return 1;
+  round_trips.insert(round_trips.begin() + 1, queue_competitor());
+  side_by_side("Round trip on an open queue, 10260 bytes each way", round_trips, 200, 100);
+  IpcKeys keys;
+  if (!impl_ipc_keys(CLI_IPC_NAME, keys)) return 1;
+  side_by_side("Whole guarded exchange",
+               {{"floor", [&] { floor_exchange(floor, keys); }}, exchange_competitor()}, 200, 50);
+  if (argc > 2) {
+    const int last = argc - 1;
+    side_by_side("From start to exit", {program(argv[last], ""), program(argv[last - 1], "")}, 300, 1);
+  }
+}

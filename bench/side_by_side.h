@@ -1,0 +1,50 @@
+// Competitors measured in turn, batch by batch, in one run: what disturbs one disturbs all, and the medians'
+// ratios hold when the times themselves do not.
+#pragma once
+
+#include <sched.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <functional>
+#include <string>
+#include <vector>
+
+struct Competitor {
+  std::string name;
+  std::function<void()> once;
+};
+
+// Times `batches` batches of `batch_size` calls of each, and prints median microseconds of one call and the
+// ratio to the first competitor.
+inline void side_by_side(const std::string& title, const std::vector<Competitor>& competitors, int batches,
+                         int batch_size) {
+  using Clock = std::chrono::steady_clock;
+  std::vector<std::vector<double>> times_us(competitors.size());
+  for (int batch = 0; batch < batches; ++batch) {
+    for (size_t i = 0; i < competitors.size(); ++i) {
+      const auto start = Clock::now();
+      for (int call = 0; call < batch_size; ++call) competitors[i].once();
+      const std::chrono::duration<double, std::micro> took = Clock::now() - start;
+      times_us[i].push_back(took.count() / batch_size);
+    }
+  }
+  std::printf("%s\n", title.c_str());
+  double first = 0;
+  for (size_t i = 0; i < competitors.size(); ++i) {
+    auto& times = times_us[i];
+    std::nth_element(times.begin(), times.begin() + batches / 2, times.end());
+    const double median = times[static_cast<size_t>(batches) / 2];
+    if (i == 0) first = median;
+    std::printf("  %-28s %9.2f us   %.3f\n", competitors[i].name.c_str(), median, median / first);
+  }
+}
+
+// Keeps the calling process on one core.
+inline void pin_to_core(int core) {
+  cpu_set_t cores;
+  CPU_ZERO(&cores);
+  CPU_SET(static_cast<size_t>(core), &cores);
+  sched_setaffinity(0, sizeof cores, &cores);
+}
