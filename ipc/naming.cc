@@ -5,6 +5,8 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <climits>
+#include <csignal>
 #include <cstring>
 
 #include "contract/names.h"
@@ -44,6 +46,11 @@ int getAndRemoveSharedMemory(int key, unsigned long size) {
   const int memory = shmget(key, size, 0666);
   if (memory == -1) return 0;
   return shmctl(memory, IPC_RMID, nullptr) == 0 ? 0 : errno;
+}
+
+bool process_is_gone(uint32_t process_id) {
+  if (process_id == 0 || process_id > INT_MAX) return true;  // would address groups of processes
+  return kill(static_cast<pid_t>(process_id), 0) != 0 && errno == ESRCH;
 }
 
 namespace {

@@ -22,6 +22,10 @@ int GetProcessID();
 // {processId, calling thread's id cut to 32 bits}
 _TIPCIdentifier GetIpcIdentifier(int processId);
 
+// Whether no process has this number any more. One that we may not signal lives. Numbers speak of the
+// caller's process namespace: a user in another one looks gone.
+bool process_is_gone(uint32_t process_id);
+
 // Removes the shared memory segment of `key`, if there is one of at least `size` bytes. Returns 0, also when
 // there is none, or the errno of the failed removal. For an engine's clean-up; no client calls it.
 int getAndRemoveSharedMemory(int key, unsigned long size);

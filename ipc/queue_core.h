@@ -5,6 +5,7 @@
 // used; a number that cannot be right gives a failure code and nothing is stored.
 #pragma once
 
+#include <bitset>
 #include <cstddef>
 #include <cstdint>
 #include <optional>
@@ -48,6 +49,13 @@ class QueueCore {
   // QUEUE_GET_FAILED (the chain is broken; nothing has changed), QUEUE_OVFL_RESET_FAILED (freed).
   long EmptyHead(uint16_t index, _TIPCIdentifier owner, int& freed);
 
+  // Puts slots that a killed process has left on no chain back on the free list, and makes itemCount tell
+  // what is queued.
+  //   recovered  receives the number of slots put back
+  // Returns 0, QUEUE_NOT_INIT, lock codes, QUEUE_GET_FAILED (a chain is broken or two share a slot; nothing
+  // has changed), QUEUE_OVFL_RESET_FAILED (done).
+  long RecoverSlots(int& recovered);
+
   QueueCore(const QueueCore&) = delete;
   QueueCore& operator=(const QueueCore&) = delete;
 
@@ -77,6 +85,8 @@ class QueueCore {
     uint8_t* slot = nullptr;
     uint32_t next = 0;
   };
+
+  using SlotSet = std::bitset<kMaxQueueSlots>;
 
   bool MapSegment();
   void Close();
@@ -109,6 +119,8 @@ class QueueCore {
   long implAwakenAll();
   long EmptyLocked(_TIPCHeadItem& head, _TIPCIdentifier owner, int& freed);
   long FreeChain(_TIPCHeadItem& head, int& freed);
+  bool MarkChain(const uint32_t& first, SlotSet& marked, int& items) const;
+  long RecoverLocked(SlotSet& chained, int& recovered);
 
   uint32_t State() const;
   uint64_t MessageSize() const { return VLayout.item_size_bytes - sizeof(uint32_t); }

@@ -68,3 +68,47 @@ long QueueCore::FreeChain(_TIPCHeadItem& head, int& freed) {
   store_shared(VHeader->itemCount, static_cast<uint16_t>(items > freed ? items - freed : 0));
   return items >= VCapacity ? VSemaphores.implResetOverflow() : 0;
 }
+
+long QueueCore::RecoverSlots(int& recovered) {
+  static constexpr char kLocation[] = "CIPCQueue::RecoverSlots()";
+  recovered = 0;
+  SlotSet chained;
+  if (const long code = LockFor(kLocation)) return code;
+  return UnlockAndReport({RecoverLocked(chained, recovered)}, kLocation);
+}
+
+// Adds a chain's slots to `marked` and their number to `items`. False where the chain leaves the slots or
+// meets one that is marked already: so also in a circle.
+bool QueueCore::MarkChain(const uint32_t& first, SlotSet& marked, int& items) const {
+  uint32_t offset = load_shared(first);
+  while (offset != 0) {
+    uint8_t* const slot = SlotAt(offset);
+    if (slot == nullptr) return false;
+    const size_t index = (offset - VLayout.slot_offset(VCapacity, 0)) / VLayout.item_size_bytes;
+    if (marked.test(index)) return false;
+    marked.set(index);
+    ++items;
+    offset = load_shared(*NextOf(slot));
+  }
+  return true;
+}
+
+long QueueCore::RecoverLocked(SlotSet& chained, int& recovered) {
+  int free = 0;
+  int queued = 0;
+  bool sound = MarkChain(VHeader->freeList, chained, free);
+  for (uint16_t i = 0; sound && i < VCapacity; ++i) sound = MarkChain(VHeads[i].firstItem, chained, queued);
+  if (!sound) return QUEUE_GET_FAILED;
+  const bool was_full = load_shared(VHeader->itemCount) >= VCapacity;
+  uint32_t free_list = load_shared(VHeader->freeList);
+  for (uint16_t i = 0; i < VCapacity; ++i) {
+    if (chained.test(i)) continue;
+    const auto offset = static_cast<uint32_t>(VLayout.slot_offset(VCapacity, i));
+    store_shared(*NextOf(VBase + offset), free_list);
+    store_shared(VHeader->freeList, offset);
+    free_list = offset;
+    ++recovered;
+  }
+  store_shared(VHeader->itemCount, static_cast<uint16_t>(queued));
+  return was_full && queued < VCapacity ? VSemaphores.implResetOverflow() : 0;
+}

@@ -6,8 +6,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <climits>
-#include <csignal>
 #include <cstring>
 
 #include "contract/names.h"
@@ -38,11 +36,6 @@ std::string remove_objects(const IpcKeys& keys) {
 }
 
 }  // namespace
-
-bool process_is_gone(uint32_t process_id) {
-  if (process_id == 0 || process_id > INT_MAX) return true;  // would address groups of processes
-  return kill(static_cast<pid_t>(process_id), 0) != 0 && errno == ESRCH;
-}
 
 void lay_out_queue(void* base, uint64_t size_bytes) {
   const QueueLayout& layout = kCommandQueueLayout;

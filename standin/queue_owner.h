@@ -14,9 +14,6 @@
 #include "ipc/queue_semaphores.h"
 #include "ipc/shared_memory.h"
 
-// Whether no process of our PID namespace has this number. One that we may not signal lives.
-bool process_is_gone(uint32_t process_id);
-
 // Lays out `size_bytes` of zeros at `base` as an empty command queue: no head claimed, head i with semaphore
 // i + 2, all slots on the free list in order.
 void lay_out_queue(void* base, uint64_t size_bytes);

@@ -67,13 +67,15 @@ struct DamagedQueue : testing::Test {
     long key = 0;
     int freed = 0;
     bool taken = false;
-    switch (pick(5)) {
+    switch (pick(6)) {
       case 0:
         return queue.OpenChannel(user, &key);
       case 1:
         return queue.EmptyHead(static_cast<uint16_t>(pick(6)), user, freed);
       case 2:
         return queue.PrivatePut(user, some_key, message, pick(2) == 1);
+      case 3:
+        return queue.RecoverSlots(freed);
       default:
         return queue.KeyTryGet(some_key, message, taken);
     }

@@ -6,6 +6,7 @@
 #include <sys/stat.h>
 
 #include "contract/names.h"
+#include "ipc/naming.h"
 #include "tests/standin/requests.h"
 #include "tests/support/child.h"
 #include "tests/support/kernel_objects.h"

@@ -1,0 +1,259 @@
+// What mar-queue shows, proves and repairs.
+#include <gtest/gtest.h>
+#include <sched.h>
+
+#include <algorithm>
+#include <functional>
+#include <list>
+#include <optional>
+#include <random>
+
+#include "tests/mar_queue/scene.h"
+#include "tests/support/kernel_objects.h"
+
+namespace {
+
+using Codes = std::vector<std::string>;
+
+// One slot queued for the engine, one for a dead process, one for a living one, one lost.
+struct WornQueue : testing::Test {
+  void SetUp() override {
+    clear_scene();
+    engine.emplace();
+    engine->put(ZARNENGINE_ID, 1);
+    engine->put(dead, 1);
+    engine->put({static_cast<uint32_t>(getpid()), 1}, 1);
+    engine->lose_slot();
+  }
+  void TearDown() override {
+    engine.reset();
+    clear_scene();
+  }
+  std::vector<uint8_t> bytes() { return engine->made.bytes(); }
+
+  const _TIPCIdentifier dead = dead_process();
+  std::optional<Engine> engine;
+};
+
+std::string output_of(const std::vector<std::string>& words) { return Program(words).output(); }
+
+}  // namespace
+
+TEST_F(WornQueue, IsShownAtAGlance) {
+  char engine_process[64], dead_line[128], own_line[128];
+  const std::string name = output_of({"cat", "/proc/" + std::to_string(getpid()) + "/comm"});
+  const std::string self = std::to_string(getpid()) + " (" + name.substr(0, name.size() - 1) + ")";
+  std::snprintf(engine_process, sizeof engine_process, "engine  %s, alive\n", self.c_str());
+  std::snprintf(dead_line, sizeof dead_line, "     1  %-24s idle           1      1       0  x\n",
+                (std::to_string(dead.process_id) + " ended").c_str());
+  std::snprintf(own_line, sizeof own_line, "     2  %-24s idle           1      1       0  #\n",
+                self.c_str());
+  EXPECT_EQ(output_of({MAR_QUEUE_PATH, "show"}),
+            std::string("/var/zarn/controls_cl.zarn   queue open   lock free\n") + engine_process +
+                "slots   4: 3 queued, 0 free, 1 LOST\n"
+                "      0 #x#?\n"
+                "        . free  # queued  x queued for a dead owner  ? lost  ! on two chains\n"
+                "\n"
+                "heads   4: 3 claimed\n"
+                "  head  owner                    state     queued  posts waiting\n"
+                "     0  the engine               channel        1      1       0  #\n" +
+                dead_line + own_line + "        1 head idle and empty, free for the next client\n");
+}
+
+TEST_F(WornQueue, IsOnlyRepairedWhenToldTo) {
+  engine->made.u16(0) = 4;  // one killed between taking and counting
+  const auto before = bytes();
+  const Report plan = mar_queue({"reap"});
+  EXPECT_EQ(plan.status, 1);
+  EXPECT_EQ(plan.codes, (Codes{"would-free", "would-repair", "would-repair"}));
+  EXPECT_EQ(bytes(), before);
+
+  const Report done = mar_queue({"reap", "--yes"});
+  EXPECT_EQ(done.status, 0);
+  EXPECT_EQ(done.codes, (Codes{"freed", "repaired"}));
+  const auto& slots = done.json["queue"]["slots"];  // as they were before
+  EXPECT_EQ(slots["lost"], 1);
+  EXPECT_EQ(engine->made.u16(0), 2);
+  EXPECT_EQ(engine->made.u32(MadeQueue::head(1) + 12), 0u);
+  EXPECT_NE(engine->made.u32(MadeQueue::head(2) + 12), 0u);
+
+  EXPECT_EQ(mar_queue({"check"}).codes, Codes{"sound"});
+  EXPECT_EQ(mar_queue({"reap", "--yes"}).codes, Codes{"nothing-to-do"});
+  engine->put({1, 1}, 2);  // both slots are usable again
+}
+
+TEST_F(WornQueue, ReapingAFullQueueLetsWritersIn) {
+  engine.reset();
+  engine.emplace();
+  engine->put(dead, kSlots);
+  EXPECT_EQ(mar_queue({"status"}).codes, (Codes{"full", "dead-owners"}));
+  EXPECT_EQ(mar_queue({"reap", "--yes"}).codes, Codes{"freed"});
+  EXPECT_EQ(engine->made.semaphores().implTryGet_ID(kOverflowSem), QueueSemaphores::WaitEnd::kTaken);
+  EXPECT_EQ(mar_queue({"status"}).codes, Codes{"running"});
+}
+
+TEST_F(WornQueue, ChecksNameTheDamage) {
+  MadeQueue& made = engine->made;
+  const uint32_t to_first = MadeQueue::head(0) + 12, next_of_first = made.slot(0) + 10260;
+  struct {
+    const char* name;
+    std::function<void()> damage;
+    const char* code;
+  } const rows[] = {
+      {"lost slot", [] {}, "lost-slots"},
+      {"circle", [&] { made.u32(next_of_first) = made.slot(0); }, "circle"},
+      {"two heads, one slot", [&] { made.u32(MadeQueue::head(3) + 12) = made.slot(0); }, "shared-slot"},
+      {"queued and free", [&] { made.u32(4) = made.slot(0); }, "shared-slot"},
+      {"into the header", [&] { made.u32(to_first) = 4; }, "bad-offset"},
+      {"between slots", [&] { made.u32(to_first) = made.slot(1) + 4; }, "bad-offset"},
+      {"behind the end", [&] { made.u32(4) = made.slot(kSlots); }, "bad-offset"},
+      {"items counted twice", [&] { made.u16(0) = 6; }, "item-count"},
+      {"heads not counted", [&] { made.u16(2) = 1; }, "head-count"},
+      {"no such semaphore", [&] { made.u16(MadeQueue::head(1) + 2) = kSlots + 2; }, "bad-semaphore"},
+      {"one semaphore, two heads", [&] { made.u16(MadeQueue::head(1) + 2) = 2; }, "shared-semaphore"},
+      {"head state", [&] { *made.at(MadeQueue::head(1)) = 4; }, "bad-state"},
+      {"queue state", [&] { made.u32(8) = 7; }, "queue-state"},
+      {"nobody's messages",
+       [&] { made.u32(MadeQueue::head(1) + 4) = made.u32(MadeQueue::head(1) + 8) = ~0u; }, "ownerless"},
+      {"one owner, two heads", [&] { std::memcpy(made.at(MadeQueue::head(3) + 4), &dead, 8); },
+       "shared-owner"},
+  };
+  const auto sound = bytes();
+  for (const auto& row : rows) {
+    std::memcpy(made.at(0), sound.data(), sound.size());
+    row.damage();
+    const Report report = mar_queue({"check"});
+    EXPECT_EQ(report.status, 1) << row.name;
+    EXPECT_EQ(std::count(report.codes.begin(), report.codes.end(), row.code), 1) << row.name << report.json;
+  }
+}
+
+// What cannot be repaired is left as it is.
+TEST_F(WornQueue, ACircleStays) {
+  MadeQueue& made = engine->made;
+  made.u32(made.slot(1) + 10260) = made.slot(1);  // the dead process's message
+  const auto before = bytes();
+  const Report report = mar_queue({"reap", "--yes"});
+  EXPECT_EQ(report.status, 1);
+  EXPECT_EQ(report.codes, (Codes{"not-freed", "not-repaired"}));
+  EXPECT_EQ(bytes(), before);
+}
+
+TEST_F(WornQueue, HeadsInUseAreLeftAlone) {
+  Child reader([&] {
+    CommandQueue queue(CLI_IPC_NAME, false);
+    TCLIMessage message{};
+    (void)queue.Get(dead, message);
+    return queue.Get(dead, message);  // sleeps, as a process of another process namespace might
+  });
+  ASSERT_TRUE(eventually([&] { return engine->made.waiters(3) == 1; }));
+  EXPECT_EQ(mar_queue({"reap"}).codes, (Codes{"would-repair"}));
+}
+
+TEST_F(WornQueue, NothingIsRepairedUnderAHeldLock) {
+  ASSERT_EQ(engine->made.memory().Lock(), 0);
+  for (const char* command : {"reap", "check"}) EXPECT_EQ(mar_queue({command}).status, 2) << command;
+}
+
+// The undo of a living engine survives a repair: when it dies, that shows.
+TEST(Repair, LeavesTheSignOfLifeAlone) {
+  clear_scene();
+  EngineChild engine;
+  EXPECT_EQ(CommandQueue(CLI_IPC_NAME, false).Put(dead_process(), numbered(1)), 0);
+  EXPECT_EQ(mar_queue({"reap", "--yes"}).codes, Codes{"freed"});
+  EXPECT_EQ(mar_queue({"status"}).codes, Codes{"running"});
+  engine.child.kill();
+  EXPECT_EQ(mar_queue({"status"}).codes.at(0), "creator-dead");
+}
+
+// Process numbers of another namespace mean nothing here: nobody may be taken for dead.
+TEST_F(WornQueue, NothingIsRepairedFromAnotherProcessNamespace) {
+  Child outside([&]() -> long {
+    if (unshare(CLONE_NEWPID) != 0) return -1;
+    return Child([] {
+             return mar_queue({"reap", "--yes"}).codes == Codes{"process-namespace"} ? 1L : 0L;
+           })
+        .result();
+  });
+  EXPECT_EQ(outside.result(), 1);
+  EXPECT_EQ(engine->made.u16(0), 3);
+}
+
+// Reading without the lock never takes a queue in motion for a damaged one.
+TEST(BusyQueue, NeverLooksDamaged) {
+  clear_scene();
+  Engine engine;
+  std::list<Child> users;
+  for (uint32_t thread = 1; thread < kSlots; ++thread) {
+    users.emplace_back([thread]() -> long {
+      CommandQueue queue(CLI_IPC_NAME, false);
+      const _TIPCIdentifier self{static_cast<uint32_t>(getpid()), thread};
+      TCLIMessage message = numbered(thread);
+      while (queue.Put(self, message) == 0 && queue.Get(self, message) == 0) continue;
+      return 0;
+    });
+  }
+  int proved = 0;
+  for (int round = 0; round < 15; ++round) {
+    const Report report = mar_queue({"check"});
+    ASSERT_NE(report.status, 1) << report.json;
+    proved += report.status == 0;
+    ASSERT_NE(mar_queue({"reap", "--yes"}).status, 1);
+  }
+  EXPECT_GT(proved, 0);
+  for (auto& user : users) EXPECT_FALSE(user.ended());
+}
+
+// Random damage: every command ends with a report.
+TEST_F(WornQueue, NothingInTheSegmentMakesItCrash) {
+  constexpr unsigned kSeed = 20261121;
+  std::printf("seed %u\n", kSeed);
+  std::mt19937 random(kSeed);
+  MadeQueue& made = engine->made;
+  const auto pick = [&](uint32_t below) { return static_cast<uint32_t>(random()) % below; };
+  for (int round = 0; round < 40; ++round) {
+    for (int blow = 0; blow < 3; ++blow) {
+      const uint32_t place = pick(3) == 0 ? made.slot(pick(kSlots)) + 10260 : 4 * pick(19);
+      const uint32_t numbers[] = {static_cast<uint32_t>(random()), made.slot(pick(kSlots)), pick(8), ~0u};
+      if (place != 8) made.u32(place) = numbers[pick(4)];
+    }
+    ASSERT_LT(mar_queue({"check"}).status, 2);
+    ASSERT_LT(mar_queue({"status"}).status, 2);
+    ASSERT_LT(mar_queue({"reap", "--yes"}).status, 2);
+    ASSERT_EQ(Program({MAR_QUEUE_PATH, "show"}).status(), 0);
+  }
+}
+
+TEST(RemoveStale, TakesOnlyWhatADeadCreatorLeft) {
+  clear_scene();
+  EXPECT_EQ(mar_queue({"remove-stale"}).codes, Codes{"nothing-to-do"});
+  {
+    EngineChild engine;
+    EXPECT_EQ(mar_queue({"remove-stale", "--yes"}).codes, Codes{"not-stale"});
+    engine.child.kill();
+  }
+  ASSERT_EQ(kernel_objects(), 3);
+  const Report plan = mar_queue({"remove-stale"});
+  EXPECT_EQ(plan.status, 1);
+  EXPECT_EQ(plan.codes, (Codes{"would-remove", "would-remove", "would-remove"}));
+  ASSERT_EQ(kernel_objects(), 3);
+  EXPECT_EQ(mar_queue({"remove-stale", "--yes"}).status, 0);
+  EXPECT_EQ(kernel_objects(), 0);
+  EXPECT_EQ(access(CLI_IPC_NAME, F_OK), 0);
+
+  const int foreign = shmget(ftok(CLI_IPC_NAME, 2), 100, IPC_CREAT | 0666);
+  EXPECT_EQ(mar_queue({"remove-stale", "--yes"}).codes, Codes{"key-clash"});
+  EXPECT_EQ(shmctl(foreign, IPC_RMID, nullptr), 0);
+}
+
+TEST(CommandLine, SaysWhatItCouldNotLookAt) {
+  clear_scene();
+  for (const char* command : {"show", "check", "reap"}) {
+    const Report report = mar_queue({command});
+    EXPECT_EQ(report.status, 2) << command;
+    EXPECT_EQ(report.codes.at(0), "no-control-file") << command;
+  }
+  EXPECT_EQ(mar_queue({"status", "--name", "/" + std::string(130, 'x')}).codes.at(0), "name-too-long");
+  for (const char* wrong : {"", "repair", "--watch"})
+    EXPECT_EQ(Program({MAR_QUEUE_PATH, wrong}).status(), 2) << wrong;
+}

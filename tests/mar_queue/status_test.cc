@@ -1,0 +1,229 @@
+// Every reason why a client gets no answer, made for real, and told apart by `mar-queue status`.
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/mount.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <functional>
+#include <memory>
+
+#include "tests/mar_queue/scene.h"
+#include "tests/support/files.h"
+
+namespace {
+
+// What must live while mar-queue looks.
+using Props = std::shared_ptr<void>;
+using Stage = std::function<Props()>;
+
+// An engine to which something is done.
+Stage with_engine(const std::function<void(Engine&)>& change) {
+  return [change] {
+    auto engine = std::make_shared<Engine>();
+    change(*engine);
+    return engine;
+  };
+}
+
+Stage with_header(uint32_t queue_state) {
+  return with_engine([queue_state](Engine& engine) { engine.made.u32(8) = queue_state; });
+}
+
+Props no_queue(const char* control_file) {
+  if (control_file != nullptr) write_file(control_file, "");
+  return nullptr;
+}
+
+Props foreign_segment() {
+  write_file(CLI_IPC_NAME, "");
+  EXPECT_NE(shmget(ftok(CLI_IPC_NAME, 2), 10291, IPC_CREAT | 0666), -1);
+  return nullptr;
+}
+
+Props dead_creator() {
+  EngineChild().child.kill();
+  return nullptr;
+}
+
+// A semaphore of the lock's set, by a process that ends.
+void set_by_hand(int semaphore, int value) {
+  EXPECT_EQ(Child([=] { return semctl(set_of(1), semaphore, SETVAL, value); }).result(), 0);
+}
+
+Props life_by_hand() {
+  dead_creator();
+  set_by_hand(kCreatorAliveSem, 2);
+  return nullptr;
+}
+
+Props other_instance() {
+  setenv("ARM_AGENT_PREFIX", "two", 1);
+  auto made = std::make_shared<MadeQueue>(kSlots, "/var/zarn/controls_cl.zarn.two");
+  unsetenv("ARM_AGENT_PREFIX");
+  return made;
+}
+
+// The file keeps existing elsewhere on its file system, so that its inode is not used again.
+void lose_control_file(bool replaced) {
+  std::filesystem::rename(CLI_IPC_NAME, "/var/lost");
+  if (replaced) write_file(CLI_IPC_NAME, "");
+}
+
+Stage control_file_lost(bool replaced) {
+  return with_engine([replaced](Engine&) { lose_control_file(replaced); });
+}
+
+// An engine in new namespaces; with one for mounts it has a /var/zarn of its own.
+Props engine_in(int namespaces) {
+  int ready[2];
+  EXPECT_EQ(pipe(ready), 0);
+  auto child = std::make_shared<Child>([&] {
+    if (unshare(namespaces) != 0) return 1L;
+    if ((namespaces & CLONE_NEWNS) != 0 && mount("tmpfs", "/var/zarn", "tmpfs", 0, nullptr) != 0) return 2L;
+    const Engine engine;
+    if (write(ready[1], "r", 1) == 1) pause();
+    return 0L;
+  });
+  close(ready[1]);
+  char sign = 0;
+  EXPECT_EQ(read(ready[0], &sign, 1), 1);
+  close(ready[0]);
+  return child;
+}
+
+Props other_namespace() {
+  write_file(CLI_IPC_NAME, "");
+  return engine_in(CLONE_NEWIPC);
+}
+
+Props stopped_engine() {
+  auto engine = std::make_shared<EngineChild>();
+  kill(engine->child.pid(), SIGSTOP);
+  int status = 0;
+  waitpid(engine->child.pid(), &status, WUNTRACED);
+  return engine;
+}
+
+Props lock_by_nobody() {
+  auto engine = std::make_shared<Engine>();
+  set_by_hand(kLockSem, 1);
+  return engine;
+}
+
+// Every head belongs to somebody who lives and is at work, or to the engine.
+void take_all_heads(Engine& engine) {
+  for (uint32_t thread = 1; thread < kSlots; ++thread) {
+    long key = 0;
+    EXPECT_EQ(engine.queue.OpenChannel({static_cast<uint32_t>(getpid()), thread}, &key), 0);
+  }
+}
+
+void resize_semaphores(Engine& engine) {
+  engine.made.semaphores().implDestroy();
+  EXPECT_TRUE(engine.made.semaphores().implInitialize(CLI_IPC_NAME, kSlots + 1));
+}
+
+struct Trouble {
+  const char* name;
+  Stage stage;
+  int status;
+  const char* code;
+};
+
+const Trouble kTroubles[] = {
+    {"all is well", with_engine([](Engine&) {}), 0, "running"},
+    {"no control file", [] { return no_queue(nullptr); }, 1, "no-control-file"},
+    {"control file alone", [] { return no_queue(CLI_IPC_NAME); }, 1, "no-queue"},
+    {"another instance's", other_instance, 1, "other-instance"},
+    {"control file removed", control_file_lost(false), 1, "control-file-removed"},
+    {"control file replaced", control_file_lost(true), 1, "control-file-replaced"},
+    {"another IPC namespace", other_namespace, 1, "other-namespace"},
+    {"segment too small", foreign_segment, 1, "key-clash"},
+    {"wake-up semaphores of another size", with_engine(resize_semaphores), 1, "key-clash"},
+    {"no wake-up semaphores", with_engine([](Engine& engine) { engine.made.semaphores().implDestroy(); }), 1,
+     "half-made"},
+    {"dead creator", dead_creator, 1, "creator-dead"},
+    {"dead creator that looks alive", life_by_hand, 1, "false-life"},
+    {"closing", with_header(1), 1, "closing"},
+    {"destroyed", with_header(2), 1, "destroyed"},
+    {"a state that is none", with_header(3), 1, "bad-state"},
+    {"full", with_engine([](Engine& engine) { engine.put(ZARNENGINE_ID, kSlots); }), 1, "full"},
+    {"no free head", with_engine(take_all_heads), 1, "no-free-head"},
+    {"engine without a head", with_engine([](Engine& engine) { *engine.made.at(12) = HEAD_IDLE; }), 1,
+     "no-engine-head"},
+    {"engine stopped", stopped_engine, 1, "engine-stopped"},
+    {"lock held", with_engine([](Engine& engine) { EXPECT_EQ(engine.made.memory().Lock(), 0); }), 1,
+     "lock-held"},
+    {"lock held by nobody", lock_by_nobody, 1, "lock-lost"},
+    {"a lost slot", with_engine([](Engine& engine) { engine.lose_slot(); }), 1, "damaged"},
+};
+
+// The exit status of `mar-queue status` for a user without rights, and 10 more if it gives rights as the
+// reason.
+long status_of_nobody() {
+  return Child([]() -> long {
+           if (setresgid(65534, 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0) return -1;
+           const Report report = mar_queue({"status"});
+           const bool rights = report.codes.at(0) == "no-permission" || report.codes.at(0) == "no-access";
+           return report.status + (rights ? 10 : 0);
+         })
+      .result();
+}
+
+}  // namespace
+
+TEST(Status, TellsEveryTroubleApart) {
+  for (const Trouble& trouble : kTroubles) {
+    SCOPED_TRACE(trouble.name);
+    clear_scene();
+    const Props props = trouble.stage();
+    const Report report = mar_queue({"status"});
+    ASSERT_FALSE(report.codes.empty());
+    EXPECT_EQ(report.codes[0], trouble.code);
+    EXPECT_EQ(report.status, trouble.status);
+  }
+  clear_scene();
+}
+
+// An engine in a container of its own, or one that died before its control file was replaced, is no reason,
+// but worth a note behind it.
+TEST(Status, AddsWhatElseThereIs) {
+  clear_scene();
+  dead_creator();
+  lose_control_file(true);
+  const Props other = engine_in(CLONE_NEWIPC | CLONE_NEWNS);
+  const Report report = mar_queue({"status"});
+  EXPECT_EQ(report.codes.at(0), "no-queue");
+  for (const char* note : {"orphan", "other-container"}) {
+    EXPECT_EQ(std::count(report.codes.begin(), report.codes.end(), note), 1) << note;
+  }
+  clear_scene();
+}
+
+TEST(Status, TellsMissingPermissions) {
+  struct {
+    const char* name;
+    mode_t segment, directory;
+    long want;
+  } const rows[] = {{"nothing", 0600, 0755, 12},
+                    {"reading only", 0644, 0755, 11},
+                    {"no directory", 0666, 0700, 12},
+                    {"all", 0666, 0755, 0}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.name);
+    clear_scene();
+    Engine engine;
+    const int segment = shmget(ftok(CLI_IPC_NAME, 2), 0, 0);
+    shmid_ds info{};
+    ASSERT_EQ(shmctl(segment, IPC_STAT, &info), 0);
+    info.shm_perm.mode = row.segment & 0777;
+    ASSERT_EQ(shmctl(segment, IPC_SET, &info), 0);
+    ASSERT_EQ(chmod("/var/zarn", row.directory), 0);
+    const long status = status_of_nobody();
+    chmod("/var/zarn", 0777);
+    if (status == -1) GTEST_SKIP() << "cannot become another user here";
+    EXPECT_EQ(status, row.want);
+  }
+}

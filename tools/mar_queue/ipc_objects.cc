@@ -1,0 +1,56 @@
+#include "tools/mar_queue/ipc_objects.h"
+
+#include <sys/ipc.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
+
+#include <algorithm>
+
+namespace {
+
+// The C library leaves this definition to its users.
+union SemaphoreArgument {
+  int value;
+  semid_ds* status;
+  seminfo* info;
+};
+
+constexpr int kRead = 0400;
+constexpr int kReadAndWrite = 0600;
+
+}  // namespace
+
+IpcObjects list_ipc_objects() {
+  IpcObjects objects;
+  shm_info segments_info;
+  shmid_ds segment;
+  const int last_segment = shmctl(0, SHM_INFO, reinterpret_cast<shmid_ds*>(&segments_info));
+  for (int index = 0; index <= last_segment; ++index) {
+    const int id = shmctl(index, SHM_STAT_ANY, &segment);
+    if (id == -1 || segment.shm_perm.__key == IPC_PRIVATE) continue;
+    const key_t key = segment.shm_perm.__key;
+    objects.segments.push_back({key, id, segment.shm_segsz, segment.shm_perm.uid, shmget(key, 0, kRead) == id,
+                                shmget(key, 0, kReadAndWrite) == id});
+  }
+  seminfo sets_info;
+  semid_ds set;
+  const int last_set = semctl(0, 0, SEM_INFO, SemaphoreArgument{.info = &sets_info});
+  for (int index = 0; index <= last_set; ++index) {
+    const int id = semctl(index, 0, SEM_STAT_ANY, SemaphoreArgument{.status = &set});
+    if (id == -1 || set.sem_perm.__key == IPC_PRIVATE) continue;
+    const key_t key = set.sem_perm.__key;
+    objects.semaphore_sets.push_back({key, id, set.sem_nsems, set.sem_perm.uid, semget(key, 0, kRead) == id,
+                                      semget(key, 0, kReadAndWrite) == id});
+  }
+  return objects;
+}
+
+std::optional<IpcObject> with_key(const std::vector<IpcObject>& objects, key_t key) {
+  const auto found = std::find_if(objects.begin(), objects.end(),
+                                  [key](const IpcObject& object) { return object.key == key; });
+  return found == objects.end() ? std::nullopt : std::optional(*found);
+}
+
+int semaphore_value(int set, int number) { return semctl(set, number, GETVAL); }
+
+int semaphore_process(int set, int number) { return semctl(set, number, GETPID); }

@@ -1,0 +1,127 @@
+// mar-queue: looks at the command queue from outside, says why an engine does not answer, and repairs what
+// dead clients and dead engines have left.
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <chrono>
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <thread>
+
+#include "contract/names.h"
+#include "tools/mar_queue/check.h"
+#include "tools/mar_queue/diagnosis.h"
+#include "tools/mar_queue/json_report.h"
+#include "tools/mar_queue/picture.h"
+#include "tools/mar_queue/repair.h"
+#include "tools/mar_queue/snapshot.h"
+#include "tools/mar_queue/text.h"
+
+namespace {
+
+constexpr int kBadUsage = 2;
+constexpr size_t kPrintedFindings = 50;
+constexpr char kRedraw[] = "\033[H\033[J";  // cursor home, clear below
+
+struct Arguments {
+  std::string name = CLI_IPC_NAME;
+  bool json = false;
+  bool yes = false;
+  double watch_s = 0;  // 0: once
+  std::string command;
+};
+
+CLI::App* add_command(CLI::App& app, Arguments& arguments, const char* name, const char* help) {
+  CLI::App* const command = app.add_subcommand(name, help);
+  command->callback([&arguments, name] { arguments.command = name; });
+  return command;
+}
+
+void define_options(CLI::App& app, Arguments& arguments) {
+  app.add_option("--name", arguments.name, "Control file, without instance suffix")->capture_default_str();
+  app.add_flag("--json", arguments.json, "One JSON object instead of text");
+  app.fallthrough();
+  app.require_subcommand(1);
+  add_command(app, arguments, "status", "Does the engine run, and if clients cannot reach it, why?");
+  add_command(app, arguments, "show", "Draw the queue: header, slots, heads")
+      ->add_option("--watch", arguments.watch_s, "Draw again every SECONDS (1 if not given)")
+      ->expected(0, 1)
+      ->default_str("1")
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0.1, 86400.0));
+  add_command(app, arguments, "check", "Prove that each slot is free or queued exactly once");
+  const char* const yes_help = "Do it; without, only tell what would be done";
+  add_command(app, arguments, "reap", "Free what ended processes hold")
+      ->add_flag("--yes", arguments.yes, yes_help);
+  add_command(app, arguments, "remove-stale", "Remove the kernel objects of a dead engine")
+      ->add_flag("--yes", arguments.yes, yes_help);
+  app.footer("Exit status: 0 fine, 1 trouble found, 2 could not look (or wrong usage).");
+}
+
+Findings check_findings(const Snapshot& snapshot, const CheckResult& checked) {
+  if (!snapshot.settled) {
+    return {{Severity::kBlind, "unsettled",
+             "The queue was in use, or its lock held, all the time: nothing can be proved, try again."}};
+  }
+  if (!checked.damage.empty()) return checked.damage;
+  return {{Severity::kNote, "sound",
+           text("The queue is sound: %s, %u free and %u queued, each exactly once.",
+                count_of(snapshot.image->slots, "slot").c_str(), checked.free, checked.queued)}};
+}
+
+Findings run(const Arguments& arguments, const Snapshot& snapshot,
+             const std::optional<CheckResult>& checked) {
+  if (arguments.command == "status") return diagnose(snapshot, checked);
+  if (arguments.command == "remove-stale") return remove_stale(snapshot, arguments.yes);
+  if (!checked) return why_no_image(snapshot);
+  if (arguments.command == "check") return check_findings(snapshot, *checked);
+  if (arguments.command == "reap") return reap(snapshot, *checked, arguments.yes);
+  return {};
+}
+
+std::string text_report(const Findings& findings) {
+  std::string report;
+  for (size_t i = 0; i < findings.size() && i < kPrintedFindings; ++i) report += findings[i].text + '\n';
+  if (findings.size() > kPrintedFindings) {
+    report += text("And %zu more (--json tells all).\n", findings.size() - kPrintedFindings);
+  }
+  return report;
+}
+
+// One look, one report. Returns the exit status, or -1 when nobody reads the report any more.
+int report(const Arguments& arguments) {
+  const Snapshot snapshot = look(arguments.name);
+  std::optional<CheckResult> checked;
+  if (snapshot.image) checked = check(*snapshot.image, snapshot.uses);
+  const Findings findings = run(arguments, snapshot, checked);
+  std::string output;
+  if (arguments.watch_s > 0 && !arguments.json && isatty(STDOUT_FILENO) != 0) output = kRedraw;
+  if (arguments.json) {
+    output += json_report(arguments.command, snapshot, checked ? &*checked : nullptr, findings) + '\n';
+  } else {
+    if (arguments.command == "show" && checked) output += picture(snapshot, *checked);
+    output += text_report(findings);
+  }
+  const bool written = std::fputs(output.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
+  return written ? static_cast<int>(worst(findings)) : -1;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Arguments arguments;
+  CLI::App app("Looks at the command queue of the MAR measurement engine, and repairs it.", "mar-queue");
+  define_options(app, arguments);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? 0 : kBadUsage;
+  }
+  int status = report(arguments);
+  while (arguments.watch_s > 0 && status != -1) {
+    std::this_thread::sleep_for(std::chrono::duration<double>(arguments.watch_s));
+    status = report(arguments);
+  }
+  return status == -1 ? static_cast<int>(Severity::kBlind) : status;
+}

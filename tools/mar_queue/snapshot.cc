@@ -1,0 +1,143 @@
+#include "tools/mar_queue/snapshot.h"
+
+#include <sys/sem.h>
+#include <sys/shm.h>
+
+#include <chrono>
+#include <cstring>
+#include <thread>
+
+#include "ipc/shared_field.h"
+
+namespace {
+
+// A busy queue rests for moments only: many tries in a row, then some now and then.
+constexpr int kHastyTries = 2000;
+constexpr std::chrono::milliseconds kPause{1};
+constexpr std::chrono::milliseconds kPatience{300};
+
+const QueueLayout& kLayout = kCommandQueueLayout;
+
+class AttachedSegment {
+ public:
+  explicit AttachedSegment(int id) : address_(shmat(id, nullptr, SHM_RDONLY)) {}
+  ~AttachedSegment() {
+    if (usable()) shmdt(address_);
+  }
+  AttachedSegment(const AttachedSegment&) = delete;
+  AttachedSegment& operator=(const AttachedSegment&) = delete;
+
+  bool usable() const { return address_ != reinterpret_cast<void*>(-1); }
+
+  template <typename T>
+  const T& at(uint64_t offset) const {
+    return *reinterpret_cast<const T*>(static_cast<const uint8_t*>(address_) + offset);
+  }
+
+ private:
+  void* address_;
+};
+
+_TIPCHeadItem copy_head(const _TIPCHeadItem& head) {
+  return {load_shared(head.state),
+          0,
+          load_shared(head.semNumber),
+          {load_shared(head.owner.process_id), load_shared(head.owner.thread_id)},
+          load_shared(head.firstItem)};
+}
+
+QueueImage copy_queue(const AttachedSegment& segment, uint16_t slots) {
+  QueueImage image;
+  const auto& header = segment.at<QueueHeader>(0);
+  image.slots = slots;
+  image.items = load_shared(header.itemCount);
+  image.heads_in_use = load_shared(header.headsInUse);
+  image.free_list = load_shared(header.freeList);
+  image.state = load_shared(header.queueState);
+  image.heads.reserve(slots);
+  image.next.reserve(slots);
+  for (uint16_t i = 0; i < slots; ++i) {
+    image.heads.push_back(copy_head(segment.at<_TIPCHeadItem>(kLayout.head_offset(i))));
+    const uint64_t slot = kLayout.slot_offset(slots, i);
+    image.next.push_back(
+        load_shared(segment.at<uint32_t>(slot + offsetof(CIPCQueueItem<TCLIMessage>, next))));
+  }
+  return image;
+}
+
+Owner owner_of(_TIPCIdentifier owner) {
+  if (CIPCUtils::sameIPCIdentifiers(owner, NULL_IPC_ID)) return Owner::kNobody;
+  if (CIPCUtils::sameIPCIdentifiers(owner, ZARNENGINE_ID)) return Owner::kEngine;
+  return process_is_gone(owner.process_id) ? Owner::kGone : Owner::kAlive;
+}
+
+bool same_image(const QueueImage& a, const QueueImage& b) {
+  return a.items == b.items && a.heads_in_use == b.heads_in_use && a.free_list == b.free_list &&
+         a.state == b.state && a.next == b.next &&
+         std::memcmp(a.heads.data(), b.heads.data(), a.heads.size() * sizeof(_TIPCHeadItem)) == 0;
+}
+
+void look_at_semaphores(Snapshot& snapshot) {
+  snapshot.uses.assign(snapshot.image->slots, {});
+  for (uint16_t i = 0; i < snapshot.image->slots; ++i) {
+    const _TIPCHeadItem& head = snapshot.image->heads[i];
+    HeadUse& use = snapshot.uses[i];
+    if (CIPCUtils::sameIPCIdentifiers(head.owner, NULL_IPC_ID) || !snapshot.queue_set) continue;
+    if (head.semNumber < kFirstHeadSem || head.semNumber >= snapshot.queue_set->size) continue;
+    use.posts = semaphore_value(snapshot.queue_set->id, head.semNumber);
+    use.waiting = semctl(snapshot.queue_set->id, head.semNumber, GETNCNT);
+  }
+}
+
+// Copies until two copies are the same and nobody holds the lock before the first or after the second.
+void look_inside(const AttachedSegment& segment, Snapshot& snapshot) {
+  const auto slots = static_cast<uint16_t>(kLayout.capacity(snapshot.segment->size));
+  const auto lock_held = [&] {
+    return snapshot.segment_set && semaphore_value(snapshot.segment_set->id, kLockSem) > 0;
+  };
+  bool always_held = true;
+  const auto deadline = std::chrono::steady_clock::now() + kPatience;
+  for (int tries = 0; !snapshot.settled && (tries == 0 || std::chrono::steady_clock::now() < deadline);
+       ++tries) {
+    if (tries >= kHastyTries) std::this_thread::sleep_for(kPause);
+    const bool held_before = lock_held();
+    snapshot.image = copy_queue(segment, slots);
+    look_at_semaphores(snapshot);
+    const bool same = same_image(copy_queue(segment, slots), *snapshot.image);
+    const bool held_after = lock_held();
+    snapshot.settled = same && !held_before && !held_after;
+    always_held = always_held && held_before && held_after;
+  }
+  if (!always_held && snapshot.lock > 0) snapshot.lock = 0;
+  for (uint16_t i = 0; i < slots; ++i) snapshot.uses[i].owner = owner_of(snapshot.image->heads[i].owner);
+}
+
+}  // namespace
+
+Snapshot look(const std::string& base) {
+  Snapshot snapshot;
+  snapshot.place = find_place(base);
+  snapshot.objects = list_ipc_objects();
+  if (snapshot.place.error != 0) return snapshot;
+  const IpcKeys& keys = snapshot.place.keys;
+  snapshot.segment = with_key(snapshot.objects.segments, keys.segment);
+  snapshot.segment_set = with_key(snapshot.objects.semaphore_sets, keys.segment_semaphores);
+  snapshot.queue_set = with_key(snapshot.objects.semaphore_sets, keys.queue_semaphores);
+  if (snapshot.segment_set) {
+    const int set = snapshot.segment_set->id;
+    snapshot.sign = semaphore_value(set, kCreatorAliveSem);
+    snapshot.creator = semaphore_process(set, kCreatorAliveSem);
+    snapshot.lock = semaphore_value(set, kLockSem);
+    snapshot.lock_process = semaphore_process(set, kLockSem);
+  }
+  if (!snapshot.segment || !is_queue_size(snapshot.segment->size)) return snapshot;
+  const AttachedSegment segment(snapshot.segment->id);
+  if (!segment.usable()) return snapshot;
+  look_inside(segment, snapshot);
+  return snapshot;
+}
+
+bool is_queue_size(uint64_t segment_size_bytes) {
+  const uint64_t slots = kLayout.capacity(segment_size_bytes);
+  return slots > 0 && slots <= kMaxQueueSlots;
+}

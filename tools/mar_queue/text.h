@@ -1,0 +1,24 @@
+// Sentences for people. What comes from outside, such as a process's name, is made harmless for a terminal.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+// As printf, into a string.
+std::string text(const char* format, ...) __attribute__((format(printf, 1, 2)));
+
+// 1, "slot" gives "1 slot"; 2 gives "2 slots".
+std::string count_of(uint64_t count, const char* noun);
+
+// Control characters become question marks.
+std::string printable(std::string_view outside);
+
+// 'T' stopped, 't' traced, 'Z' ended but not waited for by its parent, ...: as proc(5) has it; 0 if there is
+// none.
+char process_state(pid_t process);
+
+// "4711 (mar-standin)", "4711 (mar-standin, zombie)", or "4711" for a process whose name cannot be read.
+std::string process_label(pid_t process);
