@@ -61,19 +61,19 @@ BENCHMARK(two_mutex_pairs);
 
 void filtered_uninitialised(benchmark::State& state) {
   ZARNLogDeinit();
-  for (auto _ : state) log_one(kLogBackend, kLogLevelMax);
+  for (auto _ : state) log_one(kBackend, kLogLevelMax);
 }
 BENCHMARK(filtered_uninitialised);
 
 void filtered_component_off(benchmark::State& state) {
-  ZARNLogInit(log_file.c_str(), kMaxFileSize, kLogLevelMax, kLogBackend, 0);
+  ZARNLogInit(log_file.c_str(), kMaxFileSize, kLogLevelMax, kBackend, 0);
   for (auto _ : state) log_one(kComponentOff, kLogLevelMax);
 }
 BENCHMARK(filtered_component_off);
 
 void filtered_level_too_high(benchmark::State& state) {
-  ZARNLogInit(log_file.c_str(), kMaxFileSize, kLogLevelMed, kLogBackend, 0);
-  for (auto _ : state) log_one(kLogBackend, kLogLevelMax);
+  ZARNLogInit(log_file.c_str(), kMaxFileSize, kLogLevelMed, kBackend, 0);
+  for (auto _ : state) log_one(kBackend, kLogLevelMax);
 }
 BENCHMARK(filtered_level_too_high);
 
@@ -91,7 +91,7 @@ double median(std::vector<double>& values) {
 // One iteration: kBatch lines each way, in turns. The files start over with every run.
 void written_line_against_its_calls(benchmark::State& state) {
   constexpr int kBatch = 50;
-  ZARNLogInit(log_file.c_str(), kMaxFileSize, kLogLevelMax, kLogBackend, 0);
+  ZARNLogInit(log_file.c_str(), kMaxFileSize, kLogLevelMax, kBackend, 0);
   unlink(log_file.c_str());
   unlink(bare_file.c_str());
   std::vector<double> bare_s, log_s;
@@ -100,7 +100,7 @@ void written_line_against_its_calls(benchmark::State& state) {
       for (int i = 0; i < kBatch; ++i) bare_one(bare_file.c_str());
     }));
     log_s.push_back(seconds_of([] {
-      for (int i = 0; i < kBatch; ++i) log_one(kLogBackend, kLogLevelMax);
+      for (int i = 0; i < kBatch; ++i) log_one(kBackend, kLogLevelMax);
     }));
   }
   const double bare = median(bare_s) / kBatch;

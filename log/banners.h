@@ -1,7 +1,7 @@
-// What the log lines of the command path have in common: component, banners.
+// What the log lines of the command path have in common: the component kBackend and the banners.
 #pragma once
 
-inline constexpr long kBackend = 8192;  // the component "BACKEND"
+#include "log/components.h"
 
 inline constexpr char kEntryBanner[] = "-------> function entry point <-------";
 inline constexpr char kInvokingBanner[] = "-------> invoking function    <-------";

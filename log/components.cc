@@ -34,7 +34,7 @@ constexpr Component kComponents[] = {
     {"CONTROLLER", 2048, kBothWays},
     {"RIM", 4096, kBothWays},
     {"UPLOAD_ALL", 8064, kFromName | kValid},
-    {"BACKEND", kLogBackend, kBothWays},
+    {"BACKEND", kBackend, kBothWays},
     {"FRONTEND", 16384, kBothWays},
     {"REPOSITORY", 32768, kBothWays},
     {"CCAPTURE", 65536, kBothWays},

@@ -9,7 +9,7 @@ inline constexpr int kLogLevelMax = 3;
 inline constexpr int kLogLevelQueue = -100;
 
 // The component that this client's command path and channel log under, "BACKEND".
-inline constexpr long kLogBackend = 8192;
+inline constexpr long kBackend = 8192;
 
 extern "C" {
 

@@ -23,7 +23,7 @@ void dump_row(long component, int level, long offset, const unsigned char* row, 
   char hex[64] = "";
   char text[kRowBytes + 1] = "";
   for (long i = 0; i < count; ++i) {
-    const int value = static_cast<signed char>(row[i]);
+    const int value = row[i] < 0x80 ? row[i] : row[i] - 0x100;
     snprintf(hex + 3 * i, 10, " %02x", static_cast<unsigned>(value));
     text[i] = value < 32 || value == 127 ? '.' : static_cast<char>(value);
   }

@@ -5,6 +5,7 @@
 
 #include <cstdlib>
 
+#include "charset/codeset.h"
 #include "log/file_calls.h"
 #include "log/log_file.h"
 #include "log/message_format.h"
@@ -73,6 +74,7 @@ int initialize(LogRecord& log, const char* fileName, long maxSize, int threshold
   log.components = components;
   log.initialized = 1;
   survive_file_size_limit();
+  xcs_init();  // for file names and wide strings; here, since a first use by several threads would be a race
   return 0;
 }
 

@@ -4,17 +4,26 @@
 #include <fcntl.h>
 #include <signal.h>
 
-int open_path(const char* path, int flags, mode_t mode) {
+#include "util/utf8_files.h"
+
+namespace {
+
+template <typename Open>
+int open_safely(Open open_named, const char* path, int flags, mode_t mode) {
   int fd;
   do {
-    fd = open(path, flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode);
+    fd = open_named(path, flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode);
   } while (fd == -1 && errno == EINTR);
   return fd;
 }
 
-int stat_path(const char* path, struct stat* out) { return stat(path, out); }
+}  // namespace
 
-int make_directory(const char* path, mode_t mode) { return mkdir(path, mode); }
+int open_path(const char* path, int flags, mode_t mode) { return open_safely(open, path, flags, mode); }
+
+int open_utf8_path(const char* path, int flags, mode_t mode) {
+  return open_safely(utf8_open, path, flags, mode);
+}
 
 void survive_file_size_limit() {
   struct sigaction action {};

@@ -1,22 +1,14 @@
 // The calls by which log and trace reach a file through its name, and what makes a file-size limit harmless.
-// Names are UTF-8.
-//
-// Known gap: the names go to the system as they are, which is right in a UTF-8 or C locale. The calls below
-// are where the conversion to the locale's codeset belongs.
+// The log's names are UTF-8; the trace takes its path from the system's own configuration, as it stands
+// there.
 #pragma once
 
-#include <sys/stat.h>
 #include <sys/types.h>
 
 // open, close-on-exec and restarted when a signal interrupts it. Never blocks: a FIFO without a reader fails.
 // Returns the descriptor, or -1 with errno set.
 int open_path(const char* path, int flags, mode_t mode);
-
-// stat: 0, or -1 with errno set.
-int stat_path(const char* path, struct stat* out);
-
-// mkdir: 0, or -1 with errno set.
-int make_directory(const char* path, mode_t mode);
+int open_utf8_path(const char* path, int flags, mode_t mode);
 
 // Ignores SIGXFSZ for the process where its action is still the default one, which is to kill it: a write
 // past RLIMIT_FSIZE then just fails. Done once when log or trace is set up, since blocking the signal around

@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "log/file_calls.h"
+#include "util/utf8_files.h"
 
 namespace {
 
@@ -108,7 +109,7 @@ void rewrite(FILE* stream, char* room, long keep, long max_size) {
 void LogFileRollOver(const char* name, long max_size, FILE** stream) {
   // Opened once for reading and appending, and truncated in place: writing from offset 0 would overwrite what
   // other processes append meanwhile and tear their lines.
-  const int fd = open_path(name, O_RDWR | O_APPEND, 0);
+  const int fd = open_utf8_path(name, O_RDWR | O_APPEND, 0);
   if (fd == -1) return;
   *stream = fdopen(fd, "r+");
   if (*stream == nullptr) {
@@ -126,7 +127,7 @@ void LogFileRollOver(const char* name, long max_size, FILE** stream) {
 
 void ZARN_FileSendMessage(const char* name, const char* line) {
   for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
-    const int fd = open_path(name, O_WRONLY | O_CREAT | O_APPEND, 0666);
+    const int fd = open_utf8_path(name, O_WRONLY | O_CREAT | O_APPEND, 0666);
     if (fd != -1) {
       ZARNLogWriteLock(fd, name, line, strlen(line));
       close(fd);
@@ -148,13 +149,13 @@ void ZARNLogWriteLock(int fd, const char* /*name*/, const char* buffer, size_t l
 
 long ZARNLogFileSize(const char* name) {
   struct stat found {};
-  return stat_path(name, &found) == 0 ? found.st_size : 0;
+  return utf8_stat(name, &found) == 0 ? found.st_size : 0;
 }
 
 long ZARNLogCheckFileSize(long size) { return std::clamp(size, kMinFileSize, kMaxFileSize); }
 
 char* ZARN_FileRead(const char* name, unsigned int count) {
-  const int fd = name == nullptr ? -1 : open_path(name, O_RDONLY, 0);
+  const int fd = name == nullptr ? -1 : open_utf8_path(name, O_RDONLY, 0);
   if (fd == -1) return nullptr;
   // A shared lock: lockf asks for an exclusive one, which the system refuses on a file opened for reading.
   struct flock first_bytes {};
@@ -196,7 +197,7 @@ void create_dir(const char* path) {
     end = static_cast<char*>(mempcpy(end, piece, length));
     *end = '\0';
     piece += length;
-    make_directory(built, 040777);  // failures, an existing directory above all, show when the file is opened
+    utf8_mkdir(built, 040777);  // failures, an existing directory above all, show when the file is opened
   }
   free(built);
 }

@@ -6,7 +6,12 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <memory>
+#include <new>
 
+#include "charset/codeset.h"
+#include "charset/convert.h"
+#include "charset/wide_string.h"
 #include "util/time.h"
 
 namespace {
@@ -35,14 +40,22 @@ class MessageText {
     const int length = snprintf(out_ + length_, room() + 1, "%f", value);
     if (length > 0) length_ += std::min(static_cast<size_t>(length), room());
   }
-  // Known gap: as long as there is no codeset to convert to, the units below 0x80 stand for themselves and
-  // every other one becomes "?".
-  void append_wide(const uint16_t* units) {
-    if (units == nullptr) return;
-    for (; *units != 0 && !full(); ++units) {
-      const char character = *units < 0x80 ? static_cast<char>(*units) : '?';
-      append(&character, 1);
-    }
+  // In the default codeset. The block's size is kept as is: text that grows beyond a byte for each unit is
+  // cut. False without memory.
+  bool append_wide(const uint16_t* units) {
+    if (units == nullptr) return true;
+    uint32_t length = xcs_wcslen(units);
+    const uint32_t size = length + 2;
+    const std::unique_ptr<char[]> text(new (std::nothrow) char[size]);
+    if (text == nullptr) return false;
+    xcs_cs_t codeset = *codeset_or_default(xcs_get_def_cs());  // the copy keeps our shift state to ourselves
+    codeset.from_state = 0;
+    char* end = text.get();
+    uint32_t left = size;
+    xcs_from_ucs2_r(&codeset, &units, &length, &end, &left);
+    xcs_from_ucs2_r(&codeset, nullptr, &length, &end, &left);
+    append(text.get(), size - left);
+    return true;
   }
 
  private:
@@ -87,7 +100,7 @@ bool BuildLogMessage(char* out, int wide, const char* format, va_list args) {
     } else if (conversion == 'f') {
       message.append_double(va_arg(args, double));
     } else if (conversion == 's' && wide == 1) {
-      message.append_wide(va_arg(args, const uint16_t*));
+      if (!message.append_wide(va_arg(args, const uint16_t*))) return false;
     } else if (conversion == 's') {
       message.append_string(va_arg(args, const char*));
     } else {

@@ -15,9 +15,9 @@ inline constexpr size_t kLineBufferSize = (kLogDateSize - 1) + 4 + 3 + kMaxMessa
 
 // Formats a message into `out` of kMessageBufferSize bytes, NUL-terminated and cut to 1024 characters.
 // "%d" and "%i" take an int, "%f" a double, "%s" a string; a null string adds nothing. When `wide` is 1, "%s"
-// takes a NUL-terminated string of UCS-2 units. Any other character after "%", "%%" and a length modifier
-// included, and a "%" at the end, end the message there. Returns false for a null format: there is no
-// message.
+// takes a NUL-terminated string of UCS-2 units, shown in the default codeset. Any other character after "%",
+// "%%" and a length modifier included, and a "%" at the end, end the message there. Returns false when there
+// is no message: a null format, or no memory for a wide string.
 bool BuildLogMessage(char* out, int wide, const char* format, va_list args);
 
 // Makes the whole line of `message` in `line` of kLineBufferSize bytes, as in

@@ -81,7 +81,7 @@ int parseLogProps(const char* text, unsigned int length, char* out, size_t size)
 
 int fileExists(const char* path, unsigned int* size) {
   struct stat found {};
-  if (path == nullptr || stat_path(path, &found) != 0) return 0;
+  if (path == nullptr || stat(path, &found) != 0) return 0;
   if (size != nullptr) *size = static_cast<unsigned int>(std::min(found.st_size, off_t{UINT_MAX}));
   return 1;
 }

@@ -133,25 +133,35 @@ int serve(const Arguments& arguments, EngineOptions options) {
   return engine.Run() ? kServed : kFailed;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
-  Arguments arguments;
-  CLI::App app("Stand-in for the MAR measurement engine: creates the command queue and answers its clients.",
-               "mar-standin");
-  define_options(app, arguments);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kServed : kBadUsage;
-  }
+int run(const Arguments& arguments) {
   EngineOptions options = engine_options(arguments);
   options.faults = FaultPlan(arguments.seed);
   for (const std::string& fault : arguments.faults) {
     const std::string wrong = options.faults.Add(fault);
     if (wrong.empty()) continue;
-    put_line(STDERR_FILENO, "mar-standin: --fault " + fault + ": " + wrong);
+    put_line(STDERR_FILENO, std::string("mar-standin: --fault ").append(fault).append(": ").append(wrong));
     return kBadUsage;
   }
   return serve(arguments, std::move(options));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Arguments arguments;
+  try {
+    CLI::App app(
+        "Stand-in for the MAR measurement engine: creates the command queue and answers its clients.",
+        "mar-standin");
+    define_options(app, arguments);
+    try {
+      app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+      return app.exit(error) == 0 ? kServed : kBadUsage;
+    }
+    return run(arguments);
+  } catch (...) {
+    std::fputs("mar-standin: out of memory\n", stderr);
+    return kFailed;
+  }
 }

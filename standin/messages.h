@@ -10,8 +10,8 @@
 #include "contract/message.h"
 
 struct MessageInfo {
-  uint32_t code;
   const char* name;
+  uint32_t code;
   int32_t payload_size_bytes;  // exactly; kAnyPayload: not looked at
 };
 inline constexpr int32_t kAnyPayload = -1;

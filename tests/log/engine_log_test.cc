@@ -136,14 +136,14 @@ TEST(EngineLog, MutexCodes) {
 
 TEST(Stamp, LocalTime) {
   setenv("TZ", "XXX-2", 1);
-  char plain[24], extended[32], date[20], want[32];
+  char plain[24], extended[32], want[32];
   unsigned long seconds = 0, millis = 5000;
   getLocalTime(0, plain, nullptr, &millis);
   EXPECT_EQ(millis, 5000u);  // kept as is: not without the seconds
   getLocalTime(1, extended, &seconds, &millis);
   const time_t local = static_cast<time_t>(seconds) + 7200;
-  strftime(date, sizeof date, "%Y-%m-%d %H:%M:%S", gmtime(&local));
-  snprintf(want, sizeof want, "%s.%03lu:%.3s:000", date, millis, extended + 24);
+  const size_t date = strftime(want, sizeof want, "%Y-%m-%d %H:%M:%S", gmtime(&local));
+  snprintf(want + date, sizeof want - date, ".%03lu:%.3s:000", millis, extended + 24);
   EXPECT_STREQ(extended, want);
   EXPECT_LE(std::string(plain), std::string(extended).substr(0, 23));
 }

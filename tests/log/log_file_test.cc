@@ -47,10 +47,9 @@ TEST(LogFile, PathAndSizeHelpers) {
 
 TEST(LogFile, ReadsTheFirstBytes) {
   write_file(kFile, "0123456789");
-  for (const std::string& want : {std::string("0123"), std::string("0123456789\0\0", 12), std::string()}) {
+  for (const std::string& want : {std::string("0123"), std::string("0123456789\0\0", 12)}) {
     char* got = ZARN_FileRead(kFile, static_cast<unsigned int>(want.size()));
-    ASSERT_NE(got, nullptr);
-    EXPECT_EQ(std::string(got, want.size()), want);
+    EXPECT_EQ(got == nullptr ? "null" : std::string(got, want.size()), want);
     free(got);
   }
   EXPECT_EQ(ZARN_FileRead(nullptr, 4), nullptr);
@@ -111,16 +110,14 @@ TEST(LogFile, AWrittenLineIsEightSystemCalls) {
 TEST(LogFile, APathThatCannotBeOpenedLosesTheLine) {
   setenv("TZ", "UTC0", 1);
   tzset();  // opens files on its own
-  mkdir("/var/zarn/directory", 0777);
-  mkfifo("/var/zarn/fifo", 0666);
+  for (const char* directory : {"/var/zarn/directory", "/var/zarn/read-only"}) mkdir(directory, 0777);
+  EXPECT_EQ(mount("tmpfs", "/var/zarn/read-only", "tmpfs", MS_RDONLY, nullptr), 0);
   EXPECT_EQ(symlink("/var/none/x", "/var/zarn/dangling") + symlink("loop", "/var/zarn/loop"), 0);
-  write_file("/var/zarn/read-only", "");
-  chmod("/var/zarn/read-only", 0444);
-  for (const std::string name : {"directory", "fifo", "dangling", "loop", "read-only", "read-only/x", ""}) {
+  mkfifo("/var/zarn/fifo", 0666);
+  write_file("/var/zarn/file", "");
+  for (const std::string name : {"directory", "fifo", "dangling", "loop", "read-only/x", "file/x", ""}) {
     ZARNLogInit(name.empty() ? "" : ("/var/zarn/" + name).c_str(), 1000, 3, 8192, 0);
-    const auto calls = system_calls_of([] {
-      if (setuid(65534) == 0) log_messages(0, 1);
-    });
+    const auto calls = system_calls_of([] { log_messages(0, 1); });
     EXPECT_EQ(std::count(calls.begin(), calls.end(), SYS_openat), 10) << name;
     EXPECT_EQ(std::count(calls.begin(), calls.end(), -1), 0) << name << " blocked or was killed";
   }

@@ -34,6 +34,9 @@ void start_writers(long max_size, const std::function<void(int writer)>& write) 
     if (fork() != 0) continue;
     std::vector<std::thread> threads;
     for (int i = 0; i < kThreads; ++i) threads.emplace_back(write, process * kThreads + i);
+    sigset_t all;
+    sigfillset(&all);
+    pthread_sigmask(SIG_BLOCK, &all, nullptr);  // signals are for the writers
     for (auto& thread : threads) thread.join();
     _exit(0);
   }

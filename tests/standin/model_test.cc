@@ -155,15 +155,3 @@ TEST(RequestLine, StaysOneLineWhateverARequestHolds) {
                 -2, ""),
             "request 9 from 1/2: unknown-999 length=-5 kind=0 -> -2");
 }
-
-TEST(StateLine, ShowsWhatWasSet) {
-  EngineModel model;
-  for (const TCLIMessage& request :
-       {request_of(116, policy(3)), request_of(118, threshold(1, 7, 9)), suffix(1)}) {
-    ASSERT_EQ(model.Apply(request), 1);
-  }
-  EXPECT_EQ(state_line(LineForm::kJson, model.state()),
-            R"({"event":"state","state":{"policies":[3],"thresholds":[{"policy":1,"number":7}],)"
-            R"("violation_reports":0,"upload_start_hour":0,"upload_interval":24,"realtime_send_interval":10,)"
-            R"("log_level":3,"listeners":[],"listener_filter":[0,0,0,0],"correlator_suffix":"x"}})");
-}

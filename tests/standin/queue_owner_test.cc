@@ -131,9 +131,11 @@ TEST(QueueOwner, FreesTheHeadsOfTheDeadAndOfNobodyElse) {
   idle.kill();
   EXPECT_EQ(owner.Reap(), 2);
   EXPECT_EQ(owner.Reap(), 0);
+  owner.Discard(ZARNENGINE_ID);  // as for a request that names the engine as its sender
 
   const auto bytes = segment_bytes(CLI_IPC_NAME);
   EXPECT_EQ(bytes[0], 1) << "what the living client has not read";
+  EXPECT_EQ(bytes[12], HEAD_CHANNEL) << "the engine's own head";
   const std::vector<int> posts = semaphore_values(CLI_IPC_NAME, 3);
   EXPECT_EQ(posts, (std::vector<int>{1, 0, 0, 0, 0, 0, 1, 0}));
   for (uint32_t thread = 2; thread < 6; ++thread) {

@@ -90,19 +90,6 @@ TEST(Service, DiesWhenTold) {
   }
 }
 
-TEST(Service, KeepsRequestsAsTheyCame) {
-  EngineThread engine(with_faults({"set-upload-schedule:result=5"}));
-  const TCLIMessage schedule = request_of(123, SetUploadSchedulePayload{1, 2});
-  ASSERT_EQ(Client().Ask(schedule), 5);
-  const auto requests = engine.Requests();
-  ASSERT_EQ(requests.size(), 1u);
-  TCLIMessage want = schedule;
-  want.sender = {static_cast<uint32_t>(getpid()), 1};
-  EXPECT_EQ(std::memcmp(&requests[0].record, &want, sizeof(want)), 0);
-  EXPECT_EQ(requests[0].result, 5);
-  EXPECT_EQ(requests[0].remark, "set-upload-schedule:result=5");
-}
-
 // A client killed between linking its request and posting it: the next look round must find the item.
 TEST(Service, FindsARequestThatWasNeverPosted) {
   EngineProcess engine;

@@ -27,7 +27,7 @@ inline std::vector<uint8_t> segment_bytes(const char* name, int number = 2) {
   shmid_ds status{};
   if (segment == -1 || shmctl(segment, IPC_STAT, &status) != 0) return {};
   auto* const bytes = static_cast<uint8_t*>(shmat(segment, nullptr, SHM_RDONLY));
-  const std::vector<uint8_t> copy(bytes, bytes + status.shm_segsz);
+  std::vector<uint8_t> copy(bytes, bytes + status.shm_segsz);
   shmdt(bytes);
   return copy;
 }

@@ -50,16 +50,24 @@ TEST(Time, OffsetIsStandardTimeEastOfUtc) {
 }
 
 TEST(Time, TodayBeginsAtLocalMidnight) {
-  for (const char* zone : {"UTC0", "XXX-14", "YYY12", "NPT-5:45"}) {
-    setenv("TZ", zone, 1);
+  struct {
+    const char* zone;
+    int64_t
+        early_s;  // kept as is: under daylight saving time, here all year long, today begins an hour early
+  } const rows[] = {{"UTC0", 0}, {"XXX-14", 0}, {"YYY12", 0}, {"NPT-5:45", 0}, {"EST5EDT,0/0,J365/25", 3600}};
+  for (const auto& row : rows) {
+    setenv("TZ", row.zone, 1);
     const time_t now = time(nullptr);
     struct tm today = *localtime(&now);
     today.tm_hour = today.tm_min = today.tm_sec = 0;
-    const int64_t midnight = timegm(&today);  // the local date, read as if it were UTC
-    if (midnight + 86399 - local_time_zone() <= time(nullptr)) continue;  // the day is just changing
-    EXPECT_EQ(compare_with_today(midnight - 1), -1) << zone;
-    EXPECT_EQ(compare_with_today(midnight), 0) << zone;
-    EXPECT_EQ(compare_with_today(midnight + 1), 1) << zone;
+    const int64_t midnight = timegm(&today) - row.early_s;  // the local date, read as if it were UTC
+    const int around[] = {compare_with_today(midnight - 1), compare_with_today(midnight),
+                          compare_with_today(midnight + 1)};
+    const time_t later = time(nullptr);
+    if (localtime(&later)->tm_mday != today.tm_mday) continue;  // the day has just changed
+    EXPECT_EQ(around[0], -1) << row.zone;
+    EXPECT_EQ(around[1], 0) << row.zone;
+    EXPECT_EQ(around[2], 1) << row.zone;
   }
 }
 

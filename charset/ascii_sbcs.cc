@@ -1,0 +1,25 @@
+// ASCII-based single-byte codesets.
+#include "charset/convert.h"
+#include "charset/single_byte.h"
+#include "charset/unicode_text.h"
+
+using Family = SingleByte<true>;
+
+int ascii_sbcs_to_ucs2_r(xcs_cs_t* codeset, const char** in, const char* in_end, uint16_t** out,
+                         uint16_t* out_end) {
+  return to_unicode<Family::Reader>(codeset, in, in_end, out, out_end);
+}
+
+int ascii_sbcs_to_utf8_r(xcs_cs_t* codeset, const char** in, const char* in_end, char** out, char* out_end) {
+  return to_unicode<Family::Reader>(codeset, in, in_end, out, out_end);
+}
+
+int ascii_sbcs_from_ucs2_r(xcs_cs_t* codeset, const uint16_t** in, const uint16_t* in_end, char** out,
+                           char* out_end) {
+  return from_unicode<Family::Writer>(codeset, in, in_end, out, out_end);
+}
+
+int ascii_sbcs_from_utf8_r(xcs_cs_t* codeset, const char** in, const char* in_end, char** out,
+                           char* out_end) {
+  return from_unicode<Family::Writer>(codeset, in, in_end, out, out_end);
+}

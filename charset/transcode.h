@@ -1,0 +1,142 @@
+// The loop under all converters: a reader turns input units into characters, a writer turns characters into
+// output units. Each family brings its table side; unicode_text.h brings the UCS-2 and UTF-8 sides.
+//
+// A reader is a Side of its input's units with
+//   longest()      units of its longest character
+//   next<kWhole>   the character at `in`; when kWhole, longest() units are there and no end is looked at
+// A writer is a Side of its output's units with
+//   put<kRoomy>    writes a character and returns the new end, or null if it does not fit; at least one unit
+//   is
+//                  free, and kLongest are when kRoomy. `after` points behind the character's input.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+enum ConverterResult : int { kConverted = 0, kOutputFull = 1, kInputCut = 2 };
+
+struct Character {
+  uint32_t value;
+  uint32_t length;  // input units; 0: the input ends inside the character
+};
+constexpr Character kCut = {0, 0};
+constexpr uint32_t kNothing = UINT32_MAX;
+
+// What the loop knows of a reader or writer at compile time.
+//   kUnits         units that a character has at most
+//   kAsciiPasses   units below 0x80 stand for themselves
+template <class UnitType, ptrdiff_t kUnits, bool kAsciiPasses>
+struct Side {
+  using Unit = UnitType;
+  static constexpr ptrdiff_t kLongest = kUnits;
+  static constexpr bool kAscii = kAsciiPasses;
+  // Has a shift state that the codeset keeps: state(). A reader's shift units give no character but kNothing.
+  static constexpr bool kShifts = false;
+  // Has characters from U+10000 up.
+  static constexpr bool kSupplementary = false;
+
+  static constexpr ptrdiff_t longest() { return kLongest; }
+};
+
+constexpr ptrdiff_t kRun = 8;  // units that are tested and copied at a time where ASCII passes unchanged
+
+inline bool is_ascii_run(const uint8_t* in) {
+  uint64_t units;
+  std::memcpy(&units, in, sizeof units);
+  return (units & 0x8080808080808080) == 0;
+}
+
+inline bool is_ascii_run(const uint16_t* in) {
+  uint64_t units[2];
+  std::memcpy(units, in, sizeof units);
+  return ((units[0] | units[1]) & 0xFF80FF80FF80FF80) == 0;
+}
+
+template <class In, class Out>
+inline void copy_run(const In* in, Out* out) {
+  using InRun [[gnu::vector_size(kRun * sizeof(In))]] = In;
+  using OutRun [[gnu::vector_size(kRun * sizeof(Out))]] = Out;
+  InRun run;
+  std::memcpy(&run, in, sizeof run);
+  const OutRun converted = __builtin_convertvector(run, OutRun);
+  std::memcpy(out, &converted, sizeof converted);
+}
+
+template <class In, class Out>
+inline void copy_ascii_runs(const In*& in, const In* in_end, Out*& out, const Out* out_end) {
+  // Two runs a turn while it lasts, so that wide loads and stores are kept busy.
+  for (ptrdiff_t room = std::min(in_end - in, out_end - out); room >= 2 * kRun; room -= 2 * kRun) {
+    if (!is_ascii_run(in) || !is_ascii_run(in + kRun)) break;
+    copy_run(in, out);
+    copy_run(in + kRun, out + kRun);
+    in += 2 * kRun;
+    out += 2 * kRun;
+  }
+  if (std::min(in_end - in, out_end - out) >= kRun && is_ascii_run(in)) {
+    copy_run(in, out);
+    in += kRun;
+    out += kRun;
+  }
+}
+
+// One character, which is surely whole and surely fits.
+template <class Reader, class Writer>
+inline void roomy_step(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
+                       typename Writer::Unit*& out) {
+  const Character character = reader.template next<true>(in, nullptr);
+  in += character.length;
+  if (Reader::kShifts && character.value == kNothing) return;
+  out = writer.template put<true>(out, nullptr, character.value, in);
+}
+
+template <class Reader, class Writer>
+int transcode(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
+              const typename Reader::Unit* in_end, typename Writer::Unit*& out,
+              typename Writer::Unit* out_end) {
+  constexpr bool kRuns = Reader::kAscii && Writer::kAscii;
+  constexpr bool kUnitForUnit = Reader::kLongest == 1 && Writer::kLongest == 1;
+  if (in >= in_end) return kConverted;
+  if (out >= out_end) return kOutputFull;
+  // Most of the text in blocks that cannot meet either end: no result code is decided inside them.
+  for (;;) {
+    if constexpr (kRuns) copy_ascii_runs(in, in_end, out, out_end);
+    ptrdiff_t steps = std::min((in_end - in) / reader.longest(), (out_end - out) / Writer::kLongest);
+    if (steps == 0) break;
+    // Looking out for the next ASCII run costs more than it saves where a step is hardly more than a load.
+    if (kRuns && kUnitForUnit) steps = std::min(steps, 2 * kRun);
+    do {
+      roomy_step(reader, writer, in, out);
+    } while (--steps != 0 && !(kRuns && !kUnitForUnit && *in < 0x80 && steps >= kRun && is_ascii_run(in)));
+  }
+  while (in != in_end) {
+    if (out == out_end) return kOutputFull;
+    const Character character = reader.template next<false>(in, in_end);
+    if (character.length == 0) return kInputCut;
+    if (!Reader::kShifts || character.value != kNothing) {
+      auto* const end = writer.template put<false>(out, out_end, character.value, in + character.length);
+      if (end == nullptr) return kOutputFull;
+      out = end;
+    }
+    in += character.length;
+  }
+  return kConverted;
+}
+
+// transcode() between the public pointers, where bytes are char.
+template <class Reader, class Writer, class InChar, class OutChar>
+int transcode_text(Reader& reader, Writer& writer, const InChar** in, const InChar* in_end, OutChar** out,
+                   OutChar* out_end) {
+  using InUnit = typename Reader::Unit;
+  using OutUnit = typename Writer::Unit;
+  static_assert(sizeof(InChar) == sizeof(InUnit) && sizeof(OutChar) == sizeof(OutUnit));
+  auto* from = reinterpret_cast<const InUnit*>(*in);
+  auto* to = reinterpret_cast<OutUnit*>(*out);
+  const int result = transcode(reader, writer, from, reinterpret_cast<const InUnit*>(in_end), to,
+                               reinterpret_cast<OutUnit*>(out_end));
+  *in = reinterpret_cast<const InChar*>(from);
+  *out = reinterpret_cast<OutChar*>(to);
+  return result;
+}

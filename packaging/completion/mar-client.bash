@@ -1,0 +1,68 @@
+# Completion for t1, mar-standin, mar-queue and ucvtab. The programs themselves are asked for what they know: t1
+# lists its keywords after /l3, the others their options, commands and faults after --help.
+
+# Offers those of the words on standard input that go on as $1 does; $2 is the part of the word under the cursor that
+# stands before $1. bash breaks words at ":" and "=" and wants back only what follows the last break: $3 is what it
+# takes for the word. Everything is compared and nothing expanded: what the user has typed may be anything.
+_mar_offer() {
+  local word cut=$2$1
+  cut=${cut%"$3"}
+  while read -r word; do
+    [[ $word == "$1"* ]] || continue
+    word=$2$word
+    COMPREPLY+=("${word#"$cut"}")
+  done
+  [[ ${#COMPREPLY[@]} == 1 && ${COMPREPLY[0]} == *[:=] ]] && compopt -o nospace 2>/dev/null
+}
+
+_mar_t1() {
+  COMPREPLY=()
+  ((COMP_CWORD == 1)) && _mar_offer "$2" '' "$2" < <("$1" /l3 2>/dev/null | sed 1,3d)
+}
+
+# The first word of each item in section $1 of a help text.
+_mar_items() {
+  sed -n "/^$1:/,/^\$/ s/^  \\([^ ][^ ]*\\).*/\\1/p"
+}
+
+# A fault is WHEN:WHAT[,WHAT...].
+_mar_fault() { # help text, fault so far, part of the word before it, bash's word
+  local last=${2##*[:,]}
+  if [[ $2 == *:* ]]; then
+    _mar_offer "$last" "$3${2%"$last"}" "$4" < <(sed -n '/^WHAT:/,/^$/ s/^  \([^ =]*=\{0,1\}\).*/\1/p' <<<"$1")
+  else
+    _mar_offer "$2" "$3" "$4" < <(printf '%s\n' '*:' start: &&
+      sed -n '/^Messages:/,/^$/ s/^  [0-9]* \(.*\)/\1:/p' <<<"$1")
+  fi
+}
+
+_mar_tool() {
+  local line=${COMP_LINE:0:COMP_POINT} words word typed option before='' help commands command=''
+  COMPREPLY=()
+  read -ra words <<<"$line"
+  [[ $line == *[[:space:]] ]] && words+=('')
+  help=$("$1" --help 2>/dev/null)
+  commands=$(_mar_items Subcommands <<<"$help")
+  for word in "${words[@]:1:${#words[@]}-2}"; do
+    [[ -z $command && -n $word ]] && grep -qxFe "$word" <<<"$commands" && command=$word
+  done
+  [[ -n $command ]] && help=$("$1" "$command" --help 2>/dev/null)
+
+  typed=${words[-1]} option=${words[-2]}
+  if [[ $typed == --*=* ]]; then
+    option=${typed%%=*} before=${typed%%=*}= typed=${typed#*=}
+  fi
+  typed=${typed#[\'\"]}
+  if [[ $option == --fault ]]; then
+    _mar_fault "$help" "$typed" "$before" "$2"
+  elif [[ $option == -* ]] && sed -n 's/^  \(-[^ ]*\) [A-Z][A-Z].*/,\1,/p' <<<"$help" | grep -qFe ",$option,"; then
+    : # its value: a file, or nothing that can be known
+  elif [[ $typed == -* || -z $commands && $help != *$'\nPositionals:'* ]]; then
+    _mar_offer "$typed" '' "$2" < <(_mar_items Options <<<"$help" | tr , '\n')
+  elif [[ -z $command ]]; then
+    _mar_offer "$typed" '' "$2" <<<"$commands"
+  fi
+}
+
+complete -F _mar_t1 t1
+complete -o default -F _mar_tool mar-standin mar-queue ucvtab

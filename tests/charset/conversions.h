@@ -1,0 +1,52 @@
+// The four directions as types, and one call of a dispatcher on strings.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include "charset/convert.h"
+#include "charset/transcode.h"
+#include "tests/charset/table_images.h"
+
+template <class InUnit, class OutUnit, auto kDispatcher>
+struct Direction {
+  using In = InUnit;
+  using Out = OutUnit;
+  static constexpr auto convert = kDispatcher;
+};
+using ToUcs2 = Direction<char, uint16_t, xcs_to_ucs2_r>;
+using FromUcs2 = Direction<uint16_t, char, xcs_from_ucs2_r>;
+using ToUtf8 = Direction<char, char, xcs_to_utf8_r>;
+using FromUtf8 = Direction<char, char, xcs_from_utf8_r>;
+
+template <class D>
+using InText = std::basic_string<typename D::In>;
+template <class D>
+using OutText = std::basic_string<typename D::Out>;
+
+template <class D>
+struct Converted {
+  OutText<D> out;
+  uint32_t consumed;
+  int result;
+  bool operator==(const Converted&) const = default;
+};
+
+// Converts `in` with room for `room` units, continuing in the codeset's state; without an input, ends the
+// text. The string's own terminator is the readable unit behind the input.
+template <class D>
+Converted<D> convert(xcs_cs_t* codeset, const InText<D>& in, size_t room = 1000, bool end = false) {
+  OutText<D> out(room, 0);
+  const auto* from = in.data();
+  auto* to = out.data();
+  auto in_left = static_cast<uint32_t>(in.size()), out_left = static_cast<uint32_t>(room);
+  const int result = D::convert(codeset, end ? nullptr : &from, end ? nullptr : &in_left, &to, &out_left);
+  EXPECT_EQ(from, in.data() + in.size() - in_left);
+  EXPECT_EQ(to, out.data() + room - out_left);
+  out.resize(room - out_left);
+  return {out, static_cast<uint32_t>(in.size()) - in_left, result};
+}
+
+template <class D>
+Converted<D> finish(xcs_cs_t* codeset, size_t room = 1000) {
+  return convert<D>(codeset, {}, room, true);
+}

@@ -1,0 +1,120 @@
+// Self-made code pages: from text through the compiler and the product's converters, byte by byte.
+#include "tests/ucvtab/tool.h"
+
+namespace {
+
+using CodePage = Tool;
+
+struct Page {
+  const char* name;
+  const char* text;
+  std::string bytes;  // converted to UTF-8 ...
+  std::string utf8;   // ... gives this
+  std::string from;   // UTF-8, converted to the page ...
+  std::string to;     // ... gives this
+};
+
+const Page kPages[] = {
+    {"SINGLE",
+     "codeset SINGLE\nkind 1\n"
+     "80 U+20AC\n81 U+00A0 >   # decode only\nA0 U+00A0\nFF U+00FF\n2D U+2011 <\n",
+     "a\x80\x81\xA0\xFF\x90", "a€\u00A0\u00A0ÿ?", "€\u00A0\u2011ÿé", "\x80\xA0-\xFF?"},
+    // A character that maps to the usual substitution byte has to be told from the substitution.
+    {"SUBUSED", "codeset SUBUSED\nkind 1\n1A U+2192 <\n80 U+00C0\n", "\x80\x1A", "À\x1A", "→À←", "\x1A\x80?"},
+    {"DOUBLE",
+     "codeset DOUBLE\nkind 2\nlead 85\nA1 U+FF61\n8140 U+3000\n81FC U+25EF\n41CC U+00C0 <\nCC U+0300\n",
+     "\x81\x40\x81\xFC\xA1\x81\x41\x85\x22z", "\u3000◯\uFF61??z", "\u3000◯\uFF61À?ü",
+     "\x81\x40\x81\xFC\xA1"
+     "A\xCC??"},
+    // Lengths of two to four bytes, with prefix records of 0, 1 and 2 bytes.
+    {"MULTI",
+     "codeset MULTI\nkind 3\nA1A1 U+3000\n8EA1 U+FF61\n8FB0A1 U+4E02\n8FEDE3 U+9FA5\n9EA2B0A1 U+4E03\n90 "
+     "U+0100\n",
+     "\x8E\xA1\x8F\xB0\xA1\x8F\xED\xE3\x90\x9E\xA2\xB0\xA1\x8F\xB0\xA2\xA1\xA1", "\uFF61丂龥Ā七?\u3000",
+     "丂\uFF61龥七Ā\u3000ü", "\x8F\xB0\xA1\x8E\xA1\x8F\xED\xE3\x9E\xA2\xB0\xA1\x90\xA1\xA1?"},
+    {"MIXED", "codeset MIXED\nkind 4\n4A U+00A3\n4040 U+3000\n4F5A U+5B57\n5A U+0021\n",
+     "\xC1\x0E\x4F\x5A\x40\x40\x0F\x4A\x5A\xC2", "A字\u3000£!B", "A字£!ü",
+     "\xC1\x0E\x4F\x5A\x0F\x4A\x5A\x6F"},
+    {"EBCDIC", "codeset EBCDIC\nkind 8\n4A U+00A3\n5A U+0021\n", "\xC1\x4A\x5A\x15\x7C", "A£!\n?", "A£!\n@",
+     "\xC1\x4A\x5A\x15\x6F"},
+    // One arithmetic run, one list, and a supplementary character that no table holds.
+    {"GB",
+     "codeset GB\nkind 10\nmin-run 3\n8140 U+4E02\n8141 U+4E04\n81308130 U+0080\n81308131 U+0081\n"
+     "81308132 U+0082\n81308230 U+0100\n",
+     "\x81\x40\x81\x41\x81\x30\x81\x31\x81\x30\x82\x30\x90\x30\x81\x30\x81\x42", "丂丄\u0081Ā\U00010000?",
+     "丄\u0082Ā丁\U00010000", "\x81\x41\x81\x30\x81\x32\x81\x30\x82\x30?\x90\x30\x81\x30"},
+};
+
+TEST_F(CodePage, ConvertsAsItsTextSays) {
+  for (const Page& page : kPages) {
+    xcs_cs_t* codeset = build_text(page.name, page.text);
+    EXPECT_STREQ(xcs_get_cs_name(codeset), page.name);
+    EXPECT_EQ(to_utf8(codeset, page.bytes), page.utf8) << page.name;
+    EXPECT_EQ(from_utf8(codeset, page.from), page.to) << page.name;
+    EXPECT_EQ(must(std::string("check ") + page.name), "") << page.name;
+  }
+}
+
+TEST_F(CodePage, DumpBuildsTheSameTable) {
+  for (const Page& page : kPages) {
+    build_text(page.name, page.text);
+    const std::string first = read(page.name);
+    write("again.txt", must(std::string("dump ") + page.name));
+    must("build -o again text:again.txt");
+    EXPECT_EQ(read(std::string("again/") + page.name), first) << page.name;
+  }
+}
+
+std::string range(const std::string& bytes, size_t offset, size_t size) { return bytes.substr(offset, size); }
+
+// The header, byte by byte, as docs/codeset-tables.md draws it.
+TEST_F(CodePage, LiesInTheFileAsDrawn) {
+  write("acme.txt", "codeset ACME1\nkind 1\nnote made by hand\n80 U+20AC\n81 U+00A0\n");
+  must("build --endian big text:acme.txt -o big");
+  must("build --endian little text:acme.txt");
+  const std::string big = read("big/ACME1");
+  const std::string table = read("ACME1");
+  ASSERT_EQ(table.size(), 2528u);  // header and three pages
+  const struct {
+    const char* name;
+    size_t offset;
+    std::string little, big;
+  } fields[] = {
+      {"data region", 0, {"\xE0\x06\0\0", 4}, {"\0\0\x06\xE0", 4}},
+      {"magic", 8, "ucv", "ucv"},
+      {"name", 16, {"ACME1\0", 6}, {"ACME1\0", 6}},
+      {"kind", 48, {"\1\0", 2}, {"\0\1", 2}},
+      {"scheme", 50, {"\0\0", 2}, {"\0\0", 2}},
+      {"longest and shortest code", 56, "\1\1", "\1\1"},
+      {"source of the substitution byte", 58, {"\x1A\0", 2}, {"\0\x1A", 2}},
+      {"substitution byte", 60, "\x1A", "\x1A"},
+      {"revision", 62, {"\1\0", 2}, {"\0\1", 2}},
+      {"note", 80, {"made by hand\0", 13}, {"made by hand\0", 13}},
+      {"page of U+00xx", 224, {"\0\0", 2}, {"\0\0", 2}},
+      {"page of U+01xx, unmapped", 226, {"\x40\0", 2}, {"\0\x40", 2}},
+      {"page of U+20xx", 224 + 2 * 0x20, {"\x80\0", 2}, {"\0\x80", 2}},
+      {"byte 41", 736 + 2 * 0x41, {"\x41\0", 2}, {"\0\x41", 2}},
+      {"byte 80", 736 + 2 * 0x80, "\xAC\x20", "\x20\xAC"},
+      {"byte 82, unmapped", 736 + 2 * 0x82, "\xFF\xFF", "\xFF\xFF"},
+      {"U+00A0", 1760 + 0xA0, "\x81", "\x81"},
+      {"U+0100", 1760 + 256, "\x1A", "\x1A"},
+      {"U+20AC", 1760 + 512 + 0xAC, "\x80", "\x80"},
+  };
+  for (const auto& field : fields) {
+    EXPECT_EQ(range(table, field.offset, field.little.size()), field.little) << field.name;
+    EXPECT_EQ(range(big, field.offset, field.big.size()), field.big) << field.name << ", big-endian";
+  }
+  EXPECT_EQ(must("diff ACME1 big/ACME1"), "");
+}
+
+TEST_F(CodePage, DiffNamesEachDifference) {
+  build_text("LEFT", "codeset LEFT\nkind 2\n80 U+20AC\n8140 U+3000\n82 U+201A\n");
+  build_text("RIGHT", "codeset RIGHT\nkind 2\n80 U+20AC\n8140 U+3001\n83 U+201A\n");
+  const Outcome outcome = run("diff LEFT text:RIGHT.txt");
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(outcome.output,
+            "decode\t8140\tU+3000\tU+3001\ndecode\t82\tU+201A\t-\ndecode\t83\t-\tU+201A\n"
+            "encode\tU+201A\t82\t83\nencode\tU+3000\t8140\t-\nencode\tU+3001\t-\t8140\n");
+}
+
+}  // namespace

@@ -1,0 +1,209 @@
+// What ucvtab refuses, with which exit code and which place, and what it finds in spoiled tables.
+#include "tests/ucvtab/tool.h"
+
+namespace {
+
+using Refusal = Tool;
+
+TEST_F(Refusal, OfTextsNamesFileAndLine) {
+  const struct {
+    const char* text;
+    int code;
+    const char* message;
+  } rows[] = {
+      {"codeset A\nkind 5\n", 3, "page.txt:2: no tables of kind 5"},
+      {"codeset A\nkind one\n", 3, "page.txt:2: not a number: one"},
+      {"codeset A\n80 U+20AC\n", 3, "page.txt:2: the kind line must come before the first code"},
+      {"kind 1\n80 U+20AC\n", 3, "page.txt: no codeset line"},
+      {"codeset a-1\nkind 1\n", 3, "page.txt: a-1: a name is capital letters and digits"},
+      {"codeset UTF8\nkind 1\n", 3, "page.txt: UTF8: names a codeset without a table"},
+      {"codeset QXOA\nkind 1\n", 3, "page.txt: QXOA: name look-up takes a leading QXO away"},
+      {"codeset ABCDEFGHIJKLMNOPQRSTUV\nkind 10\n", 3, "a name has at most 21 characters"},
+      {"codeset A\nkind 1\n\n8 U+20AC\n", 3, "page.txt:4: neither a directive nor a code: 8"},
+      {"codeset A\nkind 1\n80 20AG\n", 3, "page.txt:3: not a code point: 20AG"},
+      {"codeset A\nkind 1\n80 U+110000\n", 3, "page.txt:3: not a code point: U+110000"},
+      {"codeset A\nkind 1\n80 U+1F600\n", 3, "page.txt:3: tables cannot hold U+1F600"},
+      {"codeset A\nkind 1\n80 U+D800\n", 3, "page.txt:3: tables cannot hold U+D800"},
+      {"codeset A\nkind 1\n80 U+FFFF\n", 3, "page.txt:3: tables cannot hold U+FFFF"},
+      {"codeset A\nkind 1\n8140 U+3000\n", 3, "page.txt:3: the code is too long for the kind"},
+      {"codeset A\nkind 3\n8140414243 U+3000\n", 3, "page.txt:3: neither a directive nor a code: 8140414243"},
+      {"codeset A\nkind 1\n80 U+20AC\n80 U+20AD >\n", 3, "page.txt:4: 80 is decoded twice"},
+      {"codeset A\nkind 1\n80 U+20AC\n81 U+20AC\n", 3, "page.txt:4: U+20AC is encoded twice"},
+      {"codeset A\nkind 1\n5C U+00A5\n", 3, "page.txt:3: 5C is always U+005C"},
+      {"codeset A\nkind 8\nC1 U+0391\n", 3, "page.txt:3: C1 is always U+0041"},
+      {"codeset A\nkind 1\n80 U+20AC both\n", 3, "page.txt:3: a direction is =, < or >"},
+      {"codeset A\nkind 1\n80 U+20AC = 1\n", 3,
+       "page.txt:3: expected a directive, or a code and a character"},
+      {"codeset A\nkind 2\n81 U+0080\n8140 U+3000\n", 4, "A: byte 81 is a character and starts pairs"},
+      {"codeset A\nkind 3\n81A1 U+3000\n81A2A1 U+3001\n", 4, "A: byte 81 starts codes of different lengths"},
+      {"codeset A\nkind 3\n4140 U+3000\n", 4, "A: an ASCII byte starts a code"},
+      {"codeset A\nkind 2\nFFFF U+3000 <\n", 4, "A: code FFFF cannot be written"},
+      {"codeset A\nkind 1\nsub 80\n80 U+00C0\n80 U+00C1 <\n", 4,
+       "several characters map to the substitution byte 80"},
+      {"codeset A\nkind 10\n8130 U+3000\n", 4, "A: no GB18030 code: 8130"},
+      {"codeset A\nkind 10\n90308130 U+3000\n", 4, "A: no GB18030 code: 90308130"},
+  };
+  for (const auto& row : rows) {
+    write("page.txt", row.text);
+    const Outcome outcome = run("build text:page.txt");
+    EXPECT_EQ(outcome.code, row.code) << row.text;
+    EXPECT_NE(outcome.error.find(row.message), std::string::npos) << row.text << outcome.error;
+    EXPECT_EQ(read("A"), "") << row.text;
+  }
+}
+
+TEST_F(Refusal, OfCatalogueRowsNamesFileAndLine) {
+  write("page.txt", "codeset OTHER\nkind 1\n80 U+20AC\n");
+  const struct {
+    const char* row;
+    int code;
+    const char* message;
+  } rows[] = {
+      {"A 1", 3, "list:2: a row needs a name, a kind and a source"},
+      {"A 7 iconv:KOI8-R", 3, "list:2: no tables of kind 7"},
+      {"B 1 iconv:KOI8-R", 3, "list:2: B is listed twice"},
+      {"A 1 iconv:KOI8-R brave", 3, "list:2: unknown policy: brave"},
+      {"A 1 iconv:KOI8-R ascii=x", 3, "list:2: not a number: x"},
+      {"A 1 file:KOI8-R", 3, "list:2: a source is iconv:NAME, icu:NAME or text:FILE, not file:KOI8-R"},
+      {"A 1 iconv:NO-SUCH-SET", 5, "list:2: iconv does not convert from NO-SUCH-SET"},
+      {"A 1 icu:no-such-set", 5, "list:2: ICU does not know no-such-set"},
+      {"A 2 iconv:SHIFT_JIS", 4, "defines 2 ASCII bytes otherwise, 0 allowed: 5C 7E"},
+      {"A 8 iconv:IBM290", 4, "invariant bytes otherwise, 0 allowed: "},
+      {"A 10 iconv:GB18030 edition=2005", 4, "list:2: iconv:GB18030 follows the edition of 2022"},
+      {"A 1 text:page.txt", 3, "page.txt:1: the codeset is A"},
+      {"A 1 text:missing.txt", 6, "missing.txt: No such file or directory"},
+  };
+  for (const auto& row : rows) {
+    write("list", std::string("B 1 iconv:KOI8-R\n") + row.row + "  # comment\n");
+    const Outcome outcome = run("build --catalogue list A");
+    EXPECT_EQ(outcome.code, row.code) << row.row;
+    EXPECT_NE(outcome.error.find(row.message), std::string::npos) << row.row << "\n" << outcome.error;
+  }
+  EXPECT_EQ(run("build --no-such-option").code, 2);
+  EXPECT_EQ(run("build --catalogue missing A").code, 6);
+}
+
+// Each policy beside its opposite, on sources where they part.
+TEST_F(Refusal, OfMappingsFollowsThePolicy) {
+  const struct {
+    const char* source;
+    const char* policy;
+    const char* options;  // of convert, "TABLE" being the table
+    const char* in;
+    const char* out;
+  } rows[] = {
+      // Yen sign and overline encode to what is ASCII here.
+      {"2 iconv:SHIFT_JIS", "keep ascii=2", "-f utf-8 -t TABLE", "¥‾", "\x5C\x7E"},
+      {"2 iconv:SHIFT_JIS", "safe ascii=2", "-f utf-8 -t TABLE", "¥‾", "??"},
+      // A block element that encodes to a private-use character's byte: one-way, but no harm.
+      {"1 icu:windows-874-2000", "safe", "-f utf-8 -t TABLE", "\u2584\uF8C2", "\xDC\xDC"},
+      {"1 icu:windows-874-2000", "strict", "-f utf-8 -t TABLE", "\u2584\uF8C2", "?\xDC"},
+      {"1 icu:windows-874-2000", "no-private-use", "-f TABLE -t utf-8", "\xA1\xDC", "ก?"},
+      {"1 icu:windows-1252", "", "-f utf-8 -t TABLE", "\u0081", "\x81"},
+      {"1 icu:windows-1252", "no-c1", "-f utf-8 -t TABLE", "\u0081", "?"},
+      // Two codes decode to one character, or the source prefers one that does not.
+      {"1 iconv:CP1046", "", "-f utf-8 -t TABLE", "\uFEB1", "\xD3"},
+      {"1 iconv:CP1046", "round-trip", "-f utf-8 -t TABLE", "\uFEB1", "\x83"},
+      {"4 iconv:IBM1399", "invariant=30", "-f TABLE -t utf-8", "\x41", "\x1A"},
+      {"4 iconv:IBM1399", "invariant=30 no-sub", "-f TABLE -t utf-8", "\x41", "?"},
+  };
+  for (const auto& row : rows) {
+    write("list", std::string("TABLE ") + row.source + " " + row.policy + "\n");
+    must("build --catalogue list");
+    write("in", row.in);
+    std::string options = row.options;
+    options.replace(options.find("TABLE"), 5, "./TABLE");
+    EXPECT_EQ(must("convert " + options + " in"), row.out) << row.source << ' ' << row.policy;
+  }
+}
+
+TEST_F(Refusal, OfAliasesNamesTheLine) {
+  write("list", "KOI8R 1 iconv:KOI8-R\nKOI8U 1 iconv:KOI8-U\n");
+  const struct {
+    const char* content;
+    const char* fault;
+  } rows[] = {
+      {"# fine\nA KOI8R\nB KOI8U\n", ""},
+      {"A KOI8R", "has no newline"},
+      {"KOI-8 KOI8R\n", "aliases:1: KOI-8 is not in the form"},
+      {"A KOI8R\nQXOB KOI8R\n", "aliases:2: QXOB: look-up takes"},
+      {"KOI8U KOI8R\n", "aliases:1: KOI8U is a table itself"},
+      {"UTF8 KOI8R\n", "aliases:1: UTF8 must not lead to a table"},
+      {"ANSIX341968 KOI8R\n", "must not lead to a table"},
+      {"A B\nB KOI8R\n", "aliases:1: no table B"},
+      {"A KOI8R\nA KOI8U\n", "aliases:2: A is listed before"},
+      {"A\n", "aliases:1: not an alias and a table name"},
+  };
+  for (const auto& row : rows) {
+    write("aliases", row.content);
+    const Outcome outcome = run("aliases --catalogue list aliases");
+    EXPECT_EQ(outcome.code, *row.fault == '\0' ? 0 : 1) << row.content;
+    EXPECT_NE(outcome.error.find(row.fault), std::string::npos) << row.content << outcome.error;
+  }
+  write("aliases", "A KOI8R" + std::string(120, ' ') + "\n");
+  EXPECT_NE(run("aliases --catalogue list aliases").error.find("longer than 126"), std::string::npos);
+}
+
+TEST_F(Refusal, SpoiledTablesAreFound) {
+  build_text("ONE", "codeset ONE\nkind 1\n80 U+20AC\n");
+  build_text("TWO", "codeset TWO\nkind 2\n8140 U+3000\n");
+  build_text("THREE", "codeset THREE\nkind 3\n81A1A2 U+3000\n");
+  build_text("TEN", "codeset TEN\nkind 10\n8140 U+4E02\n");
+  const struct {
+    const char* table;
+    size_t offset;
+    const char* bytes;  // two of them
+    const char* finding;
+  } rows[] = {
+      {"ONE", 224 + 2 * 0x20, "\xFF\xFF", "page 20 lies outside"},
+      {"ONE", 736 + 2 * 0x41, "\x42\x01", "byte 41 is not U+0041"},
+      {"ONE", 80, "zz", "the content does not match its stamp"},
+      {"ONE", 16, "o-", "o-E: a name is capital letters and digits"},
+      {"ONE", 0, "\xE1\x06", "the data region starts at a bad offset"},
+      {"ONE", 1760 + 512 + 0xAC, "\x81\x81", "U+20AC encodes to 81, which nothing decodes"},
+      {"TWO", 736 + 2 * 0x81, "\xFF\xFF", "row 81 lies outside"},
+      {"TWO", 1248 + 0x90, "\x03\x03", "byte 90 has a class above 2"},
+      {"THREE", 1248 + 0x90, "\x00\x00", "byte 90 has a bad class"},
+      {"THREE", 736 + 2 * 0x81, "\xFF\xFE", "byte 81 leads to a bad node"},
+      {"THREE", 1760 + 14, "\x0F\x0F", "the prefix record of U+3000 is bad"},
+      {"TEN", 38, "\xFF\xFF", "the structure lies outside"},
+      // The to-direction's ranges: one list, then the stop.
+      {"TEN", 1760 + 20 - 4, "\xFF\xFF", "to-direction: "},
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(must(std::string("check ") + row.table), "");
+    std::string spoiled = read(row.table);
+    spoiled.replace(row.offset, 2, row.bytes, 2);
+    write("SPOILED", spoiled);
+    const Outcome outcome = run("check SPOILED");
+    EXPECT_EQ(outcome.code, 1) << row.finding;
+    EXPECT_NE(outcome.output.find(row.finding), std::string::npos) << row.finding << "\n" << outcome.output;
+  }
+  write("SPOILED", read("ONE").substr(0, 1759));
+  EXPECT_EQ(run("check SPOILED").code, 3);
+}
+
+// Whatever a file holds, the readers end, and with one of the tool's own codes.
+TEST_F(Refusal, OfHostileTablesIsOrderly) {
+  for (const char* name : {"ISO88591", "CP1258", "CP1255", "CP935", "CP1047", "GB18030"}) {
+    std::string table = read(std::string("../../") + XCSDIR_BUILT "/codeset/" + name);
+    ASSERT_GE(table.size(), 1760u);
+    uint32_t seed = 20261121;
+    for (int round = 0; round < 4; ++round) {
+      for (size_t at = 0; at < 40; ++at) {
+        seed = seed * 1664525 + 1013904223;
+        // The magic and the kind stay; everything else in and behind the header may change.
+        const size_t offset = seed % (round % 2 == 0 ? 1760u : static_cast<uint32_t>(table.size()));
+        if (offset < 8 || (offset > 10 && offset < 48) || offset > 52)
+          table[offset] = static_cast<char>(seed >> 24);
+      }
+      write("HOSTILE", table);
+      for (const char* command : {"dump HOSTILE", "info HOSTILE", "check HOSTILE"}) {
+        const int code = run(command).code;
+        EXPECT_TRUE(code == 0 || code == 1 || code == 3) << name << ' ' << command << ' ' << code;
+      }
+    }
+  }
+}
+
+}  // namespace

@@ -1,0 +1,41 @@
+// Runs the real ucvtab in a directory of the test's own.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <string>
+
+#include "charset/convert.h"
+
+struct Outcome {
+  int code;            // exit status
+  std::string output;  // standard output
+  std::string error;   // standard error
+};
+
+class Tool : public testing::Test {
+ protected:
+  Tool();
+  ~Tool() override;
+
+  // `arguments` as a shell takes them; the directory is the working directory. `environment` may hold
+  // "NAME=value".
+  Outcome run(const std::string& arguments, const std::string& environment = "");
+  // run, failing the test unless the tool ends with 0; gives the output.
+  std::string must(const std::string& arguments, const std::string& environment = "");
+
+  void write(const std::string& name, const std::string& content);
+  std::string read(const std::string& name);
+  std::string path(const std::string& name) const { return directory_ + "/" + name; }
+
+  // Builds `text` into the table `name` and loads that with the product. Freed with the test.
+  xcs_cs_t* build_text(const std::string& name, const std::string& text);
+
+ private:
+  std::string directory_;
+  xcs_cs_t* codeset_ = nullptr;
+};
+
+// Whole-string conversions of the product.
+std::string to_utf8(xcs_cs_t* codeset, const std::string& bytes);
+std::string from_utf8(xcs_cs_t* codeset, const std::string& utf8);

@@ -1,0 +1,135 @@
+// The shipped codesets, one of each kind where all would take too long.
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+
+#include "tests/ucvtab/tool.h"
+
+namespace {
+
+using ShippedTables = Tool;
+
+const std::string kCatalogue = " --catalogue " CODESET_SOURCES "/catalogue ";
+const std::string kTables = XCSDIR_BUILT "/codeset/";
+const char* const kOneOfEachKind[] = {"CP1250", "CP932", "EUCJP", "CP1388", "CP1047", "GB18030"};
+
+// A builder that lets the locale, the clock, the directory or the order of a run into a table.
+TEST_F(ShippedTables, DependOnNothingButTheirSources) {
+  must("build" + kCatalogue + "-o elsewhere/deep GB18030 CP1047 CP1388 EUCJP CP932 CP1250",
+       "LC_ALL=C.UTF-8 TZ=Asia/Tokyo LANG=xx");
+  for (const std::string name : kOneOfEachKind) {
+    EXPECT_EQ(std::system(("cmp " + path("elsewhere/deep/") + name + " " + kTables + name).c_str()), 0)
+        << name;
+  }
+}
+
+TEST_F(ShippedTables, DumpBuildsTheSameTable) {
+  for (const std::string name : kOneOfEachKind) {
+    write("dumped.txt", must("dump " + kTables + name));
+    must("build text:dumped.txt");
+    EXPECT_EQ(std::system(("cmp " + path(name) + " " + kTables + name).c_str()), 0) << name;
+  }
+}
+
+// Every code and every character of the source through the product's converters. GB18030 alone would take
+// longer than all tests together; its rules are tried on a small page elsewhere.
+TEST_F(ShippedTables, ConvertAsTheirSourcesDo) {
+  const std::string report =
+      must("verify" + kCatalogue + "-d " + kTables + " CP1250 CP932 EUCJP CP1388 CP1047 ISO88591 CP1258");
+  EXPECT_NE(report.find("CP932\tencode\tone-way\t"), std::string::npos) << report;
+}
+
+TEST_F(ShippedTables, VerifyNoticesOneWrongByte) {
+  std::filesystem::copy_file(kTables + "ISO88592", path("ISO88592"));
+  EXPECT_EQ(must("verify" + kCatalogue + "ISO88592"), "");
+  std::string table = read("ISO88592");
+  table[736 + 2 * 0xA1] ^= 1;  // the character of byte A1
+  write("ISO88592", table);
+  const Outcome outcome = run("verify" + kCatalogue + "--list ISO88592");
+  EXPECT_EQ(outcome.code, 1);
+  EXPECT_EQ(outcome.output, "ISO88592\tdecode\tunexplained\tA1\nISO88592\tdecode\tunexplained\t1\n");
+
+  write("wanted", "ISO88592 decode unexplained 1\n");
+  EXPECT_EQ(run("verify --expect wanted" + kCatalogue + "ISO88592").code, 0);
+  write("wanted", "ISO88592 decode unexplained 2\nISO88591 decode fixed 1\n");
+  EXPECT_EQ(run("verify --expect wanted" + kCatalogue + "ISO88592").output,
+            "ISO88592\tdecode\tunexplained\t1\tfound\nISO88592\tdecode\tunexplained\t2\texpected\n");
+}
+
+TEST_F(ShippedTables, HaveNoFaultsAndAllOfThemAreThere) {
+  EXPECT_EQ(must("check $(find " + kTables + " -type f ! -name aliases)"), "");
+  EXPECT_EQ(must("aliases" + kCatalogue + CODESET_SOURCES "/aliases"), "");
+  const std::string manifest = must("manifest " + kTables);
+  EXPECT_EQ(std::count(manifest.begin(), manifest.end(), '\n'), 206);
+}
+
+TEST_F(ShippedTables, AreFoundByTheNamesPeopleUse) {
+  write("in", "\x41\xE9");
+  const struct {
+    const char* name;
+    const char* utf8;
+  } rows[] = {{"ISO-8859-1", "Aé"},
+              {"latin1", "Aé"},
+              {"l1", "Aé"},
+              {"Windows-1252", "Aé"},
+              {"cp437", "AΘ"},
+              {"IBM850", "AÚ"},
+              {"866", "Aщ"},
+              {"KOI8-R", "AИ"},
+              {"TIS-620", "A\u0E49"},
+              {"1047", "\u00A0Z"},
+              {"ebcdic-cp-us", "\u00A0Z"}};
+  for (const auto& row : rows) {
+    EXPECT_EQ(must(std::string("convert -f ") + row.name + " -t utf-8 in", "XCSDIR=" XCSDIR_BUILT), row.utf8)
+        << row.name;
+  }
+  // The C locale's charset must stay without a table: UTF-8 file names pass through only then.
+  EXPECT_EQ(run("convert -f ANSI_X3.4-1968 -t utf-8 in", "XCSDIR=" XCSDIR_BUILT).code, 5);
+}
+
+// Blocks of input and of output end inside characters again and again.
+TEST_F(ShippedTables, ConvertLongTextInPieces) {
+  std::string text;
+  for (int i = 0; i < 20000; ++i) text += "a字é\U00020087.";
+  write("text", text);
+  const std::string environment = "XCSDIR=" XCSDIR_BUILT;
+  write("gb", must("convert -f utf-8 -t gb18030 text", environment));
+  EXPECT_EQ(read("gb").size(), 20000u * (1 + 2 + 2 + 4 + 1));
+  EXPECT_TRUE(must("convert -f gb18030 -t utf-8 gb", environment) == text);
+
+  std::string mixed;
+  for (int i = 0; i < 20000; ++i) mixed += "a字字b";
+  write("mixed", mixed);
+  write("ebcdic", must("convert -f utf-8 -t 1388 mixed", environment));
+  EXPECT_EQ(read("ebcdic").size(), 20000u * (1 + 6 + 1));
+  EXPECT_TRUE(must("convert -f 1388 -t utf-8 ebcdic", environment) == mixed);
+
+  write("cut", "ab\xE5\xAD");
+  const Outcome outcome = run("convert -f utf-8 -t gb18030 cut", environment);
+  EXPECT_EQ(outcome.code, 3);
+  EXPECT_EQ(outcome.output, "ab");
+
+  // The halves of a surrogate pair, each encoded alone, at the end of one file and the start of the next.
+  write("high", "ab\xED\xA0\x80");
+  write("low", "\xED\xB0\x80x");
+  EXPECT_EQ(run("convert -f utf-8 -t gb18030 high", environment).code, 3);
+  EXPECT_EQ(must("convert -f utf-8 -t gb18030 high low", environment), "ab\x90\x30\x81\x30x");
+}
+
+TEST_F(ShippedTables, ManifestIsWhatSha256sumSays) {
+  for (const char* name : {"KOI8R", "CP1140"}) std::filesystem::copy_file(kTables + name, path(name));
+  ASSERT_EQ(std::system(("cd " + path("") + " && sha256sum KOI8R CP1140 | sort -k2 >sums").c_str()), 0);
+  const std::string manifest = must("manifest .");
+  std::string sums = read("sums");
+  for (const char* name : {"KOI8R", "CP1140"}) {
+    const auto size = std::to_string(read(name).size());
+    sums.replace(sums.find(std::string("  ") + name), 2, " " + size + " ");
+  }
+  EXPECT_EQ(manifest, sums);
+
+  write("list", manifest + std::string(64, '0') + " 1 GONE\n");
+  write("KOI8R", read("KOI8R") + "x");
+  EXPECT_EQ(run("manifest . --expect list").output, "KOI8R\tdiffers\nGONE\tmissing\n");
+}
+
+}  // namespace

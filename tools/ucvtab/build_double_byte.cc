@@ -1,0 +1,80 @@
+// Kinds 2 and 4: a row of 256 characters for the single bytes and one for each lead byte, pages of 256 codes.
+#include "charset/table.h"
+#include "tools/ucvtab/failure.h"
+#include "tools/ucvtab/table_writer.h"
+
+namespace ucvtab {
+namespace {
+
+constexpr unsigned kClassInvalid = 0, kClassSingle = 1, kClassLead = 2;
+
+std::vector<uint16_t> decode_row(const Codeset& codeset, const Code& prefix) {
+  std::vector<uint16_t> row(256, kUnmapped);
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    const auto fixed = prefix.empty() ? fixed_decode(codeset.kind, static_cast<uint8_t>(byte)) : std::nullopt;
+    const auto found = codeset.decode.find(prefix.with(byte));
+    if (fixed)
+      row[byte] = *fixed;
+    else if (found != codeset.decode.end())
+      row[byte] = found->second;
+  }
+  return row;
+}
+
+std::vector<uint16_t> encode_page(const Codeset& codeset, unsigned high) {
+  std::vector<uint16_t> page(256, kUnmapped);
+  for (unsigned low = 0; low < 256; ++low) {
+    const char32_t unit = high << 8 | low;
+    const auto fixed = fixed_encode(codeset.kind, unit);
+    const Code& code = codeset.encode[unit];
+    if (fixed)
+      page[low] = *fixed;
+    else if (code.length == 1)
+      page[low] = code.bytes[0];
+    else if (code.length == 2)
+      page[low] = static_cast<uint16_t>(code.bytes[0] << 8 | code.bytes[1]);
+    // The converters tell one byte from two by the value alone, and 0xFFFF is taken.
+    if (code.length == 2 && (page[low] < 0x100 || page[low] == kUnmapped)) {
+      throw Failure(kDoesNotFit, codeset.name + ": code " + to_hex(code) + " cannot be written");
+    }
+  }
+  return page;
+}
+
+// A byte starts pairs or stands alone; the byte class has room for one of the two.
+std::bitset<256> lead_bytes(const Codeset& codeset) {
+  std::bitset<256> leads = codeset.leads;
+  for (const auto& [code, unit] : codeset.decode) {
+    if (code.length == 2) leads.set(code.bytes[0]);
+  }
+  for (unsigned byte = 0; codeset.kind == kDoubleByte && byte < 256; ++byte) {
+    const bool alone =
+        fixed_decode(codeset.kind, static_cast<uint8_t>(byte)) || codeset.decode.contains(single(byte));
+    if (leads[byte] && alone) {
+      throw Failure(kDoesNotFit,
+                    codeset.name + ": byte " + to_hex(single(byte)) + " is a character and starts pairs");
+    }
+  }
+  return leads;
+}
+
+}  // namespace
+
+void build_double_byte(TableWriter& writer) {
+  const Codeset& codeset = writer.codeset();
+  const bool mixed = codeset.kind == kEbcdicMixed;
+  const std::bitset<256> leads = lead_bytes(codeset);
+  const unsigned single_row = writer.add_block16(decode_row(codeset, {}));
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    // In mixed EBCDIC any byte from 0x40 to 0xFE may start a pair, so each needs a row.
+    const bool lead = mixed ? byte >= 0x40 && byte <= 0xFE : leads[byte];
+    const bool alone = byte < 0x80 || codeset.decode.contains(single(byte));
+    writer.set_byte_entry(byte, lead ? writer.add_block16(decode_row(codeset, single(byte))) : single_row);
+    writer.set_byte_class(byte, lead ? kClassLead : mixed || alone ? kClassSingle : kClassInvalid);
+  }
+  for (unsigned high = 0; high < 256; ++high) {
+    writer.set_page(high, writer.add_block16(encode_page(codeset, high)));
+  }
+}
+
+}  // namespace ucvtab

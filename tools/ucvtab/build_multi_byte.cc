@@ -1,0 +1,135 @@
+// Kind 3: a trie of nodes towards Unicode; pages of (prefix number, value) and prefix records back.
+#include <algorithm>
+
+#include "charset/table.h"
+#include "tools/ucvtab/failure.h"
+#include "tools/ucvtab/table_writer.h"
+
+namespace ucvtab {
+namespace {
+
+constexpr unsigned kClassSingle = 1, kClassInvalid = 255;
+constexpr unsigned kPrefixRecordSize = 16;
+
+[[noreturn]] void refuse(const Codeset& codeset, const std::string& why) {
+  throw Failure(kDoesNotFit, codeset.name + ": " + why);
+}
+
+// Code length that each lead byte starts: 0 for bytes that start nothing, 2 for leads without assigned codes.
+std::array<unsigned, 256> code_length_by_lead(const Codeset& codeset) {
+  std::array<unsigned, 256> lengths{};
+  for (const auto& [code, unit] : codeset.decode) {
+    unsigned& length = lengths[code.bytes[0]];
+    if (length != 0 && length != code.length) {
+      refuse(codeset, "byte " + to_hex(single(code.bytes[0])) + " starts codes of different lengths");
+    }
+    length = code.length;
+  }
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    if (codeset.leads[byte] && lengths[byte] == 0) lengths[byte] = 2;
+    if (byte < 0x80 && lengths[byte] > 1) refuse(codeset, "an ASCII byte starts a code");
+  }
+  return lengths;
+}
+
+// The node for what follows `prefix`: (count, base, children), the children of the last step being
+// characters.
+unsigned add_node(TableWriter& writer, const Code& prefix, unsigned length) {
+  const Codeset& codeset = writer.codeset();
+  std::vector<uint16_t> children(256, kUnmapped);
+  unsigned first = 256, last = 0;
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    const Code code = prefix.with(byte);
+    if (code.length == length) {
+      const auto found = codeset.decode.find(code);
+      if (found == codeset.decode.end()) continue;
+      children[byte] = found->second;
+    } else {
+      Code lowest = code;
+      lowest.length = static_cast<uint8_t>(length);
+      const auto found = codeset.decode.lower_bound(lowest);
+      if (found == codeset.decode.end() || !found->first.view().starts_with(code.view())) continue;
+      children[byte] = static_cast<uint16_t>(add_node(writer, code, length));
+    }
+    first = std::min(first, byte);
+    last = byte;
+  }
+  if (first == 256) return writer.add_block16({0, 0});
+  std::vector<uint16_t> node{static_cast<uint16_t>(last - first + 1), static_cast<uint16_t>(first)};
+  node.insert(node.end(), children.begin() + first, children.begin() + last + 1);
+  return writer.add_block16(node);
+}
+
+// The bytes before the last two of a code, numbered from 0 in sorted order.
+std::map<Code, unsigned> number_prefixes(const Codeset& codeset) {
+  std::map<Code, unsigned> prefixes;
+  for (const Code& code : codeset.encode) {
+    if (code.length > 1) prefixes.emplace(code_from_bytes(code.view().substr(0, code.length - 2u)), 0);
+  }
+  unsigned number = 0;
+  for (auto& entry : prefixes) entry.second = number++;
+  return prefixes;
+}
+
+std::vector<uint16_t> encode_page(const Codeset& codeset, const std::map<Code, unsigned>& prefixes,
+                                  unsigned high) {
+  std::vector<uint16_t> page;
+  page.reserve(512);
+  for (unsigned low = 0; low < 256; ++low) {
+    const char32_t unit = high << 8 | low;
+    const auto fixed = fixed_encode(codeset.kind, unit);
+    const Code& code = codeset.encode[unit];
+    unsigned prefix = kUnmapped, value = kUnmapped;
+    if (fixed)
+      value = *fixed;
+    else if (code.length == 1)
+      value = code.bytes[0];
+    else if (code.length > 1) {
+      prefix = prefixes.at(code_from_bytes(code.view().substr(0, code.length - 2u)));
+      value = static_cast<unsigned>(code.bytes[code.length - 2u]) << 8 | code.bytes[code.length - 1u];
+      if (value < 0x100) refuse(codeset, "code " + to_hex(code) + " cannot be written");
+    }
+    page.push_back(static_cast<uint16_t>(prefix));
+    page.push_back(static_cast<uint16_t>(value));
+  }
+  return page;
+}
+
+}  // namespace
+
+void build_multi_byte(TableWriter& writer) {
+  const Codeset& codeset = writer.codeset();
+
+  // Prefix records come first: they are counted from the start of the data region in units of 16 bytes.
+  const std::map<Code, unsigned> prefixes = number_prefixes(codeset);
+  for (const auto& [prefix, number] : prefixes) {
+    Bytes record(prefix.view().begin(), prefix.view().end());
+    record.resize(kPrefixRecordSize - 2);
+    writer.append16(record, prefix.length);
+    writer.append(record);
+  }
+
+  const std::array<unsigned, 256> lengths = code_length_by_lead(codeset);
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    const auto found = codeset.decode.find(single(byte));
+    if (byte < 0x80) {
+      writer.set_byte_class(byte, kClassSingle);
+      writer.set_byte_entry(byte, byte);
+    } else if (found != codeset.decode.end()) {
+      if (codeset.leads[byte]) refuse(codeset, "byte " + to_hex(single(byte)) + " is a character and a lead");
+      writer.set_byte_class(byte, kClassSingle);
+      writer.set_byte_entry(byte, found->second);
+    } else if (lengths[byte] != 0) {
+      writer.set_byte_class(byte, lengths[byte]);
+      writer.set_byte_entry(byte, add_node(writer, single(byte), lengths[byte]));
+    } else {
+      writer.set_byte_class(byte, kClassInvalid);
+      writer.set_byte_entry(byte, kUnmapped);
+    }
+  }
+  for (unsigned high = 0; high < 256; ++high) {
+    writer.set_page(high, writer.add_block16(encode_page(codeset, prefixes, high)));
+  }
+}
+
+}  // namespace ucvtab

@@ -1,0 +1,62 @@
+#include "tools/ucvtab/code.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdio>
+
+namespace ucvtab {
+namespace {
+
+template <class Number>
+bool parse_hex(std::string_view digits, Number& out) {
+  const char* end = digits.data() + digits.size();
+  auto [stop, error] = std::from_chars(digits.data(), end, out, 16);
+  return error == std::errc() && stop == end;
+}
+
+}  // namespace
+
+Code code_from_bytes(std::string_view bytes) {
+  Code code;
+  if (bytes.size() > Code::kMaxLength) return code;
+  std::copy(bytes.begin(), bytes.end(), code.bytes.begin());
+  code.length = static_cast<uint8_t>(bytes.size());
+  return code;
+}
+
+std::string to_hex(const Code& code) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string text;
+  for (unsigned i = 0; i < code.length; ++i) {
+    text += kDigits[code.bytes[i] >> 4];
+    text += kDigits[code.bytes[i] & 15];
+  }
+  return text;
+}
+
+std::optional<Code> code_from_hex(std::string_view digits) {
+  if (digits.empty() || digits.size() % 2 != 0 || digits.size() > size_t{2} * Code::kMaxLength)
+    return std::nullopt;
+  Code code;
+  for (; !digits.empty(); digits.remove_prefix(2)) {
+    uint8_t byte = 0;
+    if (!parse_hex(digits.substr(0, 2), byte)) return std::nullopt;
+    code = code.with(byte);
+  }
+  return code;
+}
+
+std::string to_text(char32_t point) {
+  char text[16];
+  std::snprintf(text, sizeof text, "U+%04X", static_cast<unsigned>(point));
+  return text;
+}
+
+std::optional<char32_t> point_from_text(std::string_view text) {
+  if (text.starts_with("U+")) text.remove_prefix(2);
+  uint32_t value = 0;
+  if (text.empty() || text.size() > 6 || !parse_hex(text, value) || value > 0x10FFFF) return std::nullopt;
+  return static_cast<char32_t>(value);
+}
+
+}  // namespace ucvtab

@@ -1,0 +1,57 @@
+// The commands of ucvtab. Each prints its result on standard output, tab-separated where a program may want
+// it, and returns its exit code; trouble is thrown as Failure.
+#pragma once
+
+#include <bit>
+#include <string>
+#include <vector>
+
+#include "tools/ucvtab/failure.h"
+
+namespace ucvtab {
+
+constexpr const char* kDefaultCatalogue = "codesets/catalogue";
+
+struct BuildOptions {
+  std::string catalogue = kDefaultCatalogue;
+  std::vector<std::string> what;  // names of rows, or "text:FILE"; none means every row
+  std::string directory = ".";    // gets one file per codeset, named as the codeset
+  std::endian order = std::endian::native;
+  bool quiet = false;
+};
+ExitCode run_build(const BuildOptions& options);
+
+ExitCode run_dump(const std::string& table);
+ExitCode run_info(const std::vector<std::string>& tables);
+ExitCode run_check(const std::vector<std::string>& tables);
+
+// `left` and `right` are a table file, "text:FILE", "iconv:NAME" or "icu:NAME"; one of the first two at
+// least.
+ExitCode run_diff(const std::string& left, const std::string& right);
+
+struct VerifyOptions {
+  std::string catalogue = kDefaultCatalogue;
+  std::vector<std::string> names;  // none means every row
+  std::string directory = ".";     // the tables
+  std::string
+      expected;       // file of the differences that are wanted, exactly; without it any that a rule explains
+  bool list = false;  // print each difference, not only their numbers
+};
+ExitCode run_verify(const VerifyOptions& options);
+
+// `from` and `to` are names as xcs_cs_new takes them, `files` are read one after the other; none is standard
+// input.
+ExitCode run_convert(const std::string& from, const std::string& to, const std::vector<std::string>& files);
+
+struct AliasesOptions {
+  std::string catalogue = kDefaultCatalogue;
+  std::string file;  // the aliases file to check
+  std::vector<std::string>
+      harvest;  // the C library's gconv-modules files: print pairs made from them instead
+};
+ExitCode run_aliases(const AliasesOptions& options);
+
+// Prints the manifest of the tables in `directory`, or compares it with `expected`.
+ExitCode run_manifest(const std::string& directory, const std::string& expected);
+
+}  // namespace ucvtab

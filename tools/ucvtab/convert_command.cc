@@ -1,0 +1,104 @@
+// convert: a filter between two codesets of the product.
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
+
+#include "charset/convert.h"
+#include "tools/ucvtab/commands.h"
+
+namespace ucvtab {
+namespace {
+
+constexpr uint32_t kBlock = 32768;  // bytes read, units held, bytes written at a time
+constexpr int kOutputFull = 1;
+
+struct FreeCodeset {
+  void operator()(xcs_cs_t* codeset) const { xcs_cs_free(codeset); }
+};
+using CodesetHandle = std::unique_ptr<xcs_cs_t, FreeCodeset>;
+
+CodesetHandle open_codeset(const std::string& name) {
+  CodesetHandle codeset(xcs_cs_new(name.c_str()));
+  if (!codeset)
+    throw Failure(kUnknownSource, name + ": no such codeset (tables are looked for in XCSDIR/codeset)");
+  return codeset;
+}
+
+class Filter {
+ public:
+  Filter(const std::string& from, const std::string& to) : from_(open_codeset(from)), to_(open_codeset(to)) {}
+
+  void run(std::FILE* file, const std::string& name) {
+    while (size_t count = std::fread(in_ + held_, 1, kBlock - held_, file)) {
+      held_ += static_cast<uint32_t>(count);
+      convert_block();
+    }
+    if (std::ferror(file)) throw Failure(kFileError, name + ": " + std::strerror(errno));
+  }
+
+  void finish() {
+    char* out = out_;
+    uint32_t room = kBlock, nothing = 0;
+    const uint16_t* none = nullptr;
+    xcs_from_ucs2_r(to_.get(), &none, &nothing, &out, &room);
+    write(out);
+    if (held_ != 0 || unit_count_ != 0) throw Failure(kBadInput, "the input ends inside a character");
+  }
+
+ private:
+  // Converts what is held and keeps the character that the block cuts.
+  void convert_block() {
+    const char* in = in_;
+    int code = 0;
+    do {
+      uint16_t* unit = units_ + unit_count_;
+      uint32_t room = kBlock - unit_count_;
+      code = xcs_to_ucs2_r(from_.get(), &in, &held_, &unit, &room);
+      unit_count_ = kBlock - room;
+      write_units();
+    } while (code == kOutputFull);
+    std::memmove(in_, in, held_);
+  }
+
+  void write_units() {
+    const uint16_t* unit = units_;
+    int code = 0;
+    do {
+      char* out = out_;
+      uint32_t room = kBlock;
+      code = xcs_from_ucs2_r(to_.get(), &unit, &unit_count_, &out, &room);
+      write(out);
+    } while (code == kOutputFull);
+    std::memmove(units_, unit, unit_count_ * sizeof *unit);
+  }
+
+  void write(const char* end) {
+    const auto count = static_cast<size_t>(end - out_);
+    if (std::fwrite(out_, 1, count, stdout) != count)
+      throw Failure(kFileError, "standard output: write failed");
+  }
+
+  CodesetHandle from_, to_;
+  char in_[kBlock];
+  uint32_t held_ = 0;                // bytes in in_
+  uint16_t units_[kBlock + 1] = {};  // the mixed family reads one unit behind its input
+  uint32_t unit_count_ = 0;
+  char out_[kBlock];
+};
+
+}  // namespace
+
+ExitCode run_convert(const std::string& from, const std::string& to, const std::vector<std::string>& files) {
+  const auto filter = std::make_unique<Filter>(from, to);
+  if (files.empty()) filter->run(stdin, "standard input");
+  for (const std::string& name : files) {
+    std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(name.c_str(), "rbe"), &std::fclose);
+    if (!file) throw Failure(kFileError, name + ": " + std::strerror(errno));
+    filter->run(file.get(), name);
+  }
+  filter->finish();
+  return kDone;
+}
+
+}  // namespace ucvtab

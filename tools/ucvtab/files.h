@@ -1,0 +1,24 @@
+// Whole files in and out.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace ucvtab {
+
+using Bytes = std::vector<uint8_t>;
+
+struct Line {
+  std::string text;   // less the comment that "#" starts and the blanks at both ends
+  std::string where;  // "FILE:LINE"
+};
+
+// All throw Failure(kFileError) with the path and the system's reason. "-" is standard input.
+Bytes read_file(const std::string& path);
+std::vector<Line> read_lines(const std::string& path);
+
+// Writes beside `path` and renames, so that a reader or a broken build never sees half a file.
+void write_file(const std::string& path, const Bytes& content);
+
+}  // namespace ucvtab

@@ -1,0 +1,120 @@
+// ucvtab: makes codeset tables, looks into them and proves them.
+#include <CLI/CLI.hpp>
+#include <cstdio>
+
+#include "tools/ucvtab/commands.h"
+
+namespace {
+
+using namespace ucvtab;
+
+constexpr const char* kFooter =
+    "Exit status: 0 done; 1 differences or faults found; 2 usage; 3 bad input file; 4 a codeset does not fit "
+    "its\n"
+    "kind; 5 unknown iconv or ICU name; 6 a file could not be read or written.";
+
+struct CommandLine {
+  explicit CommandLine(CLI::App& app) {
+    app.require_subcommand(1);
+    app.footer(kFooter);
+    add_build(app);
+    add_inspection(app);
+    add_verify(app);
+    add_convert(app);
+    add_aliases(app);
+    add_manifest(app);
+  }
+
+  void add_build(CLI::App& app) {
+    CLI::App* command = app.add_subcommand("build", "compile tables: those named, or the whole catalogue");
+    command->add_option("what", build.what, "names from the catalogue, or text:FILE");
+    command->add_option("-c,--catalogue", build.catalogue, "catalogue file")->capture_default_str();
+    command->add_option("-o,--output", build.directory, "directory for the tables")->capture_default_str();
+    const std::map<std::string, std::endian> orders{{"little", std::endian::little},
+                                                    {"big", std::endian::big}};
+    command->add_option("--endian", build.order, "byte order of the tables, this host's by default")
+        ->transform(CLI::CheckedTransformer(orders));
+    command->add_flag("-q,--quiet", build.quiet, "no progress on the terminal");
+    command->callback([this] { result = run_build(build); });
+  }
+
+  void add_inspection(CLI::App& app) {
+    CLI::App* dump = app.add_subcommand("dump", "print a table as the text that builds it");
+    dump->add_option("table", left)->required();
+    dump->callback([this] { result = run_dump(left); });
+
+    CLI::App* info = app.add_subcommand("info", "print header and figures of tables");
+    info->add_option("tables", files)->required();
+    info->callback([this] { result = run_info(files); });
+
+    CLI::App* check = app.add_subcommand("check", "look for faults in tables");
+    check->add_option("tables", files)->required();
+    check->callback([this] { result = run_check(files); });
+
+    CLI::App* diff = app.add_subcommand("diff", "compare two tables, or a table and a source");
+    diff->add_option("left", left, "table file, text:FILE, iconv:NAME or icu:NAME")->required();
+    diff->add_option("right", right, "likewise")->required();
+    diff->callback([this] { result = run_diff(left, right); });
+  }
+
+  void add_verify(CLI::App& app) {
+    CLI::App* command = app.add_subcommand(
+        "verify", "compare sources with what the product's converters make of the tables, completely");
+    command->add_option("names", verify.names, "names from the catalogue, all by default");
+    command->add_option("-c,--catalogue", verify.catalogue, "catalogue file")->capture_default_str();
+    command->add_option("-d,--directory", verify.directory, "directory of the tables")->capture_default_str();
+    command->add_option("-e,--expect", verify.expected, "file of the differences that are wanted");
+    command->add_flag("-l,--list", verify.list, "print every difference");
+    command->callback([this] { result = run_verify(verify); });
+  }
+
+  void add_convert(CLI::App& app) {
+    CLI::App* command = app.add_subcommand("convert", "convert text with the product's converters");
+    command->add_option("-f,--from", left, "codeset of the input, name or path of a table")->required();
+    command->add_option("-t,--to", right, "codeset of the output")->required();
+    command->add_option("files", files, "input files, standard input by default");
+    command->callback([this] { result = run_convert(left, right, files); });
+  }
+
+  void add_aliases(CLI::App& app) {
+    CLI::App* command = app.add_subcommand("aliases", "check an aliases file, or make one");
+    command->add_option("-c,--catalogue", aliases.catalogue, "catalogue file")->capture_default_str();
+    command->add_option("file", aliases.file, "aliases file to check");
+    command->add_option("--harvest", aliases.harvest, "gconv-modules files to make aliases from");
+    command->callback([this] { result = run_aliases(aliases); });
+  }
+
+  void add_manifest(CLI::App& app) {
+    CLI::App* command = app.add_subcommand("manifest", "print the SHA-256 sums of tables, or compare them");
+    command->add_option("directory", left, "directory of the tables")->required();
+    command->add_option("-e,--expect", right, "manifest to compare with");
+    command->callback([this] { result = run_manifest(left, right); });
+  }
+
+  BuildOptions build;
+  VerifyOptions verify;
+  AliasesOptions aliases;
+  std::string left, right;
+  std::vector<std::string> files;
+  ExitCode result = kDone;
+};
+
+}  // namespace
+
+int main(int argc, char** argv) try {
+  CLI::App app("Codeset tables: compile, inspect, verify.", "ucvtab");
+  const CommandLine line(app);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? kDone : kUsage;
+  }
+  if (std::fflush(stdout) != 0) throw Failure(kFileError, "standard output could not be written");
+  return line.result;
+} catch (const ucvtab::Failure& failure) {
+  std::fprintf(stderr, "ucvtab: %s\n", failure.what());
+  return failure.code;
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "ucvtab: %s\n", error.what());
+  return ucvtab::kFileError;
+}

@@ -1,0 +1,17 @@
+// Faults in a finished table that no converter would report: it would just read something else.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "tools/ucvtab/table_reader.h"
+
+namespace ucvtab {
+
+// One text per fault; none for a sound table.
+std::vector<std::string> check_table(const TableImage& image);
+
+// GB18030: the most ranges that one look-up touches, of both directions.
+unsigned longest_gb_walk(const TableImage& image);
+
+}  // namespace ucvtab

@@ -1,0 +1,44 @@
+// A table file back into a codeset: what the converters would make of it, read from the file alone.
+#pragma once
+
+#include <bit>
+#include <string>
+
+#include "tools/ucvtab/codeset.h"
+#include "tools/ucvtab/files.h"
+
+namespace ucvtab {
+
+// Checked access to a table image in either byte order. Positions outside the image read as unmapped, as the
+// converters read them.
+class TableImage {
+ public:
+  // Throws Failure(kBadInput) with `path` when the bytes are no table of a kind that has one.
+  TableImage(Bytes bytes, const std::string& path);
+
+  [[nodiscard]] const Bytes& bytes() const { return bytes_; }
+  [[nodiscard]] std::endian order() const { return order_; }
+  [[nodiscard]] Kind kind() const { return kind_; }
+  [[nodiscard]] std::string text(size_t offset, size_t size) const;  // up to the NUL
+
+  [[nodiscard]] bool holds(uint64_t offset, uint64_t size) const { return offset + size <= bytes_.size(); }
+  [[nodiscard]] unsigned u8(uint64_t offset) const { return holds(offset, 1) ? bytes_[offset] : 0; }
+  [[nodiscard]] unsigned u16(uint64_t offset) const;  // 0xFFFF outside
+  [[nodiscard]] uint32_t u32(uint64_t offset) const;  // 0xFFFFFFFF outside
+
+  // File offsets of what a position names.
+  [[nodiscard]] uint64_t data() const { return u32(0); }
+  [[nodiscard]] uint64_t page(unsigned high_byte) const;
+  [[nodiscard]] unsigned byte_entry(unsigned byte) const;
+  [[nodiscard]] uint64_t row(unsigned byte) const { return data() + 4ull * byte_entry(byte); }
+  [[nodiscard]] unsigned byte_class(unsigned byte) const;
+
+ private:
+  Bytes bytes_;
+  std::endian order_ = std::endian::native;
+  Kind kind_ = kSingleByte;
+};
+
+Codeset read_table(const TableImage& image);
+
+}  // namespace ucvtab

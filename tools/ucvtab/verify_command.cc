@@ -1,0 +1,183 @@
+// verify: every code and every character of a source against what the product's converters make of the table,
+// in both directions and both encodings of Unicode. What differs must follow from a rule; the numbers by rule
+// can be compared with a list of the differences that are wanted.
+#include <cstdio>
+#include <filesystem>
+#include <map>
+#include <sstream>
+#include <tuple>
+
+#include "tools/ucvtab/commands.h"
+#include "tools/ucvtab/files.h"
+#include "tools/ucvtab/gb18030.h"
+#include "tools/ucvtab/harvest.h"
+#include "tools/ucvtab/product_source.h"
+#include "tools/ucvtab/progress.h"
+#include "tools/ucvtab/shift.h"
+
+namespace ucvtab {
+namespace {
+
+// Codeset, "decode" or "encode", rule.
+using DifferenceKey = std::tuple<std::string, std::string, std::string>;
+using Differences = std::map<DifferenceKey, unsigned>;
+
+// No rule: the two encodings of Unicode must always lead to the same result.
+constexpr const char* kDisagree = "ucs2-utf8-disagree";
+
+class Verifier {
+ public:
+  Verifier(const CatalogueRow& row, const std::string& table, Source& source, Differences& differences,
+           bool list)
+      : row_(row),
+        kind_(row.kind),
+        source_(source),
+        ucs2_(open_product(table, Form::kUcs2)),
+        utf8_(open_product(table, Form::kUtf8)),
+        differences_(differences),
+        list_(list) {}
+
+  void run() {
+    for_each_code(source_, kind_, [this](const Code& code, const Decoded& decoded) {
+      if (!is_shift(code.length == 1 ? code.bytes[0] : 0u)) verify_code(code, decoded);
+    });
+    for (char32_t point = 0; point <= 0x10FFFF; ++point) {
+      if (!is_surrogate(point) && !is_shift(point)) verify_point(point);
+    }
+  }
+
+ private:
+  // In mixed EBCDIC the shifts are no characters; what text holding them becomes is not the table's matter.
+  bool is_shift(uint32_t value) const {
+    return kind_ == kEbcdicMixed && (value == kShiftOut || value == kShiftIn);
+  }
+
+  void count(const char* direction, const char* rule, const std::string& what) {
+    ++differences_[{row_.name, direction, rule}];
+    if (list_) std::printf("%s\t%s\t%s\t%s\n", row_.name.c_str(), direction, rule, what.c_str());
+  }
+
+  void verify_code(const Code& code, const Decoded& decoded) {
+    const Decoded got = ucs2_->decode(code);
+    if (utf8_->decode(code) != got) count("decode", kDisagree, to_hex(code));
+    if (got == decoded) return;
+    const Rule rule = decode_rule(kind_, row_.policy, code, decoded);
+    if (rule == Rule::kNone && shape_alone_decides(code, decoded, got)) {
+      return count("decode", "shape", to_hex(code));
+    }
+    Decoded expected;
+    if (rule == Rule::kNone) expected = decoded;
+    if (rule == Rule::kFixed) expected = {Decoded::kMapped, {*fixed_decode(kind_, code.bytes[0])}};
+    count("decode", rule_name(got == expected ? rule : Rule::kNone), to_hex(code));
+  }
+
+  // The converters take a code's length from its lead byte (GB18030: first two bytes) and check no trail byte
+  // beyond finding it in the table: a code that the source refuses early is refused, or read, whole.
+  bool shape_alone_decides(const Code& code, const Decoded& decoded, const Decoded& got) const {
+    if (decoded.outcome != Decoded::kInvalid || code.length < 2) return false;
+    if (kind_ == kGb18030) return true;
+    return kind_ == kMultiByte && got.outcome == Decoded::kIncomplete;
+  }
+
+  void verify_point(char32_t point) {
+    const Code code = source_.encode(point);
+    const Code got = ucs2_->encode(point);
+    // Only GB18030 takes four-byte UTF-8 as one character.
+    if ((point < 0x10000 || kind_ == kGb18030) && utf8_->encode(point) != got) {
+      count("encode", kDisagree, to_text(point));
+    }
+    if (got == code) return;
+    Rule rule = encode_rule(kind_, row_.policy, point, code, decoded_back(code));
+    Code expected;
+    if (rule == Rule::kNone) expected = code;
+    if (rule == Rule::kFixed) expected = single(*fixed_encode(kind_, point));
+    if (rule == Rule::kSupplementary && kind_ == kGb18030) expected = gb_supplementary_code(point);
+    if (row_.policy.round_trip && decoded_back(got) == point) expected = got, rule = Rule::kPolicy;
+    count("encode", rule_name(got == expected ? rule : Rule::kNone), to_text(point));
+  }
+
+  std::optional<char16_t> decoded_back(const Code& code) {
+    if (code.empty() || code.length > max_code_length(kind_)) return std::nullopt;
+    const Decoded decoded = ucs2_->decode(code);
+    if (decoded.text.size() != 1 || decoded.text[0] > 0xFFFF) return std::nullopt;
+    return static_cast<char16_t>(decoded.text[0]);
+  }
+
+  const CatalogueRow& row_;
+  Kind kind_;
+  Source& source_;
+  std::unique_ptr<Source> ucs2_, utf8_;
+  Differences& differences_;
+  bool list_;
+};
+
+Differences read_expected(const std::string& path) {
+  Differences differences;
+  for (const Line& line : read_lines(path)) {
+    if (line.text.empty()) continue;
+    std::istringstream words(line.text);
+    std::string name, direction, rule;
+    unsigned number = 0;
+    if (!(words >> name >> direction >> rule >> number)) {
+      throw Failure(kBadInput, line.where + ": not a codeset, a direction, a rule and a number");
+    }
+    differences[{name, direction, rule}] = number;
+  }
+  return differences;
+}
+
+void print(const DifferenceKey& key, unsigned number, const char* remark) {
+  const auto& [name, direction, rule] = key;
+  std::printf("%s\t%s\t%s\t%u%s\n", name.c_str(), direction.c_str(), rule.c_str(), number, remark);
+}
+
+// Prints where the two lists part; names that were not verified are passed over.
+ExitCode compare(const Differences& found, Differences expected, const std::vector<CatalogueRow>& verified) {
+  ExitCode result = kDone;
+  auto report = [&](const DifferenceKey& key, unsigned number, const char* remark) {
+    print(key, number, remark);
+    result = kDiffers;
+  };
+  for (const auto& [key, number] : found) {
+    const auto wanted = expected.find(key);
+    if (wanted == expected.end() || wanted->second != number)
+      report(key, number, "\tfound");
+    else
+      expected.erase(wanted);
+  }
+  for (const auto& [key, number] : expected) {
+    for (const CatalogueRow& row : verified) {
+      if (row.name == std::get<0>(key)) report(key, number, "\texpected");
+    }
+  }
+  return result;
+}
+
+}  // namespace
+
+ExitCode run_verify(const VerifyOptions& options) {
+  std::vector<CatalogueRow> rows = read_catalogue(options.catalogue);
+  if (!options.names.empty()) {
+    std::vector<CatalogueRow> chosen;
+    for (const std::string& name : options.names) chosen.push_back(find_row(rows, name));
+    rows = std::move(chosen);
+  }
+  const std::string beside = std::filesystem::path(options.catalogue).parent_path().string();
+  Differences differences;
+  Progress progress(rows.size(), options.list);
+  for (const CatalogueRow& row : rows) {
+    progress.step(row.name);
+    const std::unique_ptr<Source> source = open_source(row, beside);
+    Verifier(row, options.directory + "/" + row.name, *source, differences, options.list).run();
+  }
+  if (!options.expected.empty()) return compare(differences, read_expected(options.expected), rows);
+  ExitCode result = kDone;
+  for (const auto& [key, number] : differences) {
+    print(key, number, "");
+    const std::string& rule = std::get<2>(key);
+    if (rule == rule_name(Rule::kNone) || rule == kDisagree) result = kDiffers;
+  }
+  return result;
+}
+
+}  // namespace ucvtab
