@@ -14,14 +14,30 @@ if(MAR_SANITIZE)
   target_compile_options(mar_options INTERFACE
     -fsanitize=${MAR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(mar_options INTERFACE -fsanitize=${MAR_SANITIZE})
+else()
+  # Hardened in every configuration, so that the tests meet what is installed; fortification needs optimised code.
+  # No binary names the folder it was built in: what stands in it is the same wherever it is built.
+  target_compile_options(mar_options INTERFACE
+    -fstack-protector-strong
+    "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>"
+    -ffile-prefix-map=${PROJECT_BINARY_DIR}/=build/ -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
+  target_link_options(mar_options INTERFACE -Wl,-z,relro,-z,now)
 endif()
+# Library code also goes into a shared library. Programs become position-independent, but for those linked -static:
+# they would have to relocate themselves at each start.
+set_target_properties(mar_options PROPERTIES INTERFACE_POSITION_INDEPENDENT_CODE ON)
+include(CheckPIESupported)
+check_pie_supported(LANGUAGES CXX)
 
 find_package(Threads REQUIRED)
 
 # mar_library(<folder> SOURCES <file>... [USES <lower folder>...]): the folder's static library, target mar_<folder>.
+# Its symbols stay inside libmarclient, but for those that a public header exports; "unique" ones could not be hidden.
 function(mar_library folder)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;USES")
   add_library(mar_${folder} STATIC ${arg_SOURCES})
+  set_target_properties(mar_${folder} PROPERTIES CXX_VISIBILITY_PRESET hidden)
+  target_compile_options(mar_${folder} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
   list(TRANSFORM arg_USES PREPEND mar_)
   target_link_libraries(mar_${folder} PUBLIC mar_options ${arg_USES} Threads::Threads)
 endfunction()

@@ -13,6 +13,7 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#pragma GCC visibility push(default) /* libmarclient exports these functions and nothing else */
 
 int32_t mar_clear_eng(void);
 int32_t mar_stop_engine(void); /* waits 1 more second once the engine has answered */
@@ -49,6 +50,7 @@ int32_t mar_deregister_listener(uint32_t listener);
 int32_t mar_set_listener_filter(uint32_t value_1, uint32_t value_2, uint32_t value_3, uint32_t value_4);
 int32_t mar_set_realtime_send_interval(uint32_t interval);
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

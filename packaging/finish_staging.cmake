@@ -1,0 +1,11 @@
+# Run by CPack over the staged files before it packs them: manual pages and changelogs are compressed, and everything
+# is as old as the release, so that two builds give the same bytes.
+function(run)
+  execute_process(COMMAND ${ARGV} COMMAND_ERROR_IS_FATAL ANY)
+endfunction()
+
+run(find ${CPACK_TEMPORARY_DIRECTORY} -type f
+  ( -path "*/share/man/*" -o -name changelog -o -name changelog.Debian ) -exec gzip -9n {} +)
+if(DEFINED ENV{SOURCE_DATE_EPOCH})
+  run(find ${CPACK_TEMPORARY_DIRECTORY} -exec touch --no-dereference --date=@$ENV{SOURCE_DATE_EPOCH} {} +)
+endif()
