@@ -16,10 +16,9 @@ struct Competitor {
   std::function<void()> once;
 };
 
-// Times `batches` batches of `batch_size` calls of each, and prints median microseconds of one call and the
-// ratio to the first competitor.
-inline void side_by_side(const std::string& title, const std::vector<Competitor>& competitors, int batches,
-                         int batch_size) {
+// Times `batches` batches of `batch_size` calls of each; gives the median microseconds of one call.
+inline std::vector<double> median_times_us(const std::vector<Competitor>& competitors, int batches,
+                                           int batch_size) {
   using Clock = std::chrono::steady_clock;
   std::vector<std::vector<double>> times_us(competitors.size());
   for (int batch = 0; batch < batches; ++batch) {
@@ -30,14 +29,22 @@ inline void side_by_side(const std::string& title, const std::vector<Competitor>
       times_us[i].push_back(took.count() / batch_size);
     }
   }
-  std::printf("%s\n", title.c_str());
-  double first = 0;
-  for (size_t i = 0; i < competitors.size(); ++i) {
-    auto& times = times_us[i];
+  std::vector<double> medians;
+  for (auto& times : times_us) {
     std::nth_element(times.begin(), times.begin() + batches / 2, times.end());
-    const double median = times[static_cast<size_t>(batches) / 2];
-    if (i == 0) first = median;
-    std::printf("  %-28s %9.2f us   %.3f\n", competitors[i].name.c_str(), median, median / first);
+    medians.push_back(times[static_cast<size_t>(batches) / 2]);
+  }
+  return medians;
+}
+
+// The same, printed: the medians, and their ratios to the first competitor's.
+inline void side_by_side(const std::string& title, const std::vector<Competitor>& competitors, int batches,
+                         int batch_size) {
+  const std::vector<double> medians = median_times_us(competitors, batches, batch_size);
+  std::printf("%s\n", title.c_str());
+  for (size_t i = 0; i < competitors.size(); ++i) {
+    std::printf("  %-28s %9.2f us   %.3f\n", competitors[i].name.c_str(), medians[i],
+                medians[i] / medians[0]);
   }
 }
 
