@@ -42,8 +42,9 @@ constexpr std::array<uint8_t, 256> invariant_characters() {
 }
 
 constexpr std::array<uint8_t, 256> invariant_bytes() {
+  constexpr std::array<uint8_t, 256> kInvariant = invariant_characters();
   std::array<uint8_t, 256> flags{};
-  for (size_t byte = 0; byte < 256; ++byte) flags[byte] = invariant_characters()[kToUcs[byte]];
+  for (size_t byte = 0; byte < 256; ++byte) flags[byte] = kInvariant[kToUcs[byte]];
   return flags;
 }
 

@@ -105,7 +105,9 @@ inline bool is_reset(const Char* const* in) {
 
 // Entries of the members. A family's reader and writer are built from the codeset; with kShifts they also
 // have state(), the shift state to keep. They come for verified and for unverified images, Decoder<true> and
-// <false>, or as one class where nothing depends on that.
+// <false>, or as one class where nothing depends on that. The entries for such pairs are static: GCC 12 gives
+// weak external symbols to what is instantiated for a template from an anonymous namespace, so that families
+// with equal names would call each other's.
 template <class Decoder, class OutChar>
 int to_unicode(xcs_cs_t* codeset, const char** in, const char* in_end, OutChar** out, OutChar* out_end) {
   if (is_reset(in)) {
@@ -120,7 +122,8 @@ int to_unicode(xcs_cs_t* codeset, const char** in, const char* in_end, OutChar**
 }
 
 template <template <bool> class Decoder, class OutChar>
-int to_unicode(xcs_cs_t* codeset, const char** in, const char* in_end, OutChar** out, OutChar* out_end) {
+static int to_unicode(xcs_cs_t* codeset, const char** in, const char* in_end, OutChar** out,
+                      OutChar* out_end) {
   return codeset->verified != 0 ? to_unicode<Decoder<true>>(codeset, in, in_end, out, out_end)
                                 : to_unicode<Decoder<false>>(codeset, in, in_end, out, out_end);
 }
@@ -139,7 +142,8 @@ int from_unicode(xcs_cs_t* codeset, const InChar** in, const InChar* in_end, cha
 }
 
 template <template <bool> class Encoder, class InChar>
-int from_unicode(xcs_cs_t* codeset, const InChar** in, const InChar* in_end, char** out, char* out_end) {
+static int from_unicode(xcs_cs_t* codeset, const InChar** in, const InChar* in_end, char** out,
+                        char* out_end) {
   return codeset->verified != 0 ? from_unicode<Encoder<true>>(codeset, in, in_end, out, out_end)
                                 : from_unicode<Encoder<false>>(codeset, in, in_end, out, out_end);
 }
