@@ -160,6 +160,8 @@ TEST(Standin, NobodyCrashesOnAQueueThatIsBeingDamaged) {
         }
       });
     }
+    const int good_before = tally->good;
+    ASSERT_TRUE(eventually([&] { return tally->good >= good_before + 5; }));
     for (int blow = 0; blow < 40; ++blow) {
       const uint32_t head = 12 + 16 * pick(8), next = 12 + 16 * 8 + 10264 * pick(8) + 10260;
       const uint32_t places[] = {0, 4, head, head + 4, head + 8, head + 12, next};
@@ -175,6 +177,5 @@ TEST(Standin, NobodyCrashesOnAQueueThatIsBeingDamaged) {
     kill(engine.program.pid(), SIGTERM);
     EXPECT_LT(engine.program.status(), 128);
   }
-  EXPECT_GT(tally->good, 100);
-  EXPECT_GT(tally->failed, 100);
+  EXPECT_GT(tally->failed, 40) << "the damage was too kind";
 }
