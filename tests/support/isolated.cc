@@ -1,4 +1,5 @@
-// isolated COMMAND [ARGUMENT...]: runs a program as a test would run, with its own kernel objects and control files.
+// isolated COMMAND [ARGUMENT...]: runs a program as a test would run, with its own kernel objects and control
+// files.
 #include <unistd.h>
 
 #include <cerrno>
