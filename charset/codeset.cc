@@ -15,11 +15,6 @@ namespace {
 constexpr size_t kPathSize = 256;
 constexpr size_t kNameSize = 128;
 
-struct LoadedCodeset {
-  xcs_cs_t codeset;  // first, so that its address is the block's
-  xcs_single_rows rows;
-};
-
 const char* environment(const char* name) {
   const char* value = std::getenv(name);
   return value == nullptr ? "" : value;
@@ -52,9 +47,9 @@ uint8_t longest_sequence(const uint8_t* classes) {
   return longest;
 }
 
-void fill_from_table(LoadedCodeset& block) {
+// False without memory.
+bool fill_from_table(xcs_cs_t& codeset) {
   using namespace table_layout;
-  xcs_cs_t& codeset = block.codeset;
   const uint8_t* table = codeset.table;
   codeset.loaded = 1;
   codeset.kind = load<uint16_t>(table + kScheme) == kSchemeEbcdicSbcs ? uint16_t{XCS_KIND_EBCDIC_SBCS}
@@ -67,7 +62,12 @@ void fill_from_table(LoadedCodeset& block) {
   std::memcpy(codeset.name, table + kName, name_size);
   codeset.verified = verify_table(codeset);
   codeset.longest = longest_sequence(table + kByteClasses);
-  if (prepare_single_rows(codeset, block.rows)) codeset.rows = &block.rows;
+  if (!has_single_rows(codeset.kind)) return true;
+  auto* rows = new (std::nothrow) xcs_single_rows;
+  if (rows == nullptr) return false;
+  prepare_single_rows(codeset, *rows);
+  codeset.rows = rows;
+  return true;
 }
 
 // Gives `name`=`value` to the environment, which keeps the block itself; the block of the previous call is
@@ -139,20 +139,18 @@ xcs_cs_t* xcs_cs_new(const char* name) {
 
 xcs_cs_t* cs_new(const char* name) {
   if (name == nullptr) return nullptr;
-  auto* block = new (std::nothrow) LoadedCodeset{};
-  if (block == nullptr) return nullptr;
-  xcs_cs_t& codeset = block->codeset;
+  auto* codeset = new (std::nothrow) xcs_cs_t{};
+  if (codeset == nullptr) return nullptr;
   if (std::strcmp(name, "UTF8") == 0) {
-    codeset.kind = XCS_KIND_UTF8;
-    return &codeset;
+    codeset->kind = XCS_KIND_UTF8;
+    return codeset;
   }
-  codeset.table = find_table(name, &codeset.table_size);
-  if (codeset.table == nullptr) {
-    delete block;
+  codeset->table = find_table(name, &codeset->table_size);
+  if (codeset->table == nullptr || !fill_from_table(*codeset)) {
+    xcs_cs_free(codeset);
     return nullptr;
   }
-  fill_from_table(*block);
-  return &codeset;
+  return codeset;
 }
 
 int xcs_cs_free(xcs_cs_t* codeset) {
@@ -161,7 +159,8 @@ int xcs_cs_free(xcs_cs_t* codeset) {
   if (codeset == def_cs) def_cs = os_cs;
   if (codeset == os_loc_cs) os_loc_cs = os_cs;
   std::free(const_cast<uint8_t*>(codeset->table));
-  delete reinterpret_cast<LoadedCodeset*>(codeset);
+  delete codeset->rows;
+  delete codeset;
   return 0;
 }
 

@@ -39,8 +39,8 @@ typedef struct xcs_cs_t {
   uint8_t verified;  // the image holds every position that a conversion can reach
   uint8_t longest;   // bytes of the longest multi-byte sequence that a byte can lead
   char name[33];     // the table's name, terminated whatever the file held
-  const struct xcs_single_rows*
-      rows;  // prepared for the single-byte families and the mixed family, else NULL
+  // Prepared for the single-byte families and the mixed family, owned; else NULL.
+  const struct xcs_single_rows* rows;
 } xcs_cs_t;
 
 extern const char* const xcs_version;

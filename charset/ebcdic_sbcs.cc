@@ -11,7 +11,7 @@ int ebcdic_sbcs_to_ucs2_r(xcs_cs_t* codeset, const char** in, const char* in_end
 }
 
 int ebcdic_sbcs_to_utf8_r(xcs_cs_t* codeset, const char** in, const char* in_end, char** out, char* out_end) {
-  return to_unicode<Family::Reader>(codeset, in, in_end, out, out_end);
+  return decode<Family::SequenceReader, SequenceWriter>(codeset, in, in_end, out, out_end);
 }
 
 int ebcdic_sbcs_from_ucs2_r(xcs_cs_t* codeset, const uint16_t** in, const uint16_t* in_end, char** out,

@@ -1,51 +1,54 @@
 #include "charset/single_byte.h"
 
 #include "charset/ebcdic_1047.h"
+#include "charset/table.h"
+#include "charset/unicode_text.h"
 
 namespace {
 
-void prepare_ascii(const xcs_cs_t& codeset, xcs_single_rows& rows) {
-  const TableView<false> view(codeset);
-  const PagedBytes<false> paged(codeset, '?');
-  for (uint32_t i = 0; i < 256; ++i) {
-    const auto byte = static_cast<uint8_t>(i);
-    rows.to_unicode[i] = i < 0x80 ? byte : mapped(view.byte_entry(byte));
-    rows.from_unicode[i] = i < 0x80 ? byte : paged(i);
-  }
+using Image = TableView<false>;
+
+// A character through the from-UCS-2 pages. What comes out as the substitution byte stands for its one
+// legitimate source only; from any other character, and from outside the image, it is `question_mark`.
+uint8_t paged_byte(const Image& image, uint16_t unit, uint8_t question_mark) {
+  const uint64_t offset = image.page(unit) + (unit & 0xFF);
+  if (!image.holds(offset, 1)) return question_mark;
+  const uint8_t byte = *image.at(offset);
+  const bool is_source = unit == image.substitute_source() && unit != kUnmapped;
+  return byte == image.substitute_byte() && !is_source ? question_mark : byte;
 }
 
-void prepare_ebcdic(const xcs_cs_t& codeset, xcs_single_rows& rows) {
-  const TableView<false> view(codeset);
-  const PagedBytes<false> paged(codeset, kEbcdicQuestionMark);
-  for (uint32_t i = 0; i < 256; ++i) {
-    const uint16_t entry = view.byte_entry(static_cast<uint8_t>(i));
-    rows.to_unicode[i] = invar_eb_to_ucs[i] ? def_eb_to_ucs[i] : mapped(entry);
-    rows.from_unicode[i] = invar_ucs_to_eb[i] ? def_ucs_to_eb[i] : paged(i);
-  }
-}
-
-void prepare_mixed(const xcs_cs_t& codeset, xcs_single_rows& rows) {
-  const TableView<false> view(codeset);
-  for (uint32_t i = 0; i < 256; ++i) {
-    const uint16_t entry = view.u16(4ull * view.byte_entry(0) + 2ull * i);
-    rows.to_unicode[i] = invar_eb_to_ucs[i] ? def_eb_to_ucs[i] : mapped(entry);
-  }
+xcs_single_rows::Sequence utf8_sequence(uint16_t unit) {
+  xcs_single_rows::Sequence sequence;
+  const uint8_t* const end = Utf8Writer<false>::put<true>(sequence.data(), nullptr, unit, nullptr);
+  sequence[3] = static_cast<uint8_t>(end - sequence.data());
+  return sequence;
 }
 
 }  // namespace
 
-bool prepare_single_rows(const xcs_cs_t& codeset, xcs_single_rows& rows) {
-  switch (codeset.kind) {
-    case XCS_KIND_ASCII_SBCS:
-      prepare_ascii(codeset, rows);
-      return true;
-    case XCS_KIND_EBCDIC_SBCS:
-      prepare_ebcdic(codeset, rows);
-      return true;
-    case XCS_KIND_EBCDIC_DBCS:
-      prepare_mixed(codeset, rows);
-      return true;
-    default:
-      return false;
+bool has_single_rows(uint16_t kind) {
+  return kind == XCS_KIND_ASCII_SBCS || kind == XCS_KIND_EBCDIC_SBCS || kind == XCS_KIND_EBCDIC_DBCS;
+}
+
+void prepare_single_rows(const xcs_cs_t& codeset, xcs_single_rows& rows) {
+  const Image image(codeset);
+  const bool is_ascii = codeset.kind == XCS_KIND_ASCII_SBCS;
+  const bool is_mixed = codeset.kind == XCS_KIND_EBCDIC_DBCS;
+  for (uint32_t i = 0; i < 256; ++i) {
+    const auto byte = static_cast<uint8_t>(i);
+    const uint16_t entry =
+        is_mixed ? image.u16(4ull * image.byte_entry(0) + 2ull * i) : image.byte_entry(byte);
+    const bool bypasses = is_ascii ? i < 0x80 : invar_eb_to_ucs[i] != 0;
+    rows.to_unicode[i] = !bypasses ? mapped(entry) : is_ascii ? byte : def_eb_to_ucs[i];
+    rows.to_utf8[i] = utf8_sequence(rows.to_unicode[i]);
+  }
+  if (is_mixed) return;
+  for (uint32_t i = 0; i < 0x10000; ++i) {
+    const auto unit = static_cast<uint16_t>(i);
+    const bool bypasses = is_ascii ? i < 0x80 : i < 0x100 && invar_ucs_to_eb[i] != 0;
+    rows.from_unicode[i] = !bypasses  ? paged_byte(image, unit, is_ascii ? '?' : kEbcdicQuestionMark)
+                           : is_ascii ? static_cast<uint8_t>(i)
+                                      : def_ucs_to_eb[i];
   }
 }

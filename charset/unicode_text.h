@@ -108,17 +108,23 @@ inline bool is_reset(const Char* const* in) {
 // <false>, or as one class where nothing depends on that. The entries for such pairs are static: GCC 12 gives
 // weak external symbols to what is instantiated for a template from an anonymous namespace, so that families
 // with equal names would call each other's.
-template <class Decoder, class OutChar>
-int to_unicode(xcs_cs_t* codeset, const char** in, const char* in_end, OutChar** out, OutChar* out_end) {
+template <class Decoder, class Writer, class OutChar>
+int decode(xcs_cs_t* codeset, const char** in, const char* in_end, OutChar** out, OutChar* out_end) {
   if (is_reset(in)) {
     codeset->to_state = 0;
     return kConverted;
   }
   Decoder decoder(*codeset);
-  UnicodeWriter<OutChar, Decoder::kSupplementary> writer;
+  Writer writer;
   const int result = transcode_text(decoder, writer, in, in_end, out, out_end);
   if constexpr (Decoder::kShifts) codeset->to_state = decoder.state();
   return result;
+}
+
+template <class Decoder, class OutChar>
+int to_unicode(xcs_cs_t* codeset, const char** in, const char* in_end, OutChar** out, OutChar* out_end) {
+  using Writer = UnicodeWriter<OutChar, Decoder::kSupplementary>;
+  return decode<Decoder, Writer>(codeset, in, in_end, out, out_end);
 }
 
 template <template <bool> class Decoder, class OutChar>

@@ -144,6 +144,30 @@ TEST_F(Registry, TheNameOfAPathMustFit) {
   EXPECT_EQ(found("T"), "FOUND");
 }
 
+// Resolving "win" sets the process locale, in which toupper('i') may not be 'I' and 0x85 may be a control.
+TEST_F(Registry, CharacterClassesAreNotTheLocales) {
+  const struct {
+    const char* language;
+    const char* charmap;
+    const char* codeset;
+  } rows[] = {{"tr_TR", "UTF-8", "UTF8"}, {"tr_TR", "ISO-8859-9", "ISO88599"}, {"zh_CN", "GBK", "GBK"}};
+  directory_.write("table\x85", table("FOUND"));
+  directory_.write("REDIRECT", "table\x85\n");
+  setenv("LOCPATH", directory_.path.c_str(), 1);
+  for (const auto& row : rows) {
+    const std::string locale = at(row.language) + "." + row.charmap;
+    const std::string command =
+        std::string("localedef -i ") + row.language + " -f " + row.charmap + " " + locale;
+    if (std::system((command + " >localedef.log 2>&1").c_str()) != 0)
+      GTEST_SKIP() << "no localedef or no sources of locales here";
+    setenv("LC_ALL", std::filesystem::path(locale).filename().c_str(), 1);
+    EXPECT_EQ(resolved("win"), row.codeset);
+    EXPECT_EQ(resolved("win"), row.codeset) << "again, in the locale now";
+    EXPECT_EQ(resolved("iso8859-i"), "ISO8859I") << row.codeset;
+    EXPECT_EQ(found("redirect"), "FOUND") << row.codeset;
+  }
+}
+
 TEST_F(Registry, RedirectFilesNameAnotherFileBesideThem) {
   directory_.write("x/REAL", table("REAL"));
   directory_.write("x/R1", " RE\tA\x01L\n");
