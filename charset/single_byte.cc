@@ -51,4 +51,8 @@ void prepare_single_rows(const xcs_cs_t& codeset, xcs_single_rows& rows) {
                            : is_ascii ? static_cast<uint8_t>(i)
                                       : def_ucs_to_eb[i];
   }
+  rows.latin1 = true;
+  for (uint32_t i = 0; i < 256; ++i) {
+    if (rows.to_unicode[i] != i || rows.from_unicode[i] != i) rows.latin1 = false;
+  }
 }

@@ -14,6 +14,7 @@ struct xcs_single_rows {
   // A character's UTF-8 sequence, and in the last byte the length of that.
   using Sequence = std::array<uint8_t, 4>;
 
+  bool latin1;               // each byte is its own UCS-2 value, and the other way round
   uint16_t to_unicode[256];  // "?" where unmapped; in the mixed EBCDIC family the bytes of single-byte mode
   // The mixed family has no use for the others.
   Sequence to_utf8[256];
@@ -31,7 +32,10 @@ template <bool kAsciiBased>
 struct SingleByte {
   class Reader : public Side<uint8_t, 1, kAsciiBased> {
    public:
-    explicit Reader(const xcs_cs_t& codeset) : row_(codeset.rows->to_unicode) {}
+    explicit Reader(const xcs_cs_t& codeset)
+        : row_(codeset.rows->to_unicode), latin1_(codeset.rows->latin1) {}
+
+    bool latin1() const { return latin1_; }
 
     template <bool kWhole>
     Character next(const uint8_t* in, const uint8_t*) const {
@@ -40,6 +44,7 @@ struct SingleByte {
 
    private:
     const uint16_t* row_;
+    bool latin1_;
   };
 
   // Reads UTF-8 sequences instead of characters, for SequenceWriter.
@@ -58,7 +63,10 @@ struct SingleByte {
 
   class Writer : public Side<uint8_t, 1, kAsciiBased> {
    public:
-    explicit Writer(const xcs_cs_t& codeset) : row_(codeset.rows->from_unicode) {}
+    explicit Writer(const xcs_cs_t& codeset)
+        : row_(codeset.rows->from_unicode), latin1_(codeset.rows->latin1) {}
+
+    bool latin1() const { return latin1_; }
 
     template <bool kRoomy>
     uint8_t* put(uint8_t* out, const uint8_t*, uint32_t unit, const void*) const {
@@ -68,6 +76,7 @@ struct SingleByte {
 
    private:
     const uint8_t* row_;
+    bool latin1_;
   };
 };
 

@@ -38,23 +38,32 @@ struct Side {
   // Has characters from U+10000 up.
   static constexpr bool kSupplementary = false;
 
+  // All units below 0x100 stand for themselves.
+  static constexpr bool latin1() { return false; }
+
   static constexpr ptrdiff_t longest() { return kLongest; }
 };
 
 constexpr ptrdiff_t kRun = 8;  // units that are tested and copied at a time where ASCII passes unchanged
 
-inline bool is_ascii_run(const uint8_t* in) {
+// Whether no unit of the run has one of the bits of `others`.
+inline bool is_run_without(uint8_t others, const uint8_t* in) {
   uint64_t units;
   std::memcpy(&units, in, sizeof units);
-  return (units & 0x8080808080808080) == 0;
+  return (units & 0x0101010101010101u * others) == 0;
 }
 
-inline bool is_ascii_run(const uint16_t* in) {
+inline bool is_run_without(uint16_t others, const uint16_t* in) {
   // Two variables: an array would make GCC 12 go by way of the stack.
   uint64_t first, second;
   std::memcpy(&first, in, sizeof first);
   std::memcpy(&second, in + kRun / 2, sizeof second);
-  return ((first | second) & 0xFF80FF80FF80FF80) == 0;
+  return ((first | second) & 0x0001000100010001u * others) == 0;
+}
+
+template <class Unit>
+inline bool is_ascii_run(const Unit* in) {
+  return is_run_without(static_cast<Unit>(~0x7F), in);
 }
 
 template <class In, class Out>
@@ -67,17 +76,18 @@ inline void copy_run(const In* in, Out* out) {
   std::memcpy(out, &converted, sizeof converted);
 }
 
+// Copies the runs at the front that have no unit with a bit of `others`.
 template <class In, class Out>
-inline void copy_ascii_runs(const In*& in, const In* in_end, Out*& out, const Out* out_end) {
+inline void copy_runs(In others, const In*& in, const In* in_end, Out*& out, const Out* out_end) {
   // Two runs a turn while it lasts, so that wide loads and stores are kept busy.
   for (ptrdiff_t room = std::min(in_end - in, out_end - out); room >= 2 * kRun; room -= 2 * kRun) {
-    if (!is_ascii_run(in) || !is_ascii_run(in + kRun)) break;
+    if (!is_run_without(others, in) || !is_run_without(others, in + kRun)) break;
     copy_run(in, out);
     copy_run(in + kRun, out + kRun);
     in += 2 * kRun;
     out += 2 * kRun;
   }
-  if (std::min(in_end - in, out_end - out) >= kRun && is_ascii_run(in)) {
+  if (std::min(in_end - in, out_end - out) >= kRun && is_run_without(others, in)) {
     copy_run(in, out);
     in += kRun;
     out += kRun;
@@ -100,11 +110,12 @@ int transcode(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
               typename Writer::Unit* out_end) {
   constexpr bool kRuns = Reader::kAscii && Writer::kAscii;
   constexpr bool kFixedWidth = Reader::kLongest == 1;
+  const auto others = static_cast<typename Reader::Unit>(reader.latin1() && writer.latin1() ? ~0xFF : ~0x7F);
   if (in >= in_end) return kConverted;
   if (out >= out_end) return kOutputFull;
   // Most of the text in blocks that cannot meet either end: no result code is decided inside them.
   for (;;) {
-    if constexpr (kRuns) copy_ascii_runs(in, in_end, out, out_end);
+    if constexpr (kRuns) copy_runs(others, in, in_end, out, out_end);
     ptrdiff_t steps = std::min((in_end - in) / reader.longest(), (out_end - out) / Writer::kLongest);
     if (steps == 0) break;
     // Looking out for the next ASCII run costs more than it saves where a step is hardly more than a load.

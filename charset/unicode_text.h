@@ -8,6 +8,8 @@
 
 template <bool kAllPlanes>
 struct Ucs2Reader : Side<uint16_t, kAllPlanes ? 2 : 1, true> {
+  static constexpr bool latin1() { return true; }
+
   template <bool kWhole>
   static Character next(const uint16_t* in, const uint16_t* end) {
     const uint32_t unit = in[0];
@@ -44,6 +46,8 @@ struct Utf8Reader : Side<uint8_t, kAllPlanes ? 4 : 3, true> {
 
 template <bool kAllPlanes>
 struct Ucs2Writer : Side<uint16_t, kAllPlanes ? 2 : 1, true> {
+  static constexpr bool latin1() { return true; }
+
   template <bool kRoomy>
   static uint16_t* put(uint16_t* out, const uint16_t* end, uint32_t value, const void*) {
     if (!kAllPlanes || value < 0x10000) {

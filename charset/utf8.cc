@@ -14,9 +14,9 @@ constexpr uint32_t four_bytes(uint8_t a, uint8_t b, uint8_t c, uint8_t d) {
   return std::bit_cast<uint32_t>(std::array<uint8_t, 4>{a, b, c, d});
 }
 
-// The length of the sequence at `text` if decoding and encoding would give it back; 0 if not. Four bytes are
-// there.
-ptrdiff_t unchanged_sequence(const uint8_t* text) {
+// The length of the sequence at `text`, or of two of two bytes, if decoding and encoding would give it back;
+// 0 if not. Four bytes are there.
+ptrdiff_t unchanged_sequences(const uint8_t* text) {
   uint32_t bytes;
   std::memcpy(&bytes, text, sizeof bytes);
   const auto is = [&](uint32_t mask, uint32_t shape) { return (bytes & mask) == shape; };
@@ -24,6 +24,9 @@ ptrdiff_t unchanged_sequence(const uint8_t* text) {
   if (is(four_bytes(0xF0, 0xC0, 0xC0, 0), four_bytes(0xE0, 0x80, 0x80, 0))) {
     return any(four_bytes(0x0F, 0x20, 0, 0)) ? 3 : 0;
   }
+  if (is(four_bytes(0xE0, 0xC0, 0xE0, 0xC0), four_bytes(0xC0, 0x80, 0xC0, 0x80)) &&
+      any(four_bytes(0x1E, 0, 0, 0)) && any(four_bytes(0, 0, 0x1E, 0)))
+    return 4;
   if (is(four_bytes(0xE0, 0xC0, 0, 0), four_bytes(0xC0, 0x80, 0, 0)))
     return any(four_bytes(0x1E, 0, 0, 0)) ? 2 : 0;
   if (is(four_bytes(0xF8, 0xC0, 0xC0, 0xC0), four_bytes(0xF0, 0x80, 0x80, 0x80))) {
@@ -50,7 +53,7 @@ ptrdiff_t unchanged_prefix(const uint8_t* text, ptrdiff_t size) {
       if (size - at >= kRun) at += leading_ascii(text + at);
       continue;
     }
-    const ptrdiff_t length = unchanged_sequence(text + at);
+    const ptrdiff_t length = unchanged_sequences(text + at);
     if (length == 0) break;
     at += length;
   }

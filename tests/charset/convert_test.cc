@@ -106,6 +106,10 @@ TEST(Convert, ToUtf8) {
        "\xED\xA0\x80\xF4\x90\x80\x80",
        {"\xED\xA0\x80\xF4\x90\x80\x80", 7, 0}},
       {"overlong forms shrink, no lead", "UTF8", "\xE0\x80\xAF\xF0\x80\x80\x80\x80", {{"/\0?", 3}, 8, 0}},
+      {"overlong after what passes",
+       "UTF8",
+       "\xC3\xA9\xC0\xAF\xC3\xA9\xC1\xBF",
+       {"\xC3\xA9/\xC3\xA9\x7F", 8, 0}},
       {"cut", "UTF8", "A\xC3", {"A", 1, 2}},
   });
 }
@@ -259,6 +263,26 @@ TEST(WholeText, IntoAFreshBlock) {
   EXPECT_EQ(Bytes(block, written), "\xE2\x82\xAC\xE2\x82\xAC");
   xcs_free(block);
   EXPECT_TRUE(xcs_fromu_alloc(utf8_cs, "A", -1, &written) == nullptr && written == 0);
+}
+
+// Where bytes and units are alike, text passes in runs; what is above stops them at any place.
+TEST(Convert, Latin1PassesInRuns) {
+  CodeMap codes;
+  Bytes bytes(256, '\0');
+  for (uint16_t unit = 0; unit < 256; ++unit) bytes[unit] = static_cast<char>(unit);
+  for (uint16_t unit = 0x80; unit < 256; ++unit) codes[bytes.substr(unit, 1)] = unit;
+  const Codeset codeset = load_image(TableImage(XCS_KIND_ASCII_SBCS, "LATIN1", codes).bytes);
+  const Units same = convert<ToUcs2>(codeset.get(), bytes).out;
+  for (uint16_t unit = 0; unit < 256; ++unit) EXPECT_EQ(same[unit], unit);
+  for (uint16_t above = 0x100; above != 0; above = static_cast<uint16_t>(above << 1)) {
+    for (size_t place = 0; place < 40; ++place) {
+      Units units = same;
+      units[place] = above;
+      Bytes want = bytes;
+      want[place] = '?';
+      ASSERT_EQ(convert<FromUcs2>(codeset.get(), units).out, want) << above << " at " << place;
+    }
+  }
 }
 
 }  // namespace
