@@ -89,7 +89,8 @@ void look_at_semaphores(Snapshot& snapshot) {
   }
 }
 
-// Copies until two copies are the same and nobody holds the lock before the first or after the second.
+// Copies until three copies in a row are the same and nobody holds the lock between them. A copy that caught
+// a writer half-way differs from the next one by the time that writer has let the lock go.
 void look_inside(const AttachedSegment& segment, Snapshot& snapshot) {
   const auto slots = static_cast<uint16_t>(kLayout.capacity(snapshot.segment->size));
   const auto lock_held = [&] {
@@ -100,12 +101,13 @@ void look_inside(const AttachedSegment& segment, Snapshot& snapshot) {
   for (int tries = 0; !snapshot.settled && (tries == 0 || std::chrono::steady_clock::now() < deadline);
        ++tries) {
     if (tries >= kHastyTries) std::this_thread::sleep_for(kPause);
-    const bool held_before = lock_held();
     snapshot.image = copy_queue(segment, slots);
+    const bool held_before = lock_held();
+    const bool same_before = same_image(copy_queue(segment, slots), *snapshot.image);
     look_at_semaphores(snapshot);
-    const bool same = same_image(copy_queue(segment, slots), *snapshot.image);
     const bool held_after = lock_held();
-    snapshot.settled = same && !held_before && !held_after;
+    const bool same_after = same_image(copy_queue(segment, slots), *snapshot.image);
+    snapshot.settled = same_before && same_after && !held_before && !held_after;
     always_held = always_held && held_before && held_after;
   }
   if (!always_held && snapshot.lock > 0) snapshot.lock = 0;
