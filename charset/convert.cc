@@ -37,10 +37,13 @@ const Members& members_of(const xcs_cs_t& codeset) {
   return codeset.kind <= XCS_KIND_GB18030 ? kMembers[codeset.kind] : kOs;
 }
 
+template <class InChar, class OutChar>
+using Member = int (*)(xcs_cs_t*, const InChar**, const InChar*, OutChar**, OutChar*);
+
 // Runs a member on lengths instead of ends. Without an output there is no room.
 template <class InChar, class OutChar>
-int dispatch(int (*Members::*member)(xcs_cs_t*, const InChar**, const InChar*, OutChar**, OutChar*),
-             xcs_cs_t* codeset, const InChar** in, uint32_t* in_length, OutChar** out, uint32_t* out_length) {
+int dispatch(Member<InChar, OutChar> Members::*member, xcs_cs_t* codeset, const InChar** in,
+             uint32_t* in_length, OutChar** out, uint32_t* out_length) {
   codeset = codeset_or_default(codeset);
   const bool no_input = in == nullptr || *in == nullptr;
   const bool no_output = out == nullptr || *out == nullptr;
@@ -67,25 +70,28 @@ uint32_t length_of(const char* text) {
 
 uint32_t length_of(const uint16_t* text) { return text == nullptr ? 0 : xcs_wcslen(text); }
 
-// A whole text on a copy of the codeset. `finish` adds the flush that text towards a codeset needs.
-template <class InChar, class OutChar, class Dispatcher>
-uint32_t convert_text(Dispatcher dispatcher, bool finish, xcs_cs_t* codeset, const InChar* text, int length,
-                      OutChar* out, uint32_t size) {
-  if (size == 0) return 0;
-  xcs_cs_t copy = *codeset_or_default(codeset);
-  (finish ? copy.from_state : copy.to_state) = 0;
+// A whole text. The mixed family works on a copy of the codeset, as its members keep a state there, and ends
+// the text towards the codeset; the others have neither.
+template <class InChar, class OutChar>
+uint32_t convert_text(Member<InChar, OutChar> Members::*member, xcs_cs_t* codeset, const InChar* text,
+                      int length, OutChar* out, uint32_t size) {
+  if (size == 0 || out == nullptr) return 0;
+  codeset = codeset_or_default(codeset);
+  const auto convert = members_of(*codeset).*member;
   const bool terminate = length < 0;
-  uint32_t left = terminate ? length_of(text) : static_cast<uint32_t>(length);
-  uint32_t room = terminate ? size - 1 : size;
-  const uint32_t all_room = room;
+  const uint32_t left = terminate ? length_of(text) : static_cast<uint32_t>(length);
+  OutChar* const room_end = out + (terminate ? size - 1 : size);
   OutChar* end = out;
-  if (text != nullptr) dispatcher(&copy, &text, &left, &end, &room);
-  if (finish) {
-    const InChar* none = nullptr;
-    dispatcher(&copy, &none, &left, &end, &room);
+  if (codeset->kind == XCS_KIND_EBCDIC_DBCS) {
+    xcs_cs_t copy = *codeset;
+    copy.from_state = copy.to_state = 0;
+    if (text != nullptr) convert(&copy, &text, text + left, &end, room_end);
+    convert(&copy, nullptr, nullptr, &end, room_end);  // away from the codeset this writes nothing
+  } else if (text != nullptr) {
+    convert(codeset, &text, text + left, &end, room_end);
   }
-  if (terminate) *end = 0;
-  return all_room - room + (terminate ? 1 : 0);
+  if (terminate) *end++ = 0;
+  return static_cast<uint32_t>(end - out);
 }
 
 template <class Convert>
@@ -123,19 +129,19 @@ int xcs_from_utf8_r(xcs_cs_t* codeset, const char** in, uint32_t* in_bytes, char
 }
 
 uint32_t xcs_to_utf8(xcs_cs_t* codeset, const char* text, int length, char* utf8, uint32_t size) {
-  return convert_text(xcs_to_utf8_r, false, codeset, text, length, utf8, size);
+  return convert_text(&Members::to_utf8, codeset, text, length, utf8, size);
 }
 
 uint32_t xcs_to_ucs2(xcs_cs_t* codeset, const char* text, int length, uint16_t* ucs2, uint32_t size) {
-  return convert_text(xcs_to_ucs2_r, false, codeset, text, length, ucs2, size);
+  return convert_text(&Members::to_ucs2, codeset, text, length, ucs2, size);
 }
 
 uint32_t xcs_from_utf8(xcs_cs_t* codeset, const char* utf8, int length, char* text, uint32_t size) {
-  return convert_text(xcs_from_utf8_r, true, codeset, utf8, length, text, size);
+  return convert_text(&Members::from_utf8, codeset, utf8, length, text, size);
 }
 
 uint32_t xcs_from_ucs2(xcs_cs_t* codeset, const uint16_t* ucs2, int length, char* text, uint32_t size) {
-  return convert_text(xcs_from_ucs2_r, true, codeset, ucs2, length, text, size);
+  return convert_text(&Members::from_ucs2, codeset, ucs2, length, text, size);
 }
 
 char* xcs_tou_alloc(xcs_cs_t* codeset, const char* text, int length, uint32_t* written) {

@@ -68,9 +68,11 @@ struct SingleByte {
 
     bool latin1() const { return latin1_; }
 
+    uint8_t unit(uint32_t value) const { return row_[value]; }
+
     template <bool kRoomy>
-    uint8_t* put(uint8_t* out, const uint8_t*, uint32_t unit, const void*) const {
-      *out = row_[unit];
+    uint8_t* put(uint8_t* out, const uint8_t*, uint32_t value, const void*) const {
+      *out = unit(value);
       return out + 1;
     }
 

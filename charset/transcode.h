@@ -11,6 +11,7 @@
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -46,6 +47,11 @@ struct Side {
 
 constexpr ptrdiff_t kRun = 8;  // units that are tested and copied at a time where ASCII passes unchanged
 
+// Index in memory of the first byte with a bit set; 8 if there is none.
+inline ptrdiff_t first_set_byte(uint64_t bytes) {
+  return (std::endian::native == std::endian::little ? std::countr_zero(bytes) : std::countl_zero(bytes)) / 8;
+}
+
 // Whether no unit of the run has one of the bits of `others`.
 inline bool is_run_without(uint8_t others, const uint8_t* in) {
   uint64_t units;
@@ -64,6 +70,22 @@ inline bool is_run_without(uint16_t others, const uint16_t* in) {
 template <class Unit>
 inline bool is_ascii_run(const Unit* in) {
   return is_run_without(static_cast<Unit>(~0x7F), in);
+}
+
+// The units below 0x80 among the run's that stand before any other.
+inline ptrdiff_t leading_ascii(const uint8_t* in) {
+  uint64_t units;
+  std::memcpy(&units, in, sizeof units);
+  return first_set_byte(units & 0x8080808080808080u);
+}
+
+inline ptrdiff_t leading_ascii(const uint16_t* in) {
+  uint64_t first, second;
+  std::memcpy(&first, in, sizeof first);
+  std::memcpy(&second, in + kRun / 2, sizeof second);
+  first &= 0xFF80FF80FF80FF80u;
+  second &= 0xFF80FF80FF80FF80u;
+  return first != 0 ? first_set_byte(first) / 2 : kRun / 2 + first_set_byte(second) / 2;
 }
 
 template <class In, class Out>
@@ -104,6 +126,52 @@ inline void roomy_step(Reader& reader, Writer& writer, const typename Reader::Un
   out = writer.template put<true>(out, nullptr, character.value, in);
 }
 
+// A run of characters that are one unit on both sides. One store takes the place of many: they would be what
+// limits the speed.
+template <class Reader, class Writer>
+inline void transcode_run(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
+                          typename Writer::Unit*& out) {
+  constexpr int kBits = 8 * sizeof(typename Writer::Unit);
+  constexpr int kUnits = 64 / kBits;  // of a store
+  for (int store = 0; store != kRun / kUnits; ++store) {
+    uint64_t units = 0;
+    for (int i = 0; i != kUnits; ++i) {
+      const uint64_t unit = writer.unit(reader.template next<true>(in + i, nullptr).value);
+      units |= unit << kBits * (std::endian::native == std::endian::little ? i : kUnits - 1 - i);
+    }
+    std::memcpy(out, &units, sizeof units);
+    in += kUnits;
+    out += kUnits;
+  }
+}
+
+// A text in which ASCII passes, word by word, until either end is too near for whole runs.
+template <class Reader, class Writer>
+inline void transcode_words(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
+                            const typename Reader::Unit* in_end, typename Writer::Unit*& out,
+                            const typename Writer::Unit* out_end) {
+  const ptrdiff_t in_margin = kRun + reader.longest();
+  constexpr ptrdiff_t kOutMargin = kRun + Writer::kLongest;
+  if (in_end - in < in_margin || out_end - out < kOutMargin) return;
+  const auto* const in_stop = in_end - in_margin;
+  const auto* const out_stop = out_end - kOutMargin;
+  while (in <= in_stop && out <= out_stop) {
+    // A whole run is copied even if only its front is ASCII: that costs less than a wrong guess at its
+    // length.
+    const ptrdiff_t ascii = leading_ascii(in);
+    copy_run(in, out);
+    in += ascii;
+    out += ascii;
+    if (ascii == kRun) {
+      copy_runs(static_cast<typename Reader::Unit>(~0x7F), in, in_end, out, out_end);
+      continue;
+    }
+    do {
+      roomy_step(reader, writer, in, out);
+    } while (*in >= 0x80 && in <= in_stop && out <= out_stop);
+  }
+}
+
 template <class Reader, class Writer>
 int transcode(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
               const typename Reader::Unit* in_end, typename Writer::Unit*& out,
@@ -114,15 +182,20 @@ int transcode(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
   if (in >= in_end) return kConverted;
   if (out >= out_end) return kOutputFull;
   // Most of the text in blocks that cannot meet either end: no result code is decided inside them.
+  if constexpr (kRuns && !kFixedWidth) transcode_words(reader, writer, in, in_end, out, out_end);
   for (;;) {
-    if constexpr (kRuns) copy_runs(others, in, in_end, out, out_end);
+    if constexpr (kRuns && kFixedWidth) copy_runs(others, in, in_end, out, out_end);
     ptrdiff_t steps = std::min((in_end - in) / reader.longest(), (out_end - out) / Writer::kLongest);
     if (steps == 0) break;
-    // Looking out for the next ASCII run costs more than it saves where a step is hardly more than a load.
-    if (kRuns && kFixedWidth) steps = std::min(steps, 2 * kRun);
-    do {
-      roomy_step(reader, writer, in, out);
-    } while (--steps != 0 && !(kRuns && !kFixedWidth && *in < 0x80 && steps >= kRun && is_ascii_run(in)));
+    if (kRuns && kFixedWidth) steps = std::min(steps, 4 * kRun);
+    for (; steps >= kRun; steps -= kRun) {
+      if constexpr (kFixedWidth && Writer::kLongest == 1) {
+        transcode_run(reader, writer, in, out);
+      } else {
+        for (int i = 0; i != kRun; ++i) roomy_step(reader, writer, in, out);
+      }
+    }
+    for (; steps != 0; --steps) roomy_step(reader, writer, in, out);
   }
   while (in != in_end) {
     if (out == out_end) return kOutputFull;

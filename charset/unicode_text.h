@@ -47,6 +47,7 @@ struct Utf8Reader : Side<uint8_t, kAllPlanes ? 4 : 3, true> {
 template <bool kAllPlanes>
 struct Ucs2Writer : Side<uint16_t, kAllPlanes ? 2 : 1, true> {
   static constexpr bool latin1() { return true; }
+  static uint16_t unit(uint32_t value) { return static_cast<uint16_t>(value); }
 
   template <bool kRoomy>
   static uint16_t* put(uint16_t* out, const uint16_t* end, uint32_t value, const void*) {
@@ -79,6 +80,11 @@ struct Utf8Writer : Side<uint8_t, kAllPlanes ? 4 : 3, true> {
     }
     if (!kAllPlanes || value < 0x10000) {
       if (room < 3) return nullptr;
+      if constexpr (kRoomy && kAllPlanes && std::endian::native == std::endian::little) {
+        const uint32_t bytes = 0x8080E0 | value >> 12 | (value << 2 & 0x3F00) | (value << 16 & 0x3F0000);
+        std::memcpy(out, &bytes, 4);
+        return out + 3;
+      }
       out[0] = static_cast<uint8_t>(0xE0 | value >> 12);
       out[1] = following(value >> 6);
       out[2] = following(value);

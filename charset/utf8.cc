@@ -35,15 +35,6 @@ ptrdiff_t unchanged_sequences(const uint8_t* text) {
   return 0;
 }
 
-// The ASCII characters among the eight bytes at `text` that stand before any other.
-ptrdiff_t leading_ascii(const uint8_t* text) {
-  uint64_t bytes;
-  std::memcpy(&bytes, text, sizeof bytes);
-  const uint64_t others = bytes & 0x8080808080808080;
-  return (std::endian::native == std::endian::little ? std::countr_zero(others) : std::countl_zero(others)) /
-         8;
-}
-
 // The bytes at the front of `text` that need no decoding, in whole characters.
 ptrdiff_t unchanged_prefix(const uint8_t* text, ptrdiff_t size) {
   ptrdiff_t at = 0;
