@@ -20,21 +20,28 @@ class MbcsDecoder : public Side<uint8_t, 254, true> {
   Character next(const uint8_t* in, const uint8_t* end) const {
     const uint8_t lead = in[0];
     if (lead < 0x80) return {lead, 1};
-    const uint32_t length = view_.byte_class(lead);
+    const uint8_t length = view_.byte_class(lead);
     if (length == kInvalidLead || length == 0) return {'?', 1};  // 0 would consume nothing, for ever
-    if (!kWhole && end - in < static_cast<ptrdiff_t>(length)) return kCut;
+    if (!kWhole && end - in < length) return kCut;
     uint16_t node = view_.byte_entry(lead);
-    if (length == 2) {  // most of them
-      if (node != kUnmapped) node = child(node, in[1]);
-      return {mapped(node), 2};
+    switch (length) {  // those in use without a loop
+      case 2:
+        return {mapped(child(node, in[1])), 2};
+      case 3:
+        return {mapped(child(child(node, in[1]), in[2])), 3};
+      case 4:
+        return {mapped(child(child(child(node, in[1]), in[2]), in[3])), 4};
+      default:
+        for (int i = 1; i < length; ++i) node = child(node, in[i]);
+        return {mapped(node), length};
     }
-    for (uint32_t i = 1; i < length && node != kUnmapped; ++i) node = child(node, in[i]);
-    return {mapped(node), length};
   }
 
  private:
-  // A node is its count of children, the byte of the first, and the children.
+  // A node is its count of children, the byte of the first, and the children. From an unmapped one nothing
+  // leads on.
   uint16_t child(uint16_t node, uint8_t byte) const {
+    if (node == kUnmapped) return kUnmapped;
     const uint64_t start = 4ull * node;
     const uint32_t count = view_.holds(start, 4) ? view_.u16(start) : 0u;
     const uint32_t base = count != 0 ? view_.u16(start + 2) : 0u;

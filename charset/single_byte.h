@@ -68,7 +68,12 @@ struct SingleByte {
 
     bool latin1() const { return latin1_; }
 
-    uint8_t unit(uint32_t value) const { return row_[value]; }
+    static constexpr ptrdiff_t kPairUnits = 1;
+    void put_pairs(uint8_t* out, uint64_t units) const {
+      for (int lane = 0; lane != Pairs::kMost; ++lane) out[lane] = unit(units >> 16 * lane & 0xFFFF);
+    }
+
+    uint8_t unit(uint64_t value) const { return row_[value]; }
 
     template <bool kRoomy>
     uint8_t* put(uint8_t* out, const uint8_t*, uint32_t value, const void*) const {

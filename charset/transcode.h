@@ -4,10 +4,12 @@
 // A reader is a Side of its input's units with
 //   longest()      units of its longest character
 //   next<kWhole>   the character at `in`; when kWhole, longest() units are there and no end is looked at
+//   pairs          with kPairUnits: the characters of two UTF-8 bytes at `in`, of 8 bytes
 // A writer is a Side of its output's units with
 //   put<kRoomy>    writes a character and returns the new end, or null if it does not fit; at least one unit
-//   is
-//                  free, and kLongest are when kRoomy. `after` points behind the character's input.
+//                  is free, and kLongest are when kRoomy. `after` points behind the character's input.
+//   unit           with kLongest 1: the unit of a character
+//   put_pairs      with kPairUnits: writes all four characters of a word of lanes
 #pragma once
 
 #include <algorithm>
@@ -16,6 +18,8 @@
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
+
+#include "charset/runs.h"
 
 enum ConverterResult : int { kConverted = 0, kOutputFull = 1, kInputCut = 2 };
 
@@ -39,82 +43,14 @@ struct Side {
   // Has characters from U+10000 up.
   static constexpr bool kSupplementary = false;
 
+  // Units of a character that UTF-8 writes in two bytes, where they are converted several at a time; else 0.
+  static constexpr ptrdiff_t kPairUnits = 0;
+
   // All units below 0x100 stand for themselves.
   static constexpr bool latin1() { return false; }
 
   static constexpr ptrdiff_t longest() { return kLongest; }
 };
-
-constexpr ptrdiff_t kRun = 8;  // units that are tested and copied at a time where ASCII passes unchanged
-
-// Index in memory of the first byte with a bit set; 8 if there is none.
-inline ptrdiff_t first_set_byte(uint64_t bytes) {
-  return (std::endian::native == std::endian::little ? std::countr_zero(bytes) : std::countl_zero(bytes)) / 8;
-}
-
-// Whether no unit of the run has one of the bits of `others`.
-inline bool is_run_without(uint8_t others, const uint8_t* in) {
-  uint64_t units;
-  std::memcpy(&units, in, sizeof units);
-  return (units & 0x0101010101010101u * others) == 0;
-}
-
-inline bool is_run_without(uint16_t others, const uint16_t* in) {
-  // Two variables: an array would make GCC 12 go by way of the stack.
-  uint64_t first, second;
-  std::memcpy(&first, in, sizeof first);
-  std::memcpy(&second, in + kRun / 2, sizeof second);
-  return ((first | second) & 0x0001000100010001u * others) == 0;
-}
-
-template <class Unit>
-inline bool is_ascii_run(const Unit* in) {
-  return is_run_without(static_cast<Unit>(~0x7F), in);
-}
-
-// The units below 0x80 among the run's that stand before any other.
-inline ptrdiff_t leading_ascii(const uint8_t* in) {
-  uint64_t units;
-  std::memcpy(&units, in, sizeof units);
-  return first_set_byte(units & 0x8080808080808080u);
-}
-
-inline ptrdiff_t leading_ascii(const uint16_t* in) {
-  uint64_t first, second;
-  std::memcpy(&first, in, sizeof first);
-  std::memcpy(&second, in + kRun / 2, sizeof second);
-  first &= 0xFF80FF80FF80FF80u;
-  second &= 0xFF80FF80FF80FF80u;
-  return first != 0 ? first_set_byte(first) / 2 : kRun / 2 + first_set_byte(second) / 2;
-}
-
-template <class In, class Out>
-inline void copy_run(const In* in, Out* out) {
-  using InRun [[gnu::vector_size(kRun * sizeof(In))]] = In;
-  using OutRun [[gnu::vector_size(kRun * sizeof(Out))]] = Out;
-  InRun run;
-  std::memcpy(&run, in, sizeof run);
-  const OutRun converted = __builtin_convertvector(run, OutRun);
-  std::memcpy(out, &converted, sizeof converted);
-}
-
-// Copies the runs at the front that have no unit with a bit of `others`.
-template <class In, class Out>
-inline void copy_runs(In others, const In*& in, const In* in_end, Out*& out, const Out* out_end) {
-  // Two runs a turn while it lasts, so that wide loads and stores are kept busy.
-  for (ptrdiff_t room = std::min(in_end - in, out_end - out); room >= 2 * kRun; room -= 2 * kRun) {
-    if (!is_run_without(others, in) || !is_run_without(others, in + kRun)) break;
-    copy_run(in, out);
-    copy_run(in + kRun, out + kRun);
-    in += 2 * kRun;
-    out += 2 * kRun;
-  }
-  if (std::min(in_end - in, out_end - out) >= kRun && is_run_without(others, in)) {
-    copy_run(in, out);
-    in += kRun;
-    out += kRun;
-  }
-}
 
 // One character, which is surely whole and surely fits.
 template <class Reader, class Writer>
@@ -145,26 +81,63 @@ inline void transcode_run(Reader& reader, Writer& writer, const typename Reader:
   }
 }
 
-// A text in which ASCII passes, word by word, until either end is too near for whole runs.
+// A run of ASCII towards a table that has its own idea of it, or as it is.
+template <class Writer, class In>
+inline void put_ascii_run(const Writer& writer, const In* in, typename Writer::Unit* out) {
+  if constexpr (Writer::kAscii) {
+    copy_run(in, out);
+  } else {
+    for (int i = 0; i != kRun; ++i) out[i] = writer.unit(in[i]);
+  }
+}
+
+// The characters of two UTF-8 bytes at the front, four at a time while it lasts. False if there is none.
+template <class Reader, class Writer>
+inline bool transcode_pairs(const Writer& writer, const typename Reader::Unit*& in,
+                            const typename Reader::Unit* in_stop, typename Writer::Unit*& out,
+                            const typename Writer::Unit* out_stop) {
+  Pairs pairs = Reader::pairs(in);
+  if (pairs.count == 0) return false;
+  for (; pairs.count == Pairs::kMost && in <= in_stop && out <= out_stop; pairs = Reader::pairs(in)) {
+    writer.put_pairs(out, pairs.units);
+    in += Pairs::kMost * Reader::kPairUnits;
+    out += Pairs::kMost * Writer::kPairUnits;
+  }
+  writer.put_pairs(out, pairs.units);
+  in += pairs.count * Reader::kPairUnits;
+  out += pairs.count * Writer::kPairUnits;
+  return true;
+}
+
+// Whether ASCII can be converted in runs, where steps of several units would lose time with it.
+template <class Reader, class Writer>
+constexpr bool kHasWords = Reader::kLongest != 1 && Reader::kAscii &&
+                           (Writer::kAscii || Writer::kLongest == 1);
+
+// A text that holds runs of ASCII, word by word, until either end is too near for a run.
 template <class Reader, class Writer>
 inline void transcode_words(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
                             const typename Reader::Unit* in_end, typename Writer::Unit*& out,
                             const typename Writer::Unit* out_end) {
-  const ptrdiff_t in_margin = kRun + reader.longest();
-  constexpr ptrdiff_t kOutMargin = kRun + Writer::kLongest;
+  constexpr bool kPairs = Reader::kPairUnits != 0 && Writer::kPairUnits != 0;
+  const ptrdiff_t in_margin = kRun + std::max(kRun, reader.longest());
+  constexpr ptrdiff_t kOutMargin = kRun + std::max(kRun, Writer::kLongest);
   if (in_end - in < in_margin || out_end - out < kOutMargin) return;
   const auto* const in_stop = in_end - in_margin;
   const auto* const out_stop = out_end - kOutMargin;
   while (in <= in_stop && out <= out_stop) {
-    // A whole run is copied even if only its front is ASCII: that costs less than a wrong guess at its
+    // A whole run is converted even if only its front is ASCII: that costs less than a wrong guess at its
     // length.
     const ptrdiff_t ascii = leading_ascii(in);
-    copy_run(in, out);
+    put_ascii_run(writer, in, out);
     in += ascii;
     out += ascii;
     if (ascii == kRun) {
-      copy_runs(static_cast<typename Reader::Unit>(~0x7F), in, in_end, out, out_end);
+      if constexpr (Writer::kAscii) copy_runs(kNonAscii<typename Reader::Unit>, in, in_end, out, out_end);
       continue;
+    }
+    if constexpr (kPairs) {
+      if (transcode_pairs<Reader>(writer, in, in_stop, out, out_stop)) continue;
     }
     do {
       roomy_step(reader, writer, in, out);
@@ -172,31 +145,37 @@ inline void transcode_words(Reader& reader, Writer& writer, const typename Reade
   }
 }
 
+// Characters that surely are whole and fit, as long as any does.
 template <class Reader, class Writer>
-int transcode(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
-              const typename Reader::Unit* in_end, typename Writer::Unit*& out,
-              typename Writer::Unit* out_end) {
-  constexpr bool kRuns = Reader::kAscii && Writer::kAscii;
+inline void transcode_blocks(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
+                             const typename Reader::Unit* in_end, typename Writer::Unit*& out,
+                             const typename Writer::Unit* out_end) {
   constexpr bool kFixedWidth = Reader::kLongest == 1;
+  constexpr bool kRuns = kFixedWidth && Reader::kAscii && Writer::kAscii;
   const auto others = static_cast<typename Reader::Unit>(reader.latin1() && writer.latin1() ? ~0xFF : ~0x7F);
-  if (in >= in_end) return kConverted;
-  if (out >= out_end) return kOutputFull;
-  // Most of the text in blocks that cannot meet either end: no result code is decided inside them.
-  if constexpr (kRuns && !kFixedWidth) transcode_words(reader, writer, in, in_end, out, out_end);
   for (;;) {
-    if constexpr (kRuns && kFixedWidth) copy_runs(others, in, in_end, out, out_end);
+    if constexpr (kRuns) copy_runs(others, in, in_end, out, out_end);
     ptrdiff_t steps = std::min((in_end - in) / reader.longest(), (out_end - out) / Writer::kLongest);
-    if (steps == 0) break;
-    if (kRuns && kFixedWidth) steps = std::min(steps, 4 * kRun);
-    for (; steps >= kRun; steps -= kRun) {
-      if constexpr (kFixedWidth && Writer::kLongest == 1) {
-        transcode_run(reader, writer, in, out);
-      } else {
-        for (int i = 0; i != kRun; ++i) roomy_step(reader, writer, in, out);
+    if (steps == 0) return;
+    if (kRuns) steps = std::min(steps, 4 * kRun);  // before the next look out for ASCII
+    if constexpr (!kHasWords<Reader, Writer>) {
+      for (; steps >= kRun; steps -= kRun) {
+        if constexpr (kFixedWidth && Writer::kLongest == 1) {
+          transcode_run(reader, writer, in, out);
+        } else {
+          for (int i = 0; i != kRun; ++i) roomy_step(reader, writer, in, out);
+        }
       }
     }
     for (; steps != 0; --steps) roomy_step(reader, writer, in, out);
   }
+}
+
+// The last characters before either end.
+template <class Reader, class Writer>
+int transcode_end(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
+                  const typename Reader::Unit* in_end, typename Writer::Unit*& out,
+                  typename Writer::Unit* out_end) {
   while (in != in_end) {
     if (out == out_end) return kOutputFull;
     const Character character = reader.template next<false>(in, in_end);
@@ -209,6 +188,18 @@ int transcode(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
     in += character.length;
   }
   return kConverted;
+}
+
+template <class Reader, class Writer>
+int transcode(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
+              const typename Reader::Unit* in_end, typename Writer::Unit*& out,
+              typename Writer::Unit* out_end) {
+  if (in >= in_end) return kConverted;
+  if (out >= out_end) return kOutputFull;
+  // Most of the text where no result code has to be decided.
+  if constexpr (kHasWords<Reader, Writer>) transcode_words(reader, writer, in, in_end, out, out_end);
+  transcode_blocks(reader, writer, in, in_end, out, out_end);
+  return transcode_end(reader, writer, in, in_end, out, out_end);
 }
 
 // transcode() between the public pointers, where bytes are char.

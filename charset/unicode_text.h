@@ -8,7 +8,14 @@
 
 template <bool kAllPlanes>
 struct Ucs2Reader : Side<uint16_t, kAllPlanes ? 2 : 1, true> {
+  static constexpr ptrdiff_t kPairUnits = Pairs::kUsed ? 1 : 0;
   static constexpr bool latin1() { return true; }
+
+  static Pairs pairs(const uint16_t* in) {
+    const uint64_t units = load_word(in);
+    const uint64_t others = (units & in_lanes(0xF800)) | lanes_below(0x80, units & in_lanes(0x07FF));
+    return {units, first_set_byte(others) / 2};
+  }
 
   template <bool kWhole>
   static Character next(const uint16_t* in, const uint16_t* end) {
@@ -25,6 +32,16 @@ struct Ucs2Reader : Side<uint16_t, kAllPlanes ? 2 : 1, true> {
 // Following bytes are not checked and overlong forms pass; only what cannot lead a sequence gives "?".
 template <bool kAllPlanes>
 struct Utf8Reader : Side<uint8_t, kAllPlanes ? 4 : 3, true> {
+  static constexpr ptrdiff_t kPairUnits = Pairs::kUsed ? 2 : 0;
+
+  static Pairs pairs(const uint8_t* in) {
+    const uint64_t sequences = load_word(in);
+    const uint64_t others = ((sequences & in_lanes(0xE0)) ^ in_lanes(0xC0)) |
+                            lanes_below(0x02, sequences & in_lanes(0x1F));  // overlong
+    const uint64_t units = (sequences & in_lanes(0x1F)) << 6 | (sequences >> 8 & in_lanes(0x3F));
+    return {units, first_set_byte(others) / 2};
+  }
+
   template <bool kWhole>
   static Character next(const uint8_t* in, const uint8_t* end) {
     const uint32_t lead = in[0];
@@ -46,7 +63,9 @@ struct Utf8Reader : Side<uint8_t, kAllPlanes ? 4 : 3, true> {
 
 template <bool kAllPlanes>
 struct Ucs2Writer : Side<uint16_t, kAllPlanes ? 2 : 1, true> {
+  static constexpr ptrdiff_t kPairUnits = 1;
   static constexpr bool latin1() { return true; }
+  static void put_pairs(uint16_t* out, uint64_t units) { std::memcpy(out, &units, sizeof units); }
   static uint16_t unit(uint32_t value) { return static_cast<uint16_t>(value); }
 
   template <bool kRoomy>
@@ -65,6 +84,14 @@ struct Ucs2Writer : Side<uint16_t, kAllPlanes ? 2 : 1, true> {
 
 template <bool kAllPlanes>
 struct Utf8Writer : Side<uint8_t, kAllPlanes ? 4 : 3, true> {
+  static constexpr ptrdiff_t kPairUnits = 2;
+
+  static void put_pairs(uint8_t* out, uint64_t units) {
+    const uint64_t sequences =
+        in_lanes(0x80C0) | (units >> 6 & in_lanes(0x1F)) | (units & in_lanes(0x3F)) << 8;
+    std::memcpy(out, &sequences, sizeof sequences);
+  }
+
   template <bool kRoomy>
   static uint8_t* put(uint8_t* out, const uint8_t* end, uint32_t value, const void*) {
     if (value < 0x80) {
@@ -80,11 +107,6 @@ struct Utf8Writer : Side<uint8_t, kAllPlanes ? 4 : 3, true> {
     }
     if (!kAllPlanes || value < 0x10000) {
       if (room < 3) return nullptr;
-      if constexpr (kRoomy && kAllPlanes && std::endian::native == std::endian::little) {
-        const uint32_t bytes = 0x8080E0 | value >> 12 | (value << 2 & 0x3F00) | (value << 16 & 0x3F0000);
-        std::memcpy(out, &bytes, 4);
-        return out + 3;
-      }
       out[0] = static_cast<uint8_t>(0xE0 | value >> 12);
       out[1] = following(value >> 6);
       out[2] = following(value);

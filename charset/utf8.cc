@@ -9,28 +9,34 @@
 
 namespace {
 
-// The first four bytes of a sequence under a mask, in any byte order.
-constexpr uint32_t four_bytes(uint8_t a, uint8_t b, uint8_t c, uint8_t d) {
-  return std::bit_cast<uint32_t>(std::array<uint8_t, 4>{a, b, c, d});
+// Bytes as they lie in memory, in any byte order.
+constexpr uint64_t in_memory(std::array<uint8_t, 8> bytes) { return std::bit_cast<uint64_t>(bytes); }
+
+// The bytes of the sequences of two bytes at the front that decoding and encoding would give back.
+ptrdiff_t unchanged_pairs(uint64_t bytes) {
+  constexpr uint64_t kMask = in_memory({0xE0, 0xC0, 0xE0, 0xC0, 0xE0, 0xC0, 0xE0, 0xC0});
+  constexpr uint64_t kShape = in_memory({0xC0, 0x80, 0xC0, 0x80, 0xC0, 0x80, 0xC0, 0x80});
+  const ptrdiff_t shaped = first_set_byte((bytes & kMask) ^ kShape) & ~1;
+  // Overlong ones have leads 0xC0 and 0xC1: none of these bits.
+  constexpr uint64_t kBits = in_memory({0x1E, 0, 0x1E, 0, 0x1E, 0, 0x1E, 0});
+  const ptrdiff_t overlong = first_set_byte(lanes_below(2, bytes & kBits)) & ~1;
+  return std::min(shaped, overlong);
 }
 
-// The length of the sequence at `text`, or of two of two bytes, if decoding and encoding would give it back;
-// 0 if not. Four bytes are there.
+// The bytes of some sequences at `text`, of which eight are there, that decoding and encoding would give
+// back; 0 if not even the first is such.
 ptrdiff_t unchanged_sequences(const uint8_t* text) {
-  uint32_t bytes;
-  std::memcpy(&bytes, text, sizeof bytes);
-  const auto is = [&](uint32_t mask, uint32_t shape) { return (bytes & mask) == shape; };
-  const auto any = [&](uint32_t mask) { return (bytes & mask) != 0; };  // else it is overlong
-  if (is(four_bytes(0xF0, 0xC0, 0xC0, 0), four_bytes(0xE0, 0x80, 0x80, 0))) {
-    return any(four_bytes(0x0F, 0x20, 0, 0)) ? 3 : 0;
-  }
-  if (is(four_bytes(0xE0, 0xC0, 0xE0, 0xC0), four_bytes(0xC0, 0x80, 0xC0, 0x80)) &&
-      any(four_bytes(0x1E, 0, 0, 0)) && any(four_bytes(0, 0, 0x1E, 0)))
-    return 4;
-  if (is(four_bytes(0xE0, 0xC0, 0, 0), four_bytes(0xC0, 0x80, 0, 0)))
-    return any(four_bytes(0x1E, 0, 0, 0)) ? 2 : 0;
-  if (is(four_bytes(0xF8, 0xC0, 0xC0, 0xC0), four_bytes(0xF0, 0x80, 0x80, 0x80))) {
-    return any(four_bytes(0x07, 0x30, 0, 0)) ? 4 : 0;
+  const uint64_t bytes = load_word(text);
+  const auto is = [&](uint64_t mask, uint64_t shape) { return (bytes & mask) == shape; };
+  const auto any = [&](uint64_t mask) { return (bytes & mask) != 0; };  // else it is overlong
+  constexpr uint64_t kTwoMask = in_memory({0xF0, 0xC0, 0xC0, 0xF0, 0xC0, 0xC0});
+  constexpr uint64_t kTwo = in_memory({0xE0, 0x80, 0x80, 0xE0, 0x80, 0x80});
+  const bool first = any(in_memory({0x0F, 0x20}));
+  if (is(kTwoMask, kTwo) && first && any(in_memory({0, 0, 0, 0x0F, 0x20}))) return 6;
+  if (is(in_memory({0xF0, 0xC0, 0xC0}), in_memory({0xE0, 0x80, 0x80}))) return first ? 3 : 0;
+  if (is(in_memory({0xE0}), in_memory({0xC0}))) return unchanged_pairs(bytes);
+  if (is(in_memory({0xF8, 0xC0, 0xC0, 0xC0}), in_memory({0xF0, 0x80, 0x80, 0x80}))) {
+    return any(in_memory({0x07, 0x30})) ? 4 : 0;
   }
   return 0;
 }
@@ -39,14 +45,17 @@ ptrdiff_t unchanged_sequences(const uint8_t* text) {
 ptrdiff_t unchanged_prefix(const uint8_t* text, ptrdiff_t size) {
   ptrdiff_t at = 0;
   while (size - at >= kRun) {
-    if (text[at] < 0x80) {
+    const ptrdiff_t ascii = leading_ascii(text + at);
+    at += ascii;
+    if (ascii == kRun) {
       while (size - at >= kRun && is_ascii_run(text + at)) at += kRun;
-      if (size - at >= kRun) at += leading_ascii(text + at);
       continue;
     }
-    const ptrdiff_t length = unchanged_sequences(text + at);
-    if (length == 0) break;
-    at += length;
+    while (size - at >= kRun && text[at] >= 0x80) {
+      const ptrdiff_t length = unchanged_sequences(text + at);
+      if (length == 0) return at;
+      at += length;
+    }
   }
   return at;
 }

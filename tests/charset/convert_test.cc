@@ -255,6 +255,7 @@ TEST(WholeText, IsCutTerminatedAndFlushed) {
   EXPECT_EQ(xcs_to_utf8(utf8_cs, "\xC3\xA9", -1, bytes, 2), 1u)
       << "a character that does not fit is left out";
   EXPECT_EQ(xcs_from_utf8(utf8_cs, nullptr, -1, bytes, 2), 1u) << "NULL is an empty text";
+  EXPECT_EQ(xcs_to_utf8(utf8_cs, "A", 1, nullptr, 9), 0u) << "nowhere to go";
 }
 
 TEST(WholeText, IntoAFreshBlock) {

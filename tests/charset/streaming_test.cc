@@ -113,6 +113,49 @@ TEST(Streaming, PiecesGiveTheWholeText) {
   }
 }
 
+// Units by chance, malformed and overlong sequences and lone surrogates among them, in runs of ASCII, of
+// two-byte sequences and of anything; ASCII ends what may be cut.
+template <class Unit>
+std::basic_string<Unit> any_text(std::mt19937& random) {
+  constexpr bool kBytes = sizeof(Unit) == 1;
+  std::basic_string<Unit> text;
+  while (text.size() < 200) {
+    const auto kind = random() % 4;
+    for (auto run = random() % 12; run != 0; --run) {
+      if (kind == 0) text += static_cast<Unit>('0' + random() % 10);
+      if (kind == 1 && kBytes) text += static_cast<Unit>(0xC0 + random() % 36);
+      if (kind == 1) text += static_cast<Unit>(kBytes ? 0x80 + random() % 64 : 0x70 + random() % 0x800);
+      if (kind == 2) text += static_cast<Unit>(random());
+      if (kind == 3 && kBytes)
+        text += {static_cast<Unit>(0xE0 + random() % 3), static_cast<Unit>(0x80 + random() % 64)};
+      if (kind == 3) text += static_cast<Unit>(kBytes ? 0x80 + random() % 64 : 0xD700 + random() % 0x1000);
+    }
+  }
+  return text.append(8, '0');
+}
+
+template <class D>
+void expect_small_pieces_as_one(const Family& family, const InText<D>& in) {
+  const Codeset codeset = family.codeset();
+  const OutText<D> want = in_pieces<D>(codeset.get(), in, in.size(), 1100);
+  for (const size_t room : {9u, 40u}) {  // too small for runs, and large enough
+    ASSERT_TRUE(in_pieces<D>(codeset.get(), in, in.size() / 3, room) == want)
+        << family.name << " " << testing::PrintToString(in);
+  }
+}
+
+TEST(Streaming, PiecesOfAnythingGiveTheWhole) {
+  std::mt19937 random(1);
+  for (int round = 0; round < 100; ++round) {
+    for (const Family& family : families()) {
+      expect_small_pieces_as_one<ToUcs2>(family, any_text<char>(random));
+      expect_small_pieces_as_one<FromUcs2>(family, any_text<uint16_t>(random));
+      expect_small_pieces_as_one<ToUtf8>(family, any_text<char>(random));
+      expect_small_pieces_as_one<FromUtf8>(family, any_text<char>(random));
+    }
+  }
+}
+
 // Every proper prefix of a character, ending at an unreadable page, is a cut input of which nothing is
 // consumed.
 template <class D>
