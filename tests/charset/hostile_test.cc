@@ -79,7 +79,7 @@ TEST(HostileTable, MutatedImagesAreSurvived) {
         std::memcpy(&image[place], &values[random() % 6], 2);
       }
       if (random() % 4 == 0) image.resize(1760 + random() % (image.size() - 1760));
-      if (random() % 8 == 0) image.replace(0, 4, Bytes{"\0\0\0\xFF\xFF\xFF\xFF\xFF" + random() % 5, 4});
+      if (random() % 8 == 0) image.replace(0, 4, Bytes{&"\0\0\0\xFF\xFF\xFF\xFF\xFF"[random() % 5], 4});
       const Codeset codeset = load_image(image);
       ASSERT_NE(codeset, nullptr) << "a bad table loads";
       (codeset->verified ? verified : refused) += 1;
