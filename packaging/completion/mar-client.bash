@@ -55,7 +55,7 @@ _mar_tool() {
   typed=${typed#[\'\"]}
   if [[ $option == --fault ]]; then
     _mar_fault "$help" "$typed" "$before" "$2"
-  elif [[ $option == -* ]] && sed -n 's/^  \(-[^ ]*\) [A-Z][A-Z].*/,\1,/p' <<<"$help" | grep -qFe ",$option,"; then
+  elif [[ $option == -* ]] && sed -n 's/^  \(-[^ ]*\) [[:upper:]][[:upper:]].*/,\1,/p' <<<"$help" | grep -qFe ",$option,"; then
     : # its value: a file, or nothing that can be known
   elif [[ $typed == -* || -z $commands && $help != *$'\nPositionals:'* ]]; then
     _mar_offer "$typed" '' "$2" < <(_mar_items Options <<<"$help" | tr , '\n')

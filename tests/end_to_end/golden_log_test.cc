@@ -54,6 +54,7 @@ std::string logged() {
 std::string log_of(
     const std::function<void()>& command, const std::function<void()>& engine_side = [] {}) {
   unlink(kLogFile);
+  setenv("LC_ALL", "C", 1);  // the stamp names the month in the user's language
   Child client([&] {
     const int code = ZARNLogInit(kLogFile, 100'000'000, 3, 8192, 0);
     command();
