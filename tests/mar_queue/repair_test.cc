@@ -257,3 +257,19 @@ TEST(CommandLine, SaysWhatItCouldNotLookAt) {
   for (const char* wrong : {"", "repair", "--watch"})
     EXPECT_EQ(Program({MAR_QUEUE_PATH, wrong}).status(), 2) << wrong;
 }
+
+TEST(CommandLine, WatchesUntilNobodyReads) {
+  clear_scene();
+  Engine engine;
+  Program watch({MAR_QUEUE_PATH, "show", "--watch", "0.1"});
+  const auto shows = [&watch](const std::string& slots) {
+    std::string line = "-";
+    for (int lines = 0; lines < 10000 && line.rfind(slots, 0) != 0; ++lines) line = watch.line();
+    return line.rfind(slots, 0) == 0;
+  };
+  EXPECT_TRUE(shows("slots   4: 0 queued"));
+  engine.put(dead_process(), kSlots);
+  EXPECT_TRUE(shows("slots   4: 4 queued"));
+  watch.close_output();
+  EXPECT_EQ(watch.status(), 128 + SIGPIPE);
+}
