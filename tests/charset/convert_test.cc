@@ -137,29 +137,6 @@ TEST(Convert, FromUtf8) {
   });
 }
 
-// Well-formed UTF-8 is copied to UTF-8 in bulk: whatever comes first, the rest reads as it does character by
-// character.
-TEST(Convert, Utf8ToUtf8DecodesWhatItCannotCopy) {
-  for (uint32_t lead = 0xC0; lead < 0x100; ++lead) {
-    for (uint32_t second = 0; second < 0x100; ++second) {
-      Bytes text = "abcdefgh??\x9F\xA0\x41\x42\x43\x44\x45\x46\x47\x48";
-      text[8] = static_cast<char>(lead);
-      text[9] = static_cast<char>(second);
-      Bytes slowly;
-      for (Bytes rest = text; !rest.empty();) {
-        const Converted<ToUtf8> piece = convert<ToUtf8>(utf8_cs, rest, 4);
-        ASSERT_NE(piece.consumed, 0u) << lead << " " << second;
-        slowly += piece.out;
-        rest = rest.substr(piece.consumed);
-      }
-      ASSERT_EQ(convert<ToUtf8>(utf8_cs, text).out, slowly) << lead << " " << second;
-    }
-  }
-  EXPECT_EQ(
-      convert<ToUtf8>(utf8_cs, "\xC1\xBF\xE0\x9F\xBF\xF0\x8F\xBF\xBF\x41\x42\x43\x44\x45\x46\x47\x48").out,
-      "\x7F\xDF\xBF\xEF\xBF\xBF\x41\x42\x43\x44\x45\x46\x47\x48");
-}
-
 TEST(Convert, OsIsLatin1AgainstUcs2AndRawAgainstUtf8) {
   EXPECT_EQ(convert<ToUcs2>(os_cs, "A\xE9\xFF"), (Converted<ToUcs2>{units(u"A\u00E9\u00FF"), 3, 0}));
   EXPECT_EQ(convert<FromUcs2>(os_cs, units(u"A\u01E9")), (Converted<FromUcs2>{"A\xE9", 2, 0}));

@@ -35,9 +35,6 @@ std::string bytes(const char (&literal)[N]) {
   return {literal, N - 1};  // zeros and all
 }
 
-const std::string kKey0 = bytes(
-    "\x00\x00\x64\x7f\x18\x00\x05\x00\x0f\x00\x00\x00\x00\x00\x00\x00\xff\xff\xff\x7f"
-    "\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\xe8\x03\x00\x00\x02\x00\x00\x00");
 const std::string kUpdatedKey = bytes(
     "\x00\x01\x64\x7f\x18\x00\x05\x00\x0f\x00\x00\x00\x00\x00\x00\x00\xff\xff\xff\xff"
     "\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x00\x03\x00\x00\x00\x00\x00\x00\x00");
@@ -48,21 +45,12 @@ const std::string kAny = bytes(".*\0");
 Exchange edge(const std::string& numbers, int32_t answer) {
   return {116, 5488, {{0, numbers}, {36, kAny}, {420, kAny}}, answer};
 }
-Exchange first_edge(int32_t answer) {
-  return {116,
-          5488,
-          {{0, kNumbers111}, {36, kAny}, {164, kAny}, {420, kAny}, {1444, kAny}, {5444, kKey0}},
-          answer};
-}
 Exchange first_threshold(int32_t answer) {
-  return {118,
-          5458,
-          {{0, bytes("\x64\x00\x00\x00\xf4\x01\x00\x00\x02\x00\x00\x00\x0a")},
-           {13, kNumbers111},
-           {45, bytes("\xff\xff\xff\xff")},
-           {49, kAny},
-           {5457, "\x0f"}},
-          answer};
+  return {
+      118,
+      5458,
+      {{0, bytes("\x64\x00\x00\x00\xf4\x01\x00\x00\x02\x00\x00\x00\x0a")}, {13, kNumbers111}, {5457, "\x0f"}},
+      answer};
 }
 Exchange second_threshold(int32_t answer) {
   return {118,
@@ -129,7 +117,7 @@ std::vector<Row> rows() {
        "Clear the engine here!\n\aERROR: Clear of the engine failed [-9]\n",
        0},
       {{"addedgepolicy"},
-       {first_edge(1)},
+       {edge(kNumbers111, 1)},
        "Add a single Edge Policy here!\nAdded edge policy successfully!\n",
        0},
       {{"addedgepolicy", "-1"},
