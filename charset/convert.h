@@ -1,6 +1,8 @@
 // Conversions between a codeset and UCS-2 (16-bit units in host order, supplementary characters as surrogate
-// pairs) or UTF-8. Nothing is allocated but by the two _alloc functions. What a codeset cannot hold becomes
-// "?"; an unmappable character or malformed UTF-8 is never an error.
+// pairs) or UTF-8. Nothing is allocated but by the two _alloc functions, and nothing is written behind the
+// result. An unmappable character or malformed UTF-8 is never an error: it becomes "?", in EBCDIC 0x6F; the
+// OS codeset takes the low eight bits of a unit. Towards a mixed EBCDIC codeset one unit behind the input
+// must be readable.
 #pragma once
 
 #include "charset/codeset.h"
@@ -15,10 +17,10 @@ extern "C" {
 // so it must not be shared by two conversions at a time. Returns
 //   0  the input is used up
 //   1  the output is full; the character that did not fit is not consumed
-//   2  the input ends inside a character, which is not consumed; no matter whether more output would fit
+//   2  the input ends inside a character, which is not consumed, and the output has room for a unit
 // An input of NULL (or a pointer to NULL) ends the text: it resets the state, the input length is not looked
 // at; towards a mixed EBCDIC codeset in double-byte mode it first writes a shift-in (1 when there is no
-// room). Towards a mixed EBCDIC codeset one unit behind the input must be readable.
+// room).
 int xcs_to_ucs2_r(xcs_cs_t* codeset, const char** in, uint32_t* in_bytes, uint16_t** out,
                   uint32_t* out_units);
 int xcs_from_ucs2_r(xcs_cs_t* codeset, const uint16_t** in, uint32_t* in_units, char** out,

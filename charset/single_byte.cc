@@ -19,7 +19,7 @@ uint8_t paged_byte(const Image& image, uint16_t unit, uint8_t question_mark) {
 }
 
 xcs_single_rows::Sequence utf8_sequence(uint16_t unit) {
-  xcs_single_rows::Sequence sequence;
+  xcs_single_rows::Sequence sequence{};
   const uint8_t* const end = Utf8Writer<false>::put<true>(sequence.data(), nullptr, unit, nullptr);
   sequence[3] = static_cast<uint8_t>(end - sequence.data());
   return sequence;

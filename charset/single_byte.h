@@ -89,6 +89,8 @@ struct SingleByte {
 
 // Its longest is what one store takes.
 struct SequenceWriter : Side<uint8_t, sizeof(xcs_single_rows::Sequence), true> {
+  static constexpr ptrdiff_t kBehind = 3;
+
   template <bool kRoomy>
   static uint8_t* put(uint8_t* out, const uint8_t* end, uint32_t value, const void*) {
     const auto sequence = std::bit_cast<xcs_single_rows::Sequence>(value);

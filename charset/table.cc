@@ -121,6 +121,9 @@ bool verify_mbcs(const Image& image) {
   return true;
 }
 
+// Entries that a look-up passes at most before the one that it wants. Real tables pass 14.
+constexpr uint32_t kGbMaxWalk = 64;
+
 // One direction of the GB18030 structure. The lists have no count: a list ends where no walk can pass.
 // Towards the codeset that is a range that reaches 0xFFFF, as the first covering entry is taken; away from
 // it, where the last one is, a start above every key.
@@ -157,6 +160,9 @@ bool verify_gb_direction(const Image& image, uint64_t structure, uint32_t direct
   for (uint32_t block = 0; block < kBlockCount; ++block) {
     const uint32_t start = first_of_block(block);
     if (start > index || (start > first && entry_at(start - 1).end >= block << kGbBlockShift)) return false;
+    const uint32_t last_key = ((block + 1) << kGbBlockShift) - 1;
+    for (uint32_t walked = 0; start + walked <= index && entry_at(start + walked).start <= last_key; ++walked)
+      if (walked == kGbMaxWalk) return false;
   }
   return true;
 }

@@ -46,6 +46,9 @@ struct Side {
   // Units of a character that UTF-8 writes in two bytes, where they are converted several at a time; else 0.
   static constexpr ptrdiff_t kPairUnits = 0;
 
+  // Units behind a character that a roomy put may overwrite: so many have to follow, and room for them.
+  static constexpr ptrdiff_t kBehind = 0;
+
   // All units below 0x100 stand for themselves.
   static constexpr bool latin1() { return false; }
 
@@ -114,20 +117,21 @@ template <class Reader, class Writer>
 constexpr bool kHasWords = Reader::kLongest != 1 && Reader::kAscii &&
                            (Writer::kAscii || Writer::kLongest == 1);
 
-// A text that holds runs of ASCII, word by word, until either end is too near for a run.
+// A text that holds runs of ASCII, word by word, until either end is too near. Whole runs and words of lanes
+// are stored even where only their front is wanted, which costs less than a wrong guess at its length; the
+// margins see to it that what comes then takes the rest's place, so that nothing is left behind the text.
 template <class Reader, class Writer>
 inline void transcode_words(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
                             const typename Reader::Unit* in_end, typename Writer::Unit*& out,
                             const typename Writer::Unit* out_end) {
   constexpr bool kPairs = Reader::kPairUnits != 0 && Writer::kPairUnits != 0;
-  const ptrdiff_t in_margin = kRun + std::max(kRun, reader.longest());
-  constexpr ptrdiff_t kOutMargin = kRun + std::max(kRun, Writer::kLongest);
+  // A run, and behind it enough for as many units again, with a cut character at the end.
+  const ptrdiff_t in_margin = kRun + (kRun + 1) * reader.longest();
+  constexpr ptrdiff_t kOutMargin = 2 * kRun + Writer::kLongest;
   if (in_end - in < in_margin || out_end - out < kOutMargin) return;
   const auto* const in_stop = in_end - in_margin;
   const auto* const out_stop = out_end - kOutMargin;
   while (in <= in_stop && out <= out_stop) {
-    // A whole run is converted even if only its front is ASCII: that costs less than a wrong guess at its
-    // length.
     const ptrdiff_t ascii = leading_ascii(in);
     put_ascii_run(writer, in, out);
     in += ascii;
@@ -151,13 +155,14 @@ inline void transcode_blocks(Reader& reader, Writer& writer, const typename Read
                              const typename Reader::Unit* in_end, typename Writer::Unit*& out,
                              const typename Writer::Unit* out_end) {
   constexpr bool kFixedWidth = Reader::kLongest == 1;
-  constexpr bool kRuns = kFixedWidth && Reader::kAscii && Writer::kAscii;
+  constexpr bool kRuns = Reader::kAscii && Writer::kAscii;
   const auto others = static_cast<typename Reader::Unit>(reader.latin1() && writer.latin1() ? ~0xFF : ~0x7F);
   for (;;) {
     if constexpr (kRuns) copy_runs(others, in, in_end, out, out_end);
-    ptrdiff_t steps = std::min((in_end - in) / reader.longest(), (out_end - out) / Writer::kLongest);
-    if (steps == 0) return;
-    if (kRuns) steps = std::min(steps, 4 * kRun);  // before the next look out for ASCII
+    ptrdiff_t steps = std::min((in_end - in - Writer::kBehind) / reader.longest(),
+                               (out_end - out - Writer::kBehind) / Writer::kLongest);
+    if (steps <= 0) return;
+    if (kRuns && kFixedWidth) steps = std::min(steps, 4 * kRun);  // before the next look out for ASCII
     if constexpr (!kHasWords<Reader, Writer>) {
       for (; steps >= kRun; steps -= kRun) {
         if constexpr (kFixedWidth && Writer::kLongest == 1) {

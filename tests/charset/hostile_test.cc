@@ -184,6 +184,15 @@ TEST(HostileTable, OverlappingRangesKeepTheirOrder) {
             Units({4, 0x100, 0x200, 10}));
 }
 
+// In a verified image a look-up passes a bounded number of ranges.
+TEST(HostileTable, CrowdedRangesAreNotVerified) {
+  for (const uint16_t count : {uint16_t{64}, uint16_t{65}}) {
+    std::vector<GbRange> ranges;
+    for (uint16_t key = 0x200; key < 0x200 + count; ++key) ranges.push_back({key, key, 2, key});
+    EXPECT_EQ(load_image(TableImage(ranges, {}, ranges, {}).bytes)->verified, count == 64) << count;
+  }
+}
+
 // Shared trie nodes make the number of paths explode; loading and converting must not follow them all.
 TEST(HostileTable, ATrieOfEndlessPathsLoadsAtOnce) {
   TableImage image(XCS_KIND_ASCII_MBCS, "KNOT", {{"\x8E\xA1", uint16_t{0xFF61}}});

@@ -54,16 +54,18 @@ Sample sample(const Family& family, uint32_t seed, size_t count) {
 template <class D>
 OutText<D> in_pieces(xcs_cs_t* codeset, const InText<D>& in, size_t cut, size_t room) {
   static const GuardedBuffer<typename D::Out> buffer(1100);
+  constexpr typename D::Out kUntouched = 0x7D;
   OutText<D> all;
   const auto* from = in.data();
   const auto* const end = in.data() + in.size();
   const auto* piece_end = from + cut;
   const auto call = [&](bool flush, size_t size) {
-    auto* to = buffer.end() - size;
+    auto* to = std::fill_n(buffer.end() - size, size, kUntouched) - size;
     auto in_left = static_cast<uint32_t>(piece_end - from);
     auto out_left = static_cast<uint32_t>(size);
     const int result = D::convert(codeset, flush ? nullptr : &from, &in_left, &to, &out_left);
     all.append(buffer.end() - size, to);
+    EXPECT_EQ(std::count(to, buffer.end(), kUntouched), buffer.end() - to) << "written behind the text";
     return result;
   };
   size_t size = room;
@@ -118,8 +120,9 @@ TEST(Streaming, PiecesGiveTheWholeText) {
 template <class Unit>
 std::basic_string<Unit> any_text(std::mt19937& random) {
   constexpr bool kBytes = sizeof(Unit) == 1;
+  const size_t size = 16 + random() % 150;
   std::basic_string<Unit> text;
-  while (text.size() < 200) {
+  while (text.size() < size) {
     const auto kind = random() % 4;
     for (auto run = random() % 12; run != 0; --run) {
       if (kind == 0) text += static_cast<Unit>('0' + random() % 10);
@@ -146,7 +149,7 @@ void expect_small_pieces_as_one(const Family& family, const InText<D>& in) {
 
 TEST(Streaming, PiecesOfAnythingGiveTheWhole) {
   std::mt19937 random(1);
-  for (int round = 0; round < 100; ++round) {
+  for (int round = 0; round < 200; ++round) {
     for (const Family& family : families()) {
       expect_small_pieces_as_one<ToUcs2>(family, any_text<char>(random));
       expect_small_pieces_as_one<FromUcs2>(family, any_text<uint16_t>(random));
