@@ -104,13 +104,18 @@ struct CommandLine {
 int main(int argc, char** argv) try {
   CLI::App app("Codeset tables: compile, inspect, verify.", "ucvtab");
   const CommandLine line(app);
+  ExitCode result = kDone;
   try {
     app.parse(argc, argv);
+    result = line.result;
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kDone : kUsage;
+    result = app.exit(error) == 0 ? kDone : kUsage;
   }
-  if (std::fflush(stdout) != 0) throw Failure(kFileError, "standard output could not be written");
-  return line.result;
+  // A write that failed before has left nothing to flush, only the mark.
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    throw Failure(kFileError, "standard output could not be written");
+  }
+  return result;
 } catch (const ucvtab::Failure& failure) {
   std::fprintf(stderr, "ucvtab: %s\n", failure.what());
   return failure.code;
