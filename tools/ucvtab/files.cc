@@ -32,12 +32,14 @@ std::string trimmed(std::string_view text) {
 
 }  // namespace
 
-Bytes read_file(const std::string& path) {
+Bytes read_file(const std::string& path, size_t limit) {
   File file = open_file(path, "rbe");
   Bytes content;
   uint8_t block[16384];
   for (size_t count; (count = std::fread(block, 1, sizeof block, file.get())) > 0;) {
     content.insert(content.end(), block, block + count);
+    if (content.size() > limit)
+      throw Failure(kBadInput, path + ": more than " + std::to_string(limit) + " bytes");
   }
   if (std::ferror(file.get())) fail(path);
   return content;

@@ -14,8 +14,11 @@ struct Line {
   std::string where;  // "FILE:LINE"
 };
 
-// All throw Failure(kFileError) with the path and the system's reason. "-" is standard input.
-Bytes read_file(const std::string& path);
+constexpr size_t kMaxFileSize = 64 << 20;  // bytes; more than any sensible text, and less than /dev/zero
+
+// All throw Failure(kFileError) with the path and the system's reason, or Failure(kBadInput) for a file of
+// more than `limit` bytes. "-" is standard input.
+Bytes read_file(const std::string& path, size_t limit = kMaxFileSize);
 std::vector<Line> read_lines(const std::string& path);
 
 // Writes beside `path` and renames, so that a reader or a broken build never sees half a file.

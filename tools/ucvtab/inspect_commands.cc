@@ -13,7 +13,7 @@
 namespace ucvtab {
 namespace {
 
-TableImage open_table(const std::string& path) { return {read_file(path), path}; }
+TableImage open_table(const std::string& path) { return {read_file(path, kMaxTableSize), path}; }
 
 void print(const char* key, const std::string& value) { std::printf("%s\t%s\n", key, value.c_str()); }
 void print(const char* key, size_t value) { print(key, std::to_string(value)); }

@@ -11,7 +11,4 @@ namespace ucvtab {
 // One text per fault; none for a sound table.
 std::vector<std::string> check_table(const TableImage& image);
 
-// GB18030: the most ranges that one look-up touches, of both directions.
-unsigned longest_gb_walk(const TableImage& image);
-
 }  // namespace ucvtab
