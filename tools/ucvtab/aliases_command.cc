@@ -85,9 +85,10 @@ class CharsetNames {
     std::map<std::string, std::set<std::string>> groups;
     for (const auto& [name, canonical] : canonical_of_) {
       std::string last = canonical;
-      for (auto next = canonical_of_.find(last); next != canonical_of_.end();
-           next = canonical_of_.find(last)) {
+      auto next = canonical_of_.find(last);
+      for (unsigned links = 0; next != canonical_of_.end() && links < kMaxLinks; ++links) {
         last = next->second;
+        next = canonical_of_.find(last);
       }
       groups[normal_name(last)].insert({normal_name(name), normal_name(last)});
     }
@@ -95,6 +96,8 @@ class CharsetNames {
   }
 
  private:
+  static constexpr unsigned kMaxLinks =
+      8;  // from alias to alias; real ones need one, and circles have no end
   static std::string stem(const std::string& name) { return name.substr(0, name.size() - 2); }
   std::map<std::string, std::string> canonical_of_;
 };

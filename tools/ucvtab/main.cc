@@ -11,7 +11,7 @@ using namespace ucvtab;
 constexpr const char* kFooter =
     "Exit status: 0 done; 1 differences or faults found; 2 usage; 3 bad input file; 4 a codeset does not fit "
     "its\n"
-    "kind; 5 unknown iconv or ICU name; 6 a file could not be read or written.";
+    "kind; 5 unknown codeset name; 6 a file could not be read or written.";
 
 struct CommandLine {
   explicit CommandLine(CLI::App& app) {
