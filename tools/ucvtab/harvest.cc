@@ -37,6 +37,29 @@ void check_fixed_part(Source& source, const CatalogueRow& row) {
                                  std::to_string(allowed) + " allowed:" + list);
 }
 
+// A source whose codes are longer than the kind's would lose them one and all. An ASCII or invariant byte
+// that starts a longer code is the same fault: the converters never look at it.
+void check_lengths(Source& source, const CatalogueRow& row) {
+  const unsigned longest = max_code_length(row.kind);
+  auto fail = [&](const std::string& why) {
+    throw Failure(kDoesNotFit, row.where + ": " + row.source + " " + why + std::to_string(row.kind));
+  };
+  for_each_table_code(source, row.kind, [&](const Code& code, const Decoded& decoded) {
+    if (decoded.outcome != Decoded::kIncomplete) return;
+    if (code.length == longest) fail("has codes that start with " + to_hex(code) + ", too long for kind ");
+    if (code.length == 1 && fixed_decode(row.kind, code.bytes[0])) {
+      fail("has codes that start with " + to_hex(code) + ", a character of its own in kind ");
+    }
+  });
+  for (char32_t point = 0; point < kUnmapped; ++point) {
+    if (is_surrogate(point) || fixed_encode(row.kind, point)) continue;
+    const Code code = source.encode(point);
+    if (code.length > longest) {
+      fail("encodes " + to_text(point) + " as " + to_hex(code) + ", too long for kind ");
+    }
+  }
+}
+
 // The editions of GB18030 differ in a few vertical forms: the older one reads A6D9 as private use.
 void check_gb_edition(Source& source, const CatalogueRow& row) {
   if (row.policy.gb_edition == 0) return;
@@ -112,6 +135,7 @@ Rule encode_rule(Kind kind, const Policy& policy, char32_t point, const Code& co
 
 Codeset harvest(Source& source, const CatalogueRow& row) {
   check_fixed_part(source, row);
+  check_lengths(source, row);
   check_gb_edition(source, row);
   Codeset codeset;
   codeset.name = row.name;
@@ -141,6 +165,12 @@ std::unique_ptr<Source> open_source(const CatalogueRow& row, const std::string& 
   const std::string::size_type colon = row.source.find(':');
   const std::string type = row.source.substr(0, colon);
   const std::string name = colon == std::string::npos ? "" : row.source.substr(colon + 1);
+  if (type == "iconv" || type == "icu") {
+    // No name means the locale's charset to both libraries, and a suffix behind "//" changes what iconv
+    // answers.
+    const bool plain = !name.empty() && name.find("//") == std::string::npos;
+    if (!plain) throw Failure(kBadInput, row.where + ": not a plain name of a charset: " + row.source);
+  }
   try {
     if (type == "iconv") return open_iconv(name, row.kind);
     if (type == "icu") return open_icu(name, row.kind);
