@@ -34,14 +34,24 @@ TEST_F(Refusal, OfTextsNamesFileAndLine) {
       {"codeset A\nkind 1\n80 U+20AC both\n", 3, "page.txt:3: a direction is =, < or >"},
       {"codeset A\nkind 1\n80 U+20AC = 1\n", 3,
        "page.txt:3: expected a directive, or a code and a character"},
-      {"codeset A\nkind 2\n81 U+0080\n8140 U+3000\n", 4, "A: byte 81 is a character and starts pairs"},
-      {"codeset A\nkind 3\n81A1 U+3000\n81A2A1 U+3001\n", 4, "A: byte 81 starts codes of different lengths"},
-      {"codeset A\nkind 3\n4140 U+3000\n", 4, "A: an ASCII byte starts a code"},
-      {"codeset A\nkind 2\nFFFF U+3000 <\n", 4, "A: code FFFF cannot be written"},
+      {"codeset A\nkind 1\nlead 81\n80 U+20AC\n", 3, "page.txt:3: lead is for kinds 2 and 3"},
+      {"codeset A\nmin-run 4\nkind 1\n", 3, "page.txt:2: min-run is for kind 10"},
+      {"codeset A\nkind 2\n81 U+0080\n8140 U+3000\n", 4, "page.txt:3: A: byte 81 is a character and starts"},
+      {"codeset A\nkind 3\n81A1 U+3000\n81A2A1 U+3001\n", 4, "page.txt:4: A: byte 81 starts codes of diff"},
+      {"codeset A\nkind 3\n4140 U+3000\n", 4, "page.txt:3: A: an ASCII byte starts a code"},
+      {"codeset A\nkind 3\nlead 81 41\n", 4, "page.txt:3: A: an ASCII byte starts a code"},
+      {"codeset A\nkind 2\nFFFF U+3000 <\n", 4, "page.txt:3: A: code FFFF cannot be written"},
       {"codeset A\nkind 1\nsub 80\n80 U+00C0\n80 U+00C1 <\n", 4,
-       "several characters map to the substitution byte 80"},
-      {"codeset A\nkind 10\n8130 U+3000\n", 4, "A: no GB18030 code: 8130"},
-      {"codeset A\nkind 10\n90308130 U+3000\n", 4, "A: no GB18030 code: 90308130"},
+       "page.txt:5: A: several characters map to the substitution byte 80"},
+      {"codeset A\nkind 10\n8130 U+3000\n", 4, "page.txt:3: A: no GB18030 code: 8130"},
+      {"codeset A\nkind 10\n90308130 U+3000\n", 4, "page.txt:3: A: no GB18030 code: 90308130"},
+      {"codeset A\nkind 4\n0140 U+3000 >\n", 4, "page.txt:3: A: pairs start with 40 to FE, unlike 0140"},
+      // Tables that would be sound by themselves and that the converters would read otherwise.
+      {"codeset A\nkind 4\n0140 U+3000 <\n", 4, "page.txt:3: A: U+3000 encodes to 0140, which nothing"},
+      {"codeset A\nkind 2\n81 U+4E00 <\n8140 U+4E01\n", 4, "page.txt:3: A: U+4E00 encodes to 81, which"},
+      {"codeset A\nkind 2\n4181 U+4E00 <\n", 4, "page.txt:3: A: U+4E00 encodes to 4181, which nothing"},
+      {"codeset A\nkind 3\n8140 U+4E00\n81404040 U+4E02 <\n", 4, "page.txt:4: A: U+4E02 encodes to 8140404"},
+      {"codeset A\nkind 1\nsub 80 U+2020\n", 4, "page.txt:3: A: U+2020 encodes to 80, which nothing decodes"},
   };
   for (const auto& row : rows) {
     write("page.txt", row.text);
@@ -71,7 +81,17 @@ TEST_F(Refusal, OfCatalogueRowsNamesFileAndLine) {
       {"A 8 iconv:IBM290", 4, "invariant bytes otherwise, 0 allowed: "},
       {"A 10 iconv:GB18030 edition=2005", 4, "list:2: iconv:GB18030 follows the edition of 2022"},
       {"A 1 text:page.txt", 3, "page.txt:1: the codeset is A"},
-      {"A 1 text:missing.txt", 6, "missing.txt: No such file or directory"},
+      {"A 1 text:missing.txt", 6, "list:2: missing.txt: No such file or directory"},
+      // Codes longer than the kind holds, both ways, and of a converter that holds characters back.
+      {"A 1 iconv:EUC-JP", 4, "list:2: iconv:EUC-JP has codes that start with 8E, too long for kind 1"},
+      {"A 2 iconv:EUC-JP", 4, "list:2: iconv:EUC-JP has codes that start with 8FA2, too long for kind 2"},
+      {"A 3 iconv:UTF-7", 4, "list:2: iconv:UTF-7 has codes that start with 2B, a character of its own"},
+      {"A 1 icu:Big5", 4, "list:2: icu:Big5 has codes that start with 81"},
+      {"A 1 iconv:CP1258", 4, "list:2: iconv:CP1258 encodes U+00C3 as 41DE, too long for kind 1"},
+      {"A 3 iconv:GB18030", 4, "list:2: A: byte 81 starts codes of different lengths"},
+      {"A 1 iconv", 3, "list:2: not a plain name of a charset: iconv"},
+      {"A 1 icu:", 3, "list:2: not a plain name of a charset: icu:"},
+      {"A 1 iconv:KOI8-R//TRANSLIT", 3, "list:2: not a plain name of a charset: iconv:KOI8-R//TRANSLIT"},
   };
   for (const auto& row : rows) {
     write("list", std::string("B 1 iconv:KOI8-R\n") + row.row + "  # comment\n");
@@ -81,6 +101,11 @@ TEST_F(Refusal, OfCatalogueRowsNamesFileAndLine) {
   }
   EXPECT_EQ(run("build --no-such-option").code, 2);
   EXPECT_EQ(run("build --catalogue missing A").code, 6);
+  EXPECT_EQ(run("build --catalogue list CP9999").code, 5);
+  const Outcome twice = run("build text:page.txt text:page.txt");
+  EXPECT_EQ(twice.code, 3);
+  EXPECT_NE(twice.error.find("page.txt: OTHER is built already, from page.txt"), std::string::npos)
+      << twice.error;
 }
 
 // Each policy beside its opposite, on sources where they part.

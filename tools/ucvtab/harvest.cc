@@ -139,6 +139,7 @@ Codeset harvest(Source& source, const CatalogueRow& row) {
   check_gb_edition(source, row);
   Codeset codeset;
   codeset.name = row.name;
+  codeset.where = row.where;
   codeset.kind = row.kind;
   codeset.min_run = row.policy.min_run;
   for_each_table_code(source, row.kind, [&](const Code& code, const Decoded& decoded) {

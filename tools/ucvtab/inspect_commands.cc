@@ -78,8 +78,8 @@ ExitCode run_info(const std::vector<std::string>& tables) {
 ExitCode run_check(const std::vector<std::string>& tables) {
   ExitCode result = kDone;
   for (const std::string& table : tables) {
-    for (const std::string& finding : check_table(open_table(table))) {
-      std::printf("%s: %s\n", table.c_str(), finding.c_str());
+    for (const Fault& fault : check_table(open_table(table))) {
+      std::printf("%s: %s\n", table.c_str(), fault.text.c_str());
       result = kDiffers;
     }
   }

@@ -16,7 +16,7 @@ class Checker {
  public:
   explicit Checker(const TableImage& image) : image_(image), codeset_(read_table(image)) {}
 
-  std::vector<std::string> run() {
+  std::vector<Fault> run() {
     check_header();
     if (codeset_.kind == kGb18030)
       check_gb18030();
@@ -29,13 +29,13 @@ class Checker {
   }
 
  private:
-  void require(bool holds, const std::string& fault) {
-    if (!holds) faults_.push_back(fault);
+  void require(bool holds, const std::string& fault, const Code& code = {}) {
+    if (!holds) faults_.push_back({fault, code});
   }
 
   void check_header() {
-    if (std::string fault = name_fault(codeset_.name, codeset_.kind); !fault.empty())
-      faults_.push_back(fault);
+    const std::string fault = name_fault(codeset_.name, codeset_.kind);
+    require(fault.empty(), fault);
     require(image_.data() >= kMinSize && image_.data() % 4 == 0, "the data region starts at a bad offset");
     require(image_.u16(kHdr62) == kLayoutRevision, "unknown layout revision");
     Bytes unstamped = image_.bytes();
@@ -108,15 +108,16 @@ class Checker {
       const bool fixed = code.length == 1 && fixed_decode(codeset_.kind, code.bytes[0]);
       // Combining characters are written as codes that are read one by one.
       const bool known = fixed || codeset_.decode.contains(code) || reads_as_singles(code);
-      require(known, to_text(unit) + " encodes to " + to_hex(code) + ", which nothing decodes");
+      require(known, to_text(unit) + " encodes to " + to_hex(code) + ", which nothing decodes", code);
       const bool shifted = codeset_.kind == kEbcdicMixed && code.length == 2;
       require(code.length + (shifted ? 2u : 0u) <= 2 * utf8_length(unit),
-              to_text(unit) + " grows to more than twice its UTF-8 length");
+              to_text(unit) + " grows to more than twice its UTF-8 length", code);
     }
   }
 
   bool reads_as_singles(const Code& code) {
-    return code.length > 1 && std::all_of(code.view().begin(), code.view().end(), [&](char c) {
+    return code.length > 1 && codeset_.kind != kEbcdicMixed &&
+           std::all_of(code.view().begin(), code.view().end(), [&](char c) {
              const auto byte = static_cast<uint8_t>(c);
              return fixed_decode(codeset_.kind, byte) || codeset_.decode.contains(single(byte));
            });
@@ -154,13 +155,13 @@ class Checker {
 
   const TableImage& image_;
   Codeset codeset_;
-  std::vector<std::string> faults_;
+  std::vector<Fault> faults_;
 };
 
 }  // namespace
 
-std::vector<std::string> check_table(const TableImage& image) {
-  if (std::string fault = reading_fault(image); !fault.empty()) return {fault};
+std::vector<Fault> check_table(const TableImage& image) {
+  if (std::string fault = reading_fault(image); !fault.empty()) return {{fault, {}}};
   return Checker(image).run();
 }
 

@@ -8,7 +8,12 @@
 
 namespace ucvtab {
 
-// One text per fault; none for a sound table.
-std::vector<std::string> check_table(const TableImage& image);
+struct Fault {
+  std::string text;
+  Code code;  // that it is about, if any
+};
+
+// None for a sound table.
+std::vector<Fault> check_table(const TableImage& image);
 
 }  // namespace ucvtab

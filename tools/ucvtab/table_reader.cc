@@ -6,6 +6,7 @@
 #include "charset/table.h"
 #include "tools/ucvtab/failure.h"
 #include "tools/ucvtab/gb18030.h"
+#include "tools/ucvtab/shift.h"
 #include "tools/ucvtab/table_writer.h"
 
 namespace ucvtab {
@@ -47,7 +48,7 @@ void read_single_byte(const TableImage& image, const Codeset& codeset, Collector
 void read_double_byte(const TableImage& image, Codeset& codeset, Collector& out) {
   const bool mixed = image.kind() == kEbcdicMixed;
   for (unsigned byte = 0; byte < 256; ++byte) {
-    const bool lead = mixed ? byte >= 0x40 && byte <= 0xFE : byte >= 0x80 && image.byte_class(byte) == 2;
+    const bool lead = mixed ? is_mixed_lead(byte) : byte >= 0x80 && image.byte_class(byte) == 2;
     if (mixed || image.byte_class(byte) == 1) out.decode(single(byte), image.u16(image.row(0) + 2ull * byte));
     if (!lead) continue;
     if (!mixed) codeset.leads.set(byte);
