@@ -37,26 +37,17 @@ void check_fixed_part(Source& source, const CatalogueRow& row) {
                                  std::to_string(allowed) + " allowed:" + list);
 }
 
-// A source whose codes are longer than the kind's would lose them one and all. An ASCII or invariant byte
-// that starts a longer code is the same fault: the converters never look at it.
-void check_lengths(Source& source, const CatalogueRow& row) {
-  const unsigned longest = max_code_length(row.kind);
-  auto fail = [&](const std::string& why) {
-    throw Failure(kDoesNotFit, row.where + ": " + row.source + " " + why + std::to_string(row.kind));
-  };
-  for_each_table_code(source, row.kind, [&](const Code& code, const Decoded& decoded) {
-    if (decoded.outcome != Decoded::kIncomplete) return;
-    if (code.length == longest) fail("has codes that start with " + to_hex(code) + ", too long for kind ");
-    if (code.length == 1 && fixed_decode(row.kind, code.bytes[0])) {
-      fail("has codes that start with " + to_hex(code) + ", a character of its own in kind ");
-    }
-  });
-  for (char32_t point = 0; point < kUnmapped; ++point) {
-    if (is_surrogate(point) || fixed_encode(row.kind, point)) continue;
-    const Code code = source.encode(point);
-    if (code.length > longest) {
-      fail("encodes " + to_text(point) + " as " + to_hex(code) + ", too long for kind ");
-    }
+// A source whose codes are longer than the kind's would lose them one and all.
+[[noreturn]] void refuse_codes(const CatalogueRow& row, const std::string& which) {
+  throw Failure(kDoesNotFit, row.where + ": " + row.source + " " + which + std::to_string(row.kind));
+}
+
+// `start` is what the source calls incomplete. The converters never look at an ASCII or invariant byte.
+void check_start(const CatalogueRow& row, const Code& start) {
+  const std::string which = "has codes that start with " + to_hex(start);
+  if (start.length == max_code_length(row.kind)) refuse_codes(row, which + ", too long for kind ");
+  if (start.length == 1 && fixed_decode(row.kind, start.bytes[0])) {
+    refuse_codes(row, which + ", a character of its own in kind ");
   }
 }
 
@@ -135,7 +126,6 @@ Rule encode_rule(Kind kind, const Policy& policy, char32_t point, const Code& co
 
 Codeset harvest(Source& source, const CatalogueRow& row) {
   check_fixed_part(source, row);
-  check_lengths(source, row);
   check_gb_edition(source, row);
   Codeset codeset;
   codeset.name = row.name;
@@ -143,6 +133,7 @@ Codeset harvest(Source& source, const CatalogueRow& row) {
   codeset.kind = row.kind;
   codeset.min_run = row.policy.min_run;
   for_each_table_code(source, row.kind, [&](const Code& code, const Decoded& decoded) {
+    if (decoded.outcome == Decoded::kIncomplete) check_start(row, code);
     if (decoded.outcome == Decoded::kIncomplete && code.length == 1) codeset.leads.set(code.bytes[0]);
     if (decoded.outcome != Decoded::kMapped) return;
     if (decode_rule(row.kind, row.policy, code, decoded) != Rule::kNone || decoded.text[0] > 0xFFFF) return;
@@ -150,7 +141,10 @@ Codeset harvest(Source& source, const CatalogueRow& row) {
   });
   for (char32_t point = 0; point < 0x10000; ++point) {
     if (is_surrogate(point) || fixed_encode(row.kind, point)) continue;
-    codeset.encode[point] = source.encode(point);
+    const Code code = codeset.encode[point] = source.encode(point);
+    if (code.length > max_code_length(row.kind)) {
+      refuse_codes(row, "encodes " + to_text(point) + " as " + to_hex(code) + ", too long for kind ");
+    }
   }
   if (row.policy.round_trip) prefer_round_trips(codeset);
   for (char32_t point = 0; point < 0x10000; ++point) {

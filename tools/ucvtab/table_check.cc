@@ -25,6 +25,7 @@ class Checker {
     if (codeset_.kind == kMultiByte) check_multi_byte();
     check_fixed_part();
     check_encodings();
+    if (max_code_length(codeset_.kind) == 1) check_substitute();
     return std::move(faults_);
   }
 
@@ -112,6 +113,28 @@ class Checker {
       const bool shifted = codeset_.kind == kEbcdicMixed && code.length == 2;
       require(code.length + (shifted ? 2u : 0u) <= 2 * utf8_length(unit),
               to_text(unit) + " grows to more than twice its UTF-8 length", code);
+    }
+  }
+
+  // Only the substitution byte stands for characters without a code. A wrong one takes the encoding of the
+  // byte's own character, and gives all others a code.
+  void check_substitute() {
+    const auto own = codeset_.decode.find(single(*codeset_.sub));
+    if (own != codeset_.decode.end() && codeset_.encode[own->second].empty()) {
+      const uint64_t at = image_.page(own->second >> 8) + (own->second & 0xFF);
+      require(!image_.holds(at, 1) || image_.u8(at) != codeset_.sub,
+              to_text(own->second) + " is lost, as its code is the substitution byte");
+    }
+    unsigned one_way[256] = {};
+    for (char32_t unit = 0; unit < kUnmapped; ++unit) {
+      const Code& code = codeset_.encode[unit];
+      const auto found = codeset_.decode.find(code);
+      if (!code.empty() && (found == codeset_.decode.end() || found->second != unit))
+        ++one_way[code.bytes[0]];
+    }
+    for (unsigned byte = 0; byte < 256; ++byte) {
+      require(one_way[byte] <= 256, std::to_string(one_way[byte]) +
+                                        " characters that are not its own encode to " + to_hex(single(byte)));
     }
   }
 

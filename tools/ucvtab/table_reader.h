@@ -2,6 +2,7 @@
 #pragma once
 
 #include <bit>
+#include <filesystem>
 #include <string>
 
 #include "tools/ucvtab/codeset.h"
@@ -15,6 +16,9 @@ constexpr size_t kMaxTableSize = 2 << 20;
 
 // Long enough, and marked as a table; whether it is a sound one is another matter.
 bool is_table(const Bytes& bytes);
+inline bool may_be_table(const std::filesystem::directory_entry& file) {
+  return file.is_regular_file() && file.file_size() <= kMaxTableSize;
+}
 
 // Checked access to a table image in either byte order. Positions outside the image read as unmapped, as the
 // converters read them.

@@ -70,6 +70,7 @@ class Reader {
     words >> key;
     if (key == "note") {
       std::getline(words >> std::ws, codeset_.note);
+      require(codeset_.note == printable(codeset_.note), "a note has no control characters");
     } else if (key == "lead") {
       lead_where_ = where_;
       while (words >> word) {
@@ -179,11 +180,11 @@ Codeset read_text_row(const CatalogueRow& row, const std::string& directory) {
 
 std::string write_text(const Codeset& codeset) {
   std::ostringstream out;
-  out << "codeset " << codeset.name << "\nkind " << codeset.kind << '\n';
+  out << "codeset " << printable(codeset.name) << "\nkind " << codeset.kind << '\n';
   if (codeset.sub)
     out << "sub " << to_hex(single(*codeset.sub)) << ' ' << to_text(codeset.sub_source) << '\n';
   if (codeset.kind == kGb18030) out << "min-run " << codeset.min_run << '\n';
-  if (!codeset.note.empty()) out << "note " << codeset.note << '\n';
+  if (!codeset.note.empty()) out << "note " << printable(codeset.note) << '\n';
   if (const auto leads = silent_leads(codeset); leads.any()) {
     out << "lead";
     for (unsigned byte = 0; byte < 256; ++byte) {
