@@ -24,8 +24,7 @@ class Builder {
                     codeset.where + ": " + codeset.name + " is built already, from " + earlier->second);
     }
     const TableImage image(build_table(codeset, options_.order), codeset.where);
-    // What the builders do not see, such as codes that nothing reads. Of a row they may be what its policy
-    // wants.
+    // What the builders do not see, such as codes that nothing reads. A row's policy may want those.
     if (!codeset.lines.empty()) {
       for (const Fault& fault : check_table(image)) refuse(codeset, fault.text, fault.code);
     }
