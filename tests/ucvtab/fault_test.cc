@@ -1,4 +1,6 @@
 // What ucvtab refuses, with which exit code and which place, and what it finds in spoiled tables.
+#include <filesystem>
+
 #include "tests/ucvtab/tool.h"
 
 namespace {
@@ -34,14 +36,23 @@ TEST_F(Refusal, OfTextsNamesFileAndLine) {
       {"codeset A\nkind 1\n80 U+20AC both\n", 3, "page.txt:3: a direction is =, < or >"},
       {"codeset A\nkind 1\n80 U+20AC = 1\n", 3,
        "page.txt:3: expected a directive, or a code and a character"},
-      {"codeset A\nkind 2\n81 U+0080\n8140 U+3000\n", 4, "A: byte 81 is a character and starts pairs"},
-      {"codeset A\nkind 3\n81A1 U+3000\n81A2A1 U+3001\n", 4, "A: byte 81 starts codes of different lengths"},
-      {"codeset A\nkind 3\n4140 U+3000\n", 4, "A: an ASCII byte starts a code"},
-      {"codeset A\nkind 2\nFFFF U+3000 <\n", 4, "A: code FFFF cannot be written"},
+      {"codeset A\nkind 1\nlead 81\n80 U+20AC\n", 3, "page.txt:3: lead is for kinds 2 and 3"},
+      {"codeset A\nmin-run 4\nkind 1\n", 3, "page.txt:2: min-run is for kind 10"},
+      {"codeset A\nkind 2\n81 U+0080\n8140 U+3000\n", 4, "page.txt:3: A: byte 81 is a character and starts"},
+      {"codeset A\nkind 3\n81A1 U+3000\n81A2A1 U+3001\n", 4, "page.txt:4: A: byte 81 starts codes of diff"},
+      {"codeset A\nkind 3\n4140 U+3000\n", 4, "page.txt:3: A: an ASCII byte starts a code"},
+      {"codeset A\nkind 2\nFFFF U+3000 <\n", 4, "page.txt:3: A: code FFFF cannot be written"},
       {"codeset A\nkind 1\nsub 80\n80 U+00C0\n80 U+00C1 <\n", 4,
-       "several characters map to the substitution byte 80"},
-      {"codeset A\nkind 10\n8130 U+3000\n", 4, "A: no GB18030 code: 8130"},
-      {"codeset A\nkind 10\n90308130 U+3000\n", 4, "A: no GB18030 code: 90308130"},
+       "page.txt:5: A: several characters map to the substitution byte 80"},
+      {"codeset A\nkind 10\n8130 U+3000\n", 4, "page.txt:3: A: no GB18030 code: 8130"},
+      {"codeset A\nkind 10\n90308130 U+3000\n", 4, "page.txt:3: A: no GB18030 code: 90308130"},
+      {"codeset A\nkind 4\n0140 U+3000 >\n", 4, "page.txt:3: A: pairs start with 40 to FE, unlike 0140"},
+      // Tables that would be sound by themselves and that the converters would read otherwise.
+      {"codeset A\nkind 4\n0140 U+3000 <\n", 4, "page.txt:3: A: U+3000 encodes to 0140, which nothing"},
+      {"codeset A\nkind 2\n81 U+4E00 <\n8140 U+4E01\n", 4, "page.txt:3: A: U+4E00 encodes to 81, which"},
+      {"codeset A\nkind 2\n4181 U+4E00 <\n", 4, "page.txt:3: A: U+4E00 encodes to 4181, which nothing"},
+      {"codeset A\nkind 3\n8140 U+4E00\n81404040 U+4E02 <\n", 4, "page.txt:4: A: U+4E02 encodes to 8140404"},
+      {"codeset A\nkind 1\nsub 80 U+2020\n", 4, "page.txt:3: A: U+2020 encodes to 80, which nothing decodes"},
   };
   for (const auto& row : rows) {
     write("page.txt", row.text);
@@ -71,7 +82,17 @@ TEST_F(Refusal, OfCatalogueRowsNamesFileAndLine) {
       {"A 8 iconv:IBM290", 4, "invariant bytes otherwise, 0 allowed: "},
       {"A 10 iconv:GB18030 edition=2005", 4, "list:2: iconv:GB18030 follows the edition of 2022"},
       {"A 1 text:page.txt", 3, "page.txt:1: the codeset is A"},
-      {"A 1 text:missing.txt", 6, "missing.txt: No such file or directory"},
+      {"A 1 text:missing.txt", 6, "list:2: missing.txt: No such file or directory"},
+      // Codes longer than the kind holds, both ways, and of a converter that holds characters back.
+      {"A 1 iconv:EUC-JP", 4, "list:2: iconv:EUC-JP has codes that start with 8E, too long for kind 1"},
+      {"A 2 iconv:EUC-JP", 4, "list:2: iconv:EUC-JP has codes that start with 8FA2, too long for kind 2"},
+      {"A 3 iconv:UTF-7", 4, "list:2: iconv:UTF-7 has codes that start with 2B, a character of its own"},
+      {"A 1 icu:Big5", 4, "list:2: icu:Big5 has codes that start with 81"},
+      {"A 1 iconv:CP1258", 4, "list:2: iconv:CP1258 encodes U+00C3 as 41DE, too long for kind 1"},
+      {"A 10 iconv:EUC-JP", 4, "list:2: A: no GB18030 code: 80"},
+      {"A 1 iconv", 3, "list:2: not a plain name of a charset: iconv"},
+      {"A 1 icu:", 3, "list:2: not a plain name of a charset: icu:"},
+      {"A 1 iconv:KOI8-R//TRANSLIT", 3, "list:2: not a plain name of a charset: iconv:KOI8-R//TRANSLIT"},
   };
   for (const auto& row : rows) {
     write("list", std::string("B 1 iconv:KOI8-R\n") + row.row + "  # comment\n");
@@ -81,6 +102,9 @@ TEST_F(Refusal, OfCatalogueRowsNamesFileAndLine) {
   }
   EXPECT_EQ(run("build --no-such-option").code, 2);
   EXPECT_EQ(run("build --catalogue missing A").code, 6);
+  EXPECT_EQ(run("build --catalogue list CP9999").code, 5);
+  EXPECT_EQ(run("build text:page.txt text:page.txt").error,
+            "ucvtab: page.txt: OTHER is built already, from page.txt\n");
 }
 
 // Each policy beside its opposite, on sources where they part.
@@ -131,6 +155,8 @@ TEST_F(Refusal, OfAliasesNamesTheLine) {
       {"UTF8 KOI8R\n", "aliases:1: UTF8 must not lead to a table"},
       {"ANSIX341968 KOI8R\n", "must not lead to a table"},
       {"A B\nB KOI8R\n", "aliases:1: no table B"},
+      {"A KOI8R\n\nB KOI8R", "aliases:3: the last line has no newline"},
+      {"A KOI8R\nB \x1B[2J\n", "aliases:2: no table \\x1B[2J"},
       {"A KOI8R\nA KOI8U\n", "aliases:2: A is listed before"},
       {"A\n", "aliases:1: not an alias and a table name"},
   };
@@ -142,6 +168,15 @@ TEST_F(Refusal, OfAliasesNamesTheLine) {
   }
   write("aliases", "A KOI8R" + std::string(120, ' ') + "\n");
   EXPECT_NE(run("aliases --catalogue list aliases").error.find("longer than 126"), std::string::npos);
+
+  // The tables beside the file are there without a catalogue, and with one, too.
+  build_text("MINE", "codeset MINE\nkind 1\n");
+  write("aliases", "M MINE\nA KOI8R\n");
+  EXPECT_EQ(must("aliases --catalogue list aliases"), "");
+  EXPECT_EQ(run("aliases aliases").error, "aliases:2: no table KOI8R\n");
+
+  write("circle", "alias A// A//\nalias B// C//\nalias C// B//\n");
+  EXPECT_EQ(must("aliases --catalogue list --harvest circle", "timeout 10"), "");
 }
 
 TEST_F(Refusal, SpoiledTablesAreFound) {
@@ -157,6 +192,8 @@ TEST_F(Refusal, SpoiledTablesAreFound) {
   } rows[] = {
       {"ONE", 224 + 2 * 0x20, "\xFF\xFF", "page 20 lies outside"},
       {"ONE", 736 + 2 * 0x41, "\x42\x01", "byte 41 is not U+0041"},
+      {"ONE", 59, "\x20\x80", "U+20AC is lost, as its code is the substitution byte"},
+      {"ONE", 60, "\x90\x00", "65406 characters that are not its own encode to 1A"},
       {"ONE", 80, "zz", "the content does not match its stamp"},
       {"ONE", 16, "o-", "o-E: a name is capital letters and digits"},
       {"ONE", 0, "\xE1\x06", "the data region starts at a bad offset"},
@@ -181,6 +218,57 @@ TEST_F(Refusal, SpoiledTablesAreFound) {
   }
   write("SPOILED", read("ONE").substr(0, 1759));
   EXPECT_EQ(run("check SPOILED").code, 3);
+
+  // What is no table does not keep the others from being looked at; DIRECTORY/* holds an aliases file.
+  write("aliases", "A ONE\n");
+  write("ESCAPE", read("ONE").replace(16, 4, "\x1B[2J"));
+  const Outcome several = run("check SPOILED aliases missing ESCAPE");
+  EXPECT_EQ(several.code, 6);
+  EXPECT_EQ(several.error,
+            "ucvtab: SPOILED: not a codeset table\nucvtab: missing: No such file or directory\n");
+  EXPECT_NE(several.output.find("ESCAPE: \\x1B[2J: a name is"), std::string::npos) << several.output;
+  EXPECT_EQ(run("info aliases").code, 3);
+}
+
+// Small tables that lead a reader over the same bytes for hours, or through all of the memory.
+TEST_F(Refusal, OfEndlessTablesIsQuick) {
+  build_text("THREE", "codeset THREE\nkind 3\nlead 81 82\n8F8F8F8F U+3000\n");
+  std::string circle = read("THREE");
+  circle.replace(1248 + 0x81, 1, "\x04");
+  circle.replace(736 + 2 * 0x81, 2, std::string(2, '\0'));
+  circle.replace(1760, 516, std::string("\0\1\0\0", 4) + std::string(512, '\0'));
+  write("CIRCLE", circle);
+
+  build_text("TEN", "codeset TEN\nkind 10\n8140 U+4E02\n");
+  std::string walk = read("TEN");
+  walk.replace(1760, std::string::npos, std::string(32, '\0'));
+  for (int i = 0; i < 200000; ++i) walk.append("\0\0\0\0\1\0\0\0", 8);
+  write("WALK", walk);
+
+  for (const std::string name : {"CIRCLE", "WALK", "/dev/zero"}) {
+    EXPECT_EQ(run("check " + name, "timeout 10").code, name[0] == '/' ? 3 : 1) << name;
+    for (const std::string command : {"info ", "dump ", "diff TEN "}) {
+      EXPECT_EQ(run(command + name, "timeout 10").code, 3) << command << name;
+    }
+  }
+}
+
+TEST_F(Refusal, OfLostOutputAndOfOtherFiles) {
+  build_text("ONE", "codeset ONE\nkind 1\n80 U+20AC\n");
+  EXPECT_EQ(run("dump " XCSDIR_BUILT "/codeset/EUCJP >/dev/full; exit $?").code, 6);
+  // A table of the same name in XCSDIR is another one.
+  write("other.txt", "codeset ONE\nkind 1\n80 U+00C0\n");
+  must("build -o codeset text:other.txt");
+  write("in", "\x80");
+  EXPECT_EQ(must("convert -f ./ONE -t utf-8 in", "XCSDIR=."), "€");
+  EXPECT_EQ(run("convert -f ./TWO -t utf-8 in").error, "ucvtab: ./TWO: No such file or directory\n");
+
+  // The temporary file: not through somebody's link, and gone when it cannot be finished.
+  std::filesystem::create_symlink("in", path("ONE.new"));
+  must("build text:ONE.txt");
+  EXPECT_EQ(read("in"), "\x80");
+  EXPECT_EQ(run("build -o cut text:ONE.txt", "trap '' XFSZ; ulimit -f 1;").code, 6);
+  EXPECT_TRUE(std::filesystem::is_empty(path("cut")));
 }
 
 // Whatever a file holds, the readers end, and with one of the tool's own codes.

@@ -57,7 +57,7 @@ TEST_F(ShippedTables, VerifyNoticesOneWrongByte) {
 }
 
 TEST_F(ShippedTables, HaveNoFaultsAndAllOfThemAreThere) {
-  EXPECT_EQ(must("check $(find " + kTables + " -type f ! -name aliases)"), "");
+  EXPECT_EQ(must("check " + kTables + "*"), "");
   EXPECT_EQ(must("aliases" + kCatalogue + CODESET_SOURCES "/aliases"), "");
   const std::string manifest = must("manifest " + kTables);
   EXPECT_EQ(std::count(manifest.begin(), manifest.end(), '\n'), 206);

@@ -1,7 +1,10 @@
 // aliases: checks an aliases file against the rules that name look-up depends on, or makes pairs for one from
 // the C library's own alias lists.
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
+#include <filesystem>
 #include <map>
 #include <set>
 #include <sstream>
@@ -9,6 +12,7 @@
 #include "tools/ucvtab/catalogue.h"
 #include "tools/ucvtab/commands.h"
 #include "tools/ucvtab/files.h"
+#include "tools/ucvtab/table_reader.h"
 
 namespace ucvtab {
 namespace {
@@ -22,25 +26,33 @@ const std::set<std::string> kNeverAliases = {"ANSIX341968", "UTF8", "OS", "DOS",
 class AliasesCheck {
  public:
   AliasesCheck(const AliasesOptions& options) : path_(options.file) {
-    for (const CatalogueRow& row : read_catalogue(options.catalogue)) tables_.insert(row.name);
+    if (!options.catalogue.empty()) {
+      for (const CatalogueRow& row : read_catalogue(options.catalogue)) tables_.insert(row.name);
+    }
+    const auto beside = std::filesystem::absolute(path_).parent_path();
+    std::error_code none;  // without the directory there is no file to check either
+    for (const auto& entry : std::filesystem::directory_iterator(beside, none)) {
+      if (!may_be_table(entry) || access(entry.path().c_str(), R_OK) != 0) continue;
+      if (is_table(read_file(entry.path().string()))) tables_.insert(entry.path().filename().string());
+    }
   }
 
   ExitCode run() {
     const Bytes content = read_file(path_);
-    require(content.empty() || content.back() == '\n', "the last line has no newline and is never read");
     std::istringstream in(std::string(content.begin(), content.end()));
     for (std::string line; std::getline(in, line);) {
       ++line_number_;
       require(line.size() <= kMaxLine, "longer than 126 characters, the rest counts as a new line");
       if (!line.starts_with('#')) check_pair(line);
     }
+    require(content.empty() || content.back() == '\n', "the last line has no newline and is never read");
     return result_;
   }
 
  private:
   void require(bool holds, const std::string& fault) {
     if (holds) return;
-    std::fprintf(stderr, "%s:%u: %s\n", path_.c_str(), line_number_, fault.c_str());
+    std::fprintf(stderr, "%s:%u: %s\n", path_.c_str(), line_number_, printable(fault).c_str());
     result_ = kDiffers;
   }
 
@@ -49,7 +61,7 @@ class AliasesCheck {
     std::string alias, target, extra;
     words >> alias >> target >> extra;
     if (alias.empty()) return require(line.empty(), "blanks only");
-    require(!target.empty() && extra.empty(), "not an alias and a table name");
+    if (target.empty() || !extra.empty()) return require(false, "not an alias and a table name");
     require(alias == normal_name(alias), alias + " is not in the form that names are looked up in");
     require(!alias.starts_with("QXO"), alias + ": look-up takes a leading QXO away");
     require(!tables_.contains(alias), alias + " is a table itself and would never be reached");
@@ -85,9 +97,10 @@ class CharsetNames {
     std::map<std::string, std::set<std::string>> groups;
     for (const auto& [name, canonical] : canonical_of_) {
       std::string last = canonical;
-      for (auto next = canonical_of_.find(last); next != canonical_of_.end();
-           next = canonical_of_.find(last)) {
+      auto next = canonical_of_.find(last);
+      for (unsigned links = 0; next != canonical_of_.end() && links < kMaxLinks; ++links) {
         last = next->second;
+        next = canonical_of_.find(last);
       }
       groups[normal_name(last)].insert({normal_name(name), normal_name(last)});
     }
@@ -95,6 +108,8 @@ class CharsetNames {
   }
 
  private:
+  static constexpr unsigned kMaxLinks =
+      8;  // from alias to alias; real ones need one, and circles have no end
   static std::string stem(const std::string& name) { return name.substr(0, name.size() - 2); }
   std::map<std::string, std::string> canonical_of_;
 };
@@ -113,7 +128,8 @@ std::set<std::string> code_page_names(const std::string& table) {
 ExitCode print_harvest(const AliasesOptions& options) {
   CharsetNames charsets;
   for (const std::string& path : options.harvest) charsets.read(path);
-  const std::vector<CatalogueRow> rows = read_catalogue(options.catalogue);
+  const std::vector<CatalogueRow> rows =
+      read_catalogue(options.catalogue.empty() ? kDefaultCatalogue : options.catalogue);
   std::set<std::string> tables;
   for (const CatalogueRow& row : rows) tables.insert(row.name);
 

@@ -1,6 +1,6 @@
 // Kinds 2 and 4: a row of 256 characters for the single bytes and one for each lead byte, pages of 256 codes.
 #include "charset/table.h"
-#include "tools/ucvtab/failure.h"
+#include "tools/ucvtab/shift.h"
 #include "tools/ucvtab/table_writer.h"
 
 namespace ucvtab {
@@ -35,7 +35,7 @@ std::vector<uint16_t> encode_page(const Codeset& codeset, unsigned high) {
       page[low] = static_cast<uint16_t>(code.bytes[0] << 8 | code.bytes[1]);
     // The converters tell one byte from two by the value alone, and 0xFFFF is taken.
     if (code.length == 2 && (page[low] < 0x100 || page[low] == kUnmapped)) {
-      throw Failure(kDoesNotFit, codeset.name + ": code " + to_hex(code) + " cannot be written");
+      refuse(codeset, "code " + to_hex(code) + " cannot be written", code);
     }
   }
   return page;
@@ -45,14 +45,17 @@ std::vector<uint16_t> encode_page(const Codeset& codeset, unsigned high) {
 std::bitset<256> lead_bytes(const Codeset& codeset) {
   std::bitset<256> leads = codeset.leads;
   for (const auto& [code, unit] : codeset.decode) {
-    if (code.length == 2) leads.set(code.bytes[0]);
+    if (code.length < 2) continue;
+    leads.set(code.bytes[0]);
+    if (codeset.kind == kEbcdicMixed && !is_mixed_lead(code.bytes[0])) {
+      refuse(codeset, "pairs start with 40 to FE, unlike " + to_hex(code), code);
+    }
   }
   for (unsigned byte = 0; codeset.kind == kDoubleByte && byte < 256; ++byte) {
     const bool alone =
         fixed_decode(codeset.kind, static_cast<uint8_t>(byte)) || codeset.decode.contains(single(byte));
     if (leads[byte] && alone) {
-      throw Failure(kDoesNotFit,
-                    codeset.name + ": byte " + to_hex(single(byte)) + " is a character and starts pairs");
+      refuse(codeset, "byte " + to_hex(single(byte)) + " is a character and starts pairs", single(byte));
     }
   }
   return leads;
@@ -67,7 +70,7 @@ void build_double_byte(TableWriter& writer) {
   const unsigned single_row = writer.add_block16(decode_row(codeset, {}));
   for (unsigned byte = 0; byte < 256; ++byte) {
     // In mixed EBCDIC any byte from 0x40 to 0xFE may start a pair, so each needs a row.
-    const bool lead = mixed ? byte >= 0x40 && byte <= 0xFE : leads[byte];
+    const bool lead = mixed ? is_mixed_lead(byte) : leads[byte];
     const bool alone = byte < 0x80 || codeset.decode.contains(single(byte));
     writer.set_byte_entry(byte, lead ? writer.add_block16(decode_row(codeset, single(byte))) : single_row);
     writer.set_byte_class(byte, lead ? kClassLead : mixed || alone ? kClassSingle : kClassInvalid);

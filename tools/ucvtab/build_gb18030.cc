@@ -6,7 +6,6 @@
 #include <algorithm>
 
 #include "charset/table.h"
-#include "tools/ucvtab/failure.h"
 #include "tools/ucvtab/gb18030.h"
 #include "tools/ucvtab/table_writer.h"
 
@@ -77,7 +76,7 @@ Direction from_direction(const Codeset& codeset) {
     const Code& code = codeset.encode[unit];
     if (code.empty()) continue;
     const uint32_t index = gb_index(code);
-    if (index == 0) throw Failure(kDoesNotFit, codeset.name + ": no GB18030 code: " + to_hex(code));
+    if (index == 0) refuse(codeset, "no GB18030 code: " + to_hex(code), code);
     indices[unit] = static_cast<uint16_t>(index);
   }
   Direction direction;
@@ -92,7 +91,7 @@ Direction to_direction(const Codeset& codeset) {
   std::vector<uint16_t> units(kKeys, kUnmapped);
   for (const auto& [code, unit] : codeset.decode) {
     const uint32_t index = gb_index(code);
-    if (index == 0) throw Failure(kDoesNotFit, codeset.name + ": no GB18030 code: " + to_hex(code));
+    if (index == 0) refuse(codeset, "no GB18030 code: " + to_hex(code), code);
     units[index] = unit;
   }
   Direction direction;
@@ -120,7 +119,7 @@ void build_gb18030(TableWriter& writer) {
   std::vector<uint16_t> array;
   Bytes structure;
   for (const Direction& direction : directions) {
-    if (direction.values.size() > kKeys) throw Failure(kDoesNotFit, "GB18030 value list past 65536 values");
+    if (direction.values.size() > kKeys) refuse(writer.codeset(), "value list past 65536 values");
     writer.append32(structure, static_cast<uint32_t>(array.size()));
     for (const Range& range : direction.ranges) {
       for (unsigned field : {range.start, range.end, range.type, range.value}) {

@@ -2,7 +2,6 @@
 #include <algorithm>
 
 #include "charset/table.h"
-#include "tools/ucvtab/failure.h"
 #include "tools/ucvtab/table_writer.h"
 
 namespace ucvtab {
@@ -11,23 +10,20 @@ namespace {
 constexpr unsigned kClassSingle = 1, kClassInvalid = 255;
 constexpr unsigned kPrefixRecordSize = 16;
 
-[[noreturn]] void refuse(const Codeset& codeset, const std::string& why) {
-  throw Failure(kDoesNotFit, codeset.name + ": " + why);
-}
-
 // Code length that each lead byte starts: 0 for bytes that start nothing, 2 for leads without assigned codes.
 std::array<unsigned, 256> code_length_by_lead(const Codeset& codeset) {
   std::array<unsigned, 256> lengths{};
   for (const auto& [code, unit] : codeset.decode) {
     unsigned& length = lengths[code.bytes[0]];
     if (length != 0 && length != code.length) {
-      refuse(codeset, "byte " + to_hex(single(code.bytes[0])) + " starts codes of different lengths");
+      refuse(codeset, "byte " + to_hex(single(code.bytes[0])) + " starts codes of different lengths", code);
     }
+    if (code.bytes[0] < 0x80) refuse(codeset, "an ASCII byte starts a code", code);
     length = code.length;
   }
   for (unsigned byte = 0; byte < 256; ++byte) {
     if (codeset.leads[byte] && lengths[byte] == 0) lengths[byte] = 2;
-    if (byte < 0x80 && lengths[byte] > 1) refuse(codeset, "an ASCII byte starts a code");
+    if (byte < 0x80 && lengths[byte] > 1) refuse(codeset, "an ASCII byte starts a code", single(byte));
   }
   return lengths;
 }
@@ -87,7 +83,7 @@ std::vector<uint16_t> encode_page(const Codeset& codeset, const std::map<Code, u
     else if (code.length > 1) {
       prefix = prefixes.at(code_from_bytes(code.view().substr(0, code.length - 2u)));
       value = static_cast<unsigned>(code.bytes[code.length - 2u]) << 8 | code.bytes[code.length - 1u];
-      if (value < 0x100) refuse(codeset, "code " + to_hex(code) + " cannot be written");
+      if (value < 0x100) refuse(codeset, "code " + to_hex(code) + " cannot be written", code);
     }
     page.push_back(static_cast<uint16_t>(prefix));
     page.push_back(static_cast<uint16_t>(value));
@@ -116,7 +112,9 @@ void build_multi_byte(TableWriter& writer) {
       writer.set_byte_class(byte, kClassSingle);
       writer.set_byte_entry(byte, byte);
     } else if (found != codeset.decode.end()) {
-      if (codeset.leads[byte]) refuse(codeset, "byte " + to_hex(single(byte)) + " is a character and a lead");
+      if (codeset.leads[byte]) {
+        refuse(codeset, "byte " + to_hex(single(byte)) + " is a character and a lead", single(byte));
+      }
       writer.set_byte_class(byte, kClassSingle);
       writer.set_byte_entry(byte, found->second);
     } else if (lengths[byte] != 0) {

@@ -91,7 +91,7 @@ std::vector<CatalogueRow> read_catalogue(const std::string& path) {
 const CatalogueRow& find_row(const std::vector<CatalogueRow>& rows, const std::string& name) {
   const auto found =
       std::find_if(rows.begin(), rows.end(), [&](const CatalogueRow& row) { return row.name == name; });
-  if (found == rows.end()) throw Failure(kBadInput, name + " is not in the catalogue");
+  if (found == rows.end()) throw Failure(kUnknownSource, name + " is not in the catalogue");
   return *found;
 }
 

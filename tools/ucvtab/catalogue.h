@@ -49,7 +49,7 @@ Policy parse_policy(const std::string& words, const std::string& where);
 // All rows, in file order. Throws on a line that is no row, a bad or double name, an unknown kind.
 std::vector<CatalogueRow> read_catalogue(const std::string& path);
 
-// The row of that name. Throws Failure(kBadInput) when there is none.
+// The row of that name. Throws Failure(kUnknownSource) when there is none.
 const CatalogueRow& find_row(const std::vector<CatalogueRow>& rows, const std::string& name);
 
 }  // namespace ucvtab

@@ -4,6 +4,8 @@
 #include <charconv>
 #include <cstdio>
 
+#include "charset/ascii.h"
+
 namespace ucvtab {
 namespace {
 
@@ -50,6 +52,17 @@ std::string to_text(char32_t point) {
   char text[16];
   std::snprintf(text, sizeof text, "U+%04X", static_cast<unsigned>(point));
   return text;
+}
+
+std::string printable(std::string_view text) {
+  std::string shown;
+  for (const char c : text) {
+    if (ascii_control(c))
+      shown += "\\x" + to_hex(single(static_cast<uint8_t>(c)));
+    else
+      shown += c;
+  }
+  return shown;
 }
 
 std::optional<char32_t> point_from_text(std::string_view text) {

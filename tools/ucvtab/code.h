@@ -47,6 +47,9 @@ std::optional<Code> code_from_hex(std::string_view digits);
 std::string to_text(char32_t point);
 std::optional<char32_t> point_from_text(std::string_view text);
 
+// `text` with its control characters, which a terminal would obey, as "\\x1B".
+std::string printable(std::string_view text);
+
 // Bytes of the character in UTF-8, 1 to 4.
 inline unsigned utf8_length(char32_t point) {
   return point < 0x80 ? 1 : point < 0x800 ? 2 : point < 0x10000 ? 3 : 4;

@@ -3,8 +3,15 @@
 #include "charset/ascii.h"
 #include "charset/ebcdic_1047.h"
 #include "charset/table.h"
+#include "tools/ucvtab/failure.h"
 
 namespace ucvtab {
+
+void refuse(const Codeset& codeset, const std::string& why, const Code& code) {
+  const auto line = codeset.lines.find(code);
+  const std::string& where = line == codeset.lines.end() ? codeset.where : line->second;
+  throw Failure(kDoesNotFit, where + ": " + codeset.name + ": " + why);
+}
 
 bool is_known_kind(unsigned kind) {
   switch (kind) {

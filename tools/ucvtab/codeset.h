@@ -43,7 +43,14 @@ struct Codeset {
   std::bitset<256> leads;             // bytes that start a longer code, with or without assigned trails
   std::map<Code, char16_t> decode;    // code to character
   std::vector<Code> encode = std::vector<Code>(0x10000);  // character to code, by UCS-2 value
+
+  // For messages: the file, or the line of the catalogue, and in a text the line of each code.
+  std::string where;
+  std::map<Code, std::string> lines;
 };
+
+// Throws Failure(kDoesNotFit) that names the line of `code`, or else where the codeset comes from.
+[[noreturn]] void refuse(const Codeset& codeset, const std::string& why, const Code& code = {});
 
 // The fixed part of every codeset: what the converters do without looking into the table.
 // The character that the single byte `byte` always gives, or the byte that `unit` always becomes.

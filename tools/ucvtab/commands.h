@@ -11,6 +11,7 @@
 namespace ucvtab {
 
 constexpr const char* kDefaultCatalogue = "codesets/catalogue";
+constexpr const char* kAliasesFile = "aliases";  // beside the tables, as name look-up wants it
 
 struct BuildOptions {
   std::string catalogue = kDefaultCatalogue;
@@ -22,6 +23,8 @@ struct BuildOptions {
 ExitCode run_build(const BuildOptions& options);
 
 ExitCode run_dump(const std::string& table);
+// Both go on behind a file that is no table and end with the gravest code. Among several files one that is
+// named "aliases" and is no table is passed over: DIRECTORY/* has it.
 ExitCode run_info(const std::vector<std::string>& tables);
 ExitCode run_check(const std::vector<std::string>& tables);
 
@@ -44,8 +47,8 @@ ExitCode run_verify(const VerifyOptions& options);
 ExitCode run_convert(const std::string& from, const std::string& to, const std::vector<std::string>& files);
 
 struct AliasesOptions {
-  std::string catalogue = kDefaultCatalogue;
-  std::string file;  // the aliases file to check
+  std::string catalogue;  // its rows count as tables; none by default, but for a harvest the usual one
+  std::string file;       // the aliases file to check; the tables beside it may be targets
   std::vector<std::string>
       harvest;  // the C library's gconv-modules files: print pairs made from them instead
 };

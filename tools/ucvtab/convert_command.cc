@@ -2,10 +2,10 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 
 #include "charset/convert.h"
 #include "tools/ucvtab/commands.h"
+#include "tools/ucvtab/product_source.h"
 
 namespace ucvtab {
 namespace {
@@ -13,21 +13,9 @@ namespace {
 constexpr uint32_t kBlock = 32768;  // bytes read, units held, bytes written at a time
 constexpr int kOutputFull = 1;
 
-struct FreeCodeset {
-  void operator()(xcs_cs_t* codeset) const { xcs_cs_free(codeset); }
-};
-using CodesetHandle = std::unique_ptr<xcs_cs_t, FreeCodeset>;
-
-CodesetHandle open_codeset(const std::string& name) {
-  CodesetHandle codeset(xcs_cs_new(name.c_str()));
-  if (!codeset)
-    throw Failure(kUnknownSource, name + ": no such codeset (tables are looked for in XCSDIR/codeset)");
-  return codeset;
-}
-
 class Filter {
  public:
-  Filter(const std::string& from, const std::string& to) : from_(open_codeset(from)), to_(open_codeset(to)) {}
+  Filter(const std::string& from, const std::string& to) : from_(load_codeset(from)), to_(load_codeset(to)) {}
 
   void run(std::FILE* file, const std::string& name) {
     while (size_t count = std::fread(in_ + held_, 1, kBlock - held_, file)) {

@@ -13,7 +13,7 @@ enum ExitCode : int {
   kUsage = 2,          // the command line
   kBadInput = 3,       // a catalogue, text, aliases, manifest or table file: the message names file and line
   kDoesNotFit = 4,     // the codeset cannot be held in the kind that its row names
-  kUnknownSource = 5,  // neither the C library nor ICU knows the name
+  kUnknownSource = 5,  // not in the catalogue, or the C library, ICU or the product does not know the name
   kFileError = 6,      // a file could not be read or written
 };
 

@@ -1,5 +1,8 @@
 #include "tools/ucvtab/files.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -30,14 +33,25 @@ std::string trimmed(std::string_view text) {
   return std::string(text.substr(first, text.find_last_not_of(kBlanks) - first + 1));
 }
 
+bool write_all(int file, const Bytes& content) {
+  for (size_t done = 0; done < content.size();) {
+    const ssize_t count = write(file, content.data() + done, content.size() - done);
+    if (count == -1 && errno != EINTR) return false;
+    if (count > 0) done += static_cast<size_t>(count);
+  }
+  return true;
+}
+
 }  // namespace
 
-Bytes read_file(const std::string& path) {
+Bytes read_file(const std::string& path, size_t limit) {
   File file = open_file(path, "rbe");
   Bytes content;
   uint8_t block[16384];
   for (size_t count; (count = std::fread(block, 1, sizeof block, file.get())) > 0;) {
     content.insert(content.end(), block, block + count);
+    if (content.size() > limit)
+      throw Failure(kBadInput, path + ": more than " + std::to_string(limit) + " bytes");
   }
   if (std::ferror(file.get())) fail(path);
   return content;
@@ -56,15 +70,22 @@ std::vector<Line> read_lines(const std::string& path) {
 }
 
 void write_file(const std::string& path, const Bytes& content) {
-  const std::string temporary = path + ".new";
-  {
-    File file = open_file(temporary, "wbe");
-    if (std::fwrite(content.data(), 1, content.size(), file.get()) != content.size() ||
-        std::fflush(file.get()) != 0) {
-      fail(temporary);
-    }
+  // A name of its own, made new: whatever waits under a guessable one, a pipe or a link, is left alone.
+  std::string temporary;
+  int descriptor = -1;
+  for (unsigned attempt = 0; descriptor == -1 && attempt < 100; ++attempt) {
+    temporary = path + ".new." + std::to_string(getpid()) + "." + std::to_string(attempt);
+    descriptor = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (descriptor == -1 && errno != EEXIST) fail(temporary);
   }
-  if (std::rename(temporary.c_str(), path.c_str()) != 0) fail(path);
+  if (descriptor == -1) fail(temporary);
+  int reason = write_all(descriptor, content) ? 0 : errno;
+  if (close(descriptor) != 0 && reason == 0) reason = errno;
+  if (reason == 0 && std::rename(temporary.c_str(), path.c_str()) != 0) reason = errno;
+  if (reason == 0) return;
+  std::remove(temporary.c_str());
+  errno = reason;
+  fail(path);
 }
 
 }  // namespace ucvtab

@@ -14,11 +14,15 @@ struct Line {
   std::string where;  // "FILE:LINE"
 };
 
-// All throw Failure(kFileError) with the path and the system's reason. "-" is standard input.
-Bytes read_file(const std::string& path);
+constexpr size_t kMaxFileSize = 64 << 20;  // bytes; more than any sensible text, and less than /dev/zero
+
+// All throw Failure(kFileError) with the path and the system's reason, or Failure(kBadInput) for a file of
+// more than `limit` bytes. "-" is standard input.
+Bytes read_file(const std::string& path, size_t limit = kMaxFileSize);
 std::vector<Line> read_lines(const std::string& path);
 
-// Writes beside `path` and renames, so that a reader or a broken build never sees half a file.
+// Writes beside `path` under a new name and renames, so that a reader or a broken build never sees half a
+// file; what was written goes away when any of it fails.
 void write_file(const std::string& path, const Bytes& content);
 
 }  // namespace ucvtab

@@ -37,6 +37,20 @@ void check_fixed_part(Source& source, const CatalogueRow& row) {
                                  std::to_string(allowed) + " allowed:" + list);
 }
 
+// A source whose codes are longer than the kind's would lose them one and all.
+[[noreturn]] void refuse_codes(const CatalogueRow& row, const std::string& which) {
+  throw Failure(kDoesNotFit, row.where + ": " + row.source + " " + which + std::to_string(row.kind));
+}
+
+// `start` is what the source calls incomplete. The converters never look at an ASCII or invariant byte.
+void check_start(const CatalogueRow& row, const Code& start) {
+  const std::string which = "has codes that start with " + to_hex(start);
+  if (start.length == max_code_length(row.kind)) refuse_codes(row, which + ", too long for kind ");
+  if (start.length == 1 && fixed_decode(row.kind, start.bytes[0])) {
+    refuse_codes(row, which + ", a character of its own in kind ");
+  }
+}
+
 // The editions of GB18030 differ in a few vertical forms: the older one reads A6D9 as private use.
 void check_gb_edition(Source& source, const CatalogueRow& row) {
   if (row.policy.gb_edition == 0) return;
@@ -115,9 +129,11 @@ Codeset harvest(Source& source, const CatalogueRow& row) {
   check_gb_edition(source, row);
   Codeset codeset;
   codeset.name = row.name;
+  codeset.where = row.where;
   codeset.kind = row.kind;
   codeset.min_run = row.policy.min_run;
   for_each_table_code(source, row.kind, [&](const Code& code, const Decoded& decoded) {
+    if (decoded.outcome == Decoded::kIncomplete) check_start(row, code);
     if (decoded.outcome == Decoded::kIncomplete && code.length == 1) codeset.leads.set(code.bytes[0]);
     if (decoded.outcome != Decoded::kMapped) return;
     if (decode_rule(row.kind, row.policy, code, decoded) != Rule::kNone || decoded.text[0] > 0xFFFF) return;
@@ -125,7 +141,10 @@ Codeset harvest(Source& source, const CatalogueRow& row) {
   });
   for (char32_t point = 0; point < 0x10000; ++point) {
     if (is_surrogate(point) || fixed_encode(row.kind, point)) continue;
-    codeset.encode[point] = source.encode(point);
+    const Code code = codeset.encode[point] = source.encode(point);
+    if (code.length > max_code_length(row.kind)) {
+      refuse_codes(row, "encodes " + to_text(point) + " as " + to_hex(code) + ", too long for kind ");
+    }
   }
   if (row.policy.round_trip) prefer_round_trips(codeset);
   for (char32_t point = 0; point < 0x10000; ++point) {
@@ -141,6 +160,12 @@ std::unique_ptr<Source> open_source(const CatalogueRow& row, const std::string& 
   const std::string::size_type colon = row.source.find(':');
   const std::string type = row.source.substr(0, colon);
   const std::string name = colon == std::string::npos ? "" : row.source.substr(colon + 1);
+  if (type == "iconv" || type == "icu") {
+    // No name means the locale's charset to both libraries, and a suffix behind "//" changes what iconv
+    // answers.
+    const bool plain = !name.empty() && name.find("//") == std::string::npos;
+    if (!plain) throw Failure(kBadInput, row.where + ": not a plain name of a charset: " + row.source);
+  }
   try {
     if (type == "iconv") return open_iconv(name, row.kind);
     if (type == "icu") return open_icu(name, row.kind);

@@ -28,7 +28,7 @@ Rule encode_rule(Kind kind, const Policy& policy, char32_t point, const Code& co
                  std::optional<char16_t> back);
 
 // Throws Failure(kDoesNotFit) when the source defines more ASCII or invariant bytes otherwise than the policy
-// allows.
+// allows, or has longer codes than the kind.
 Codeset harvest(Source& source, const CatalogueRow& row);
 
 // Opens the source of the row: "iconv:NAME", "icu:NAME", or "text:FILE" relative to `directory`.

@@ -1,5 +1,7 @@
 // dump, info and diff: what is in a table, as text, in figures, and against another.
+#include <algorithm>
 #include <cstdio>
+#include <filesystem>
 
 #include "charset/table.h"
 #include "tools/ucvtab/commands.h"
@@ -13,9 +15,11 @@
 namespace ucvtab {
 namespace {
 
-TableImage open_table(const std::string& path) { return {read_file(path), path}; }
+TableImage open_table(const std::string& path) { return {read_file(path, kMaxTableSize), path}; }
 
-void print(const char* key, const std::string& value) { std::printf("%s\t%s\n", key, value.c_str()); }
+void print(const char* key, const std::string& value) {
+  std::printf("%s\t%s\n", key, printable(value).c_str());
+}
 void print(const char* key, size_t value) { print(key, std::to_string(value)); }
 
 void print_info(const std::string& path) {
@@ -63,6 +67,24 @@ Codeset load_codeset(const std::string& operand) {
   return operand.starts_with("text:") ? read_text(operand.substr(5)) : read_table(open_table(operand));
 }
 
+template <class Action>
+ExitCode for_each_file(const std::vector<std::string>& paths, const Action& action) {
+  ExitCode gravest = kDone;
+  for (const std::string& path : paths) {
+    ExitCode result = kDone;
+    try {
+      result = action(path);
+    } catch (const Failure& failure) {
+      const bool aliases = std::filesystem::path(path).filename() == kAliasesFile;
+      if (aliases && failure.code == kBadInput && paths.size() > 1) continue;
+      std::fprintf(stderr, "ucvtab: %s\n", printable(failure.what()).c_str());
+      result = failure.code;
+    }
+    gravest = std::max(gravest, result);
+  }
+  return gravest;
+}
+
 }  // namespace
 
 ExitCode run_dump(const std::string& table) {
@@ -71,19 +93,18 @@ ExitCode run_dump(const std::string& table) {
 }
 
 ExitCode run_info(const std::vector<std::string>& tables) {
-  for (const std::string& table : tables) print_info(table);
-  return kDone;
+  return for_each_file(tables, [](const std::string& path) {
+    print_info(path);
+    return kDone;
+  });
 }
 
 ExitCode run_check(const std::vector<std::string>& tables) {
-  ExitCode result = kDone;
-  for (const std::string& table : tables) {
-    for (const std::string& finding : check_table(open_table(table))) {
-      std::printf("%s: %s\n", table.c_str(), finding.c_str());
-      result = kDiffers;
-    }
-  }
-  return result;
+  return for_each_file(tables, [](const std::string& path) {
+    const std::vector<Fault> faults = check_table(open_table(path));
+    for (const Fault& fault : faults) std::printf("%s: %s\n", path.c_str(), printable(fault.text).c_str());
+    return faults.empty() ? kDone : kDiffers;
+  });
 }
 
 ExitCode run_diff(const std::string& left, const std::string& right) {

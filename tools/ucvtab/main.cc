@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <cstdio>
 
+#include "tools/ucvtab/code.h"
 #include "tools/ucvtab/commands.h"
 
 namespace {
@@ -11,7 +12,7 @@ using namespace ucvtab;
 constexpr const char* kFooter =
     "Exit status: 0 done; 1 differences or faults found; 2 usage; 3 bad input file; 4 a codeset does not fit "
     "its\n"
-    "kind; 5 unknown iconv or ICU name; 6 a file could not be read or written.";
+    "kind; 5 unknown codeset name; 6 a file could not be read or written.";
 
 struct CommandLine {
   explicit CommandLine(CLI::App& app) {
@@ -30,10 +31,16 @@ struct CommandLine {
     command->add_option("what", build.what, "names from the catalogue, or text:FILE");
     command->add_option("-c,--catalogue", build.catalogue, "catalogue file")->capture_default_str();
     command->add_option("-o,--output", build.directory, "directory for the tables")->capture_default_str();
-    const std::map<std::string, std::endian> orders{{"little", std::endian::little},
-                                                    {"big", std::endian::big}};
-    command->add_option("--endian", build.order, "byte order of the tables, this host's by default")
-        ->transform(CLI::CheckedTransformer(orders));
+    command
+        ->add_option_function<std::string>(
+            "--endian",
+            [this](const std::string& word) {
+              if (word != "big" && word != "little")
+                throw CLI::ValidationError("--endian", "say big or little");
+              build.order = word == "big" ? std::endian::big : std::endian::little;
+            },
+            "byte order of the tables, this host's by default")
+        ->type_name("big|little");
     command->add_flag("-q,--quiet", build.quiet, "no progress on the terminal");
     command->callback([this] { result = run_build(build); });
   }
@@ -78,7 +85,7 @@ struct CommandLine {
 
   void add_aliases(CLI::App& app) {
     CLI::App* command = app.add_subcommand("aliases", "check an aliases file, or make one");
-    command->add_option("-c,--catalogue", aliases.catalogue, "catalogue file")->capture_default_str();
+    command->add_option("-c,--catalogue", aliases.catalogue, "catalogue file, whose names count as tables");
     command->add_option("file", aliases.file, "aliases file to check");
     command->add_option("--harvest", aliases.harvest, "gconv-modules files to make aliases from");
     command->callback([this] { result = run_aliases(aliases); });
@@ -104,15 +111,20 @@ struct CommandLine {
 int main(int argc, char** argv) try {
   CLI::App app("Codeset tables: compile, inspect, verify.", "ucvtab");
   const CommandLine line(app);
+  ExitCode result = kDone;
   try {
     app.parse(argc, argv);
+    result = line.result;
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? kDone : kUsage;
+    result = app.exit(error) == 0 ? kDone : kUsage;
   }
-  if (std::fflush(stdout) != 0) throw Failure(kFileError, "standard output could not be written");
-  return line.result;
+  // A write that failed before has left nothing to flush, only the mark.
+  if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+    throw Failure(kFileError, "standard output could not be written");
+  }
+  return result;
 } catch (const ucvtab::Failure& failure) {
-  std::fprintf(stderr, "ucvtab: %s\n", failure.what());
+  std::fprintf(stderr, "ucvtab: %s\n", ucvtab::printable(failure.what()).c_str());
   return failure.code;
 } catch (const std::exception& error) {
   std::fprintf(stderr, "ucvtab: %s\n", error.what());

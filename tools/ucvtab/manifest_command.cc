@@ -1,31 +1,32 @@
 // manifest: the SHA-256 sum of every table, so that a build host whose libraries map something else is
 // noticed.
-#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <map>
 #include <sstream>
 
-#include "charset/table.h"
 #include "tools/ucvtab/commands.h"
 #include "tools/ucvtab/files.h"
 #include "tools/ucvtab/sha256.h"
+#include "tools/ucvtab/table_reader.h"
 
 namespace ucvtab {
 namespace {
 
 using Sums = std::map<std::string, std::string>;  // "<sum> <bytes>" by table name
 
-// Files that are no tables (the aliases file, redirects) are passed over.
+// Says on standard error what it passes over: redirects, and what has no place among tables.
 Sums sums_of(const std::string& directory) {
   Sums sums;
   std::error_code error;
   for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
-    if (!entry.is_regular_file()) continue;
-    const Bytes content = read_file(entry.path().string());
-    const uint8_t* magic = content.data() + table_layout::kMagic;
-    if (content.size() < table_layout::kMinSize || !std::equal(magic, magic + 3, "ucv")) continue;
-    sums[entry.path().filename().string()] = sha256_hex(content) + " " + std::to_string(content.size());
+    const std::string path = entry.path().string(), name = entry.path().filename().string();
+    Bytes content;
+    if (may_be_table(entry)) content = read_file(path);
+    if (is_table(content))
+      sums[name] = sha256_hex(content) + " " + std::to_string(content.size());
+    else if (name != kAliasesFile)
+      std::fprintf(stderr, "ucvtab: %s: not a codeset table, passed over\n", path.c_str());
   }
   if (error) throw Failure(kFileError, directory + ": " + error.message());
   return sums;

@@ -1,5 +1,11 @@
 #include "tools/ucvtab/product_source.h"
 
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
 #include "charset/convert.h"
 #include "tools/ucvtab/failure.h"
 #include "tools/ucvtab/shift.h"
@@ -9,11 +15,6 @@ namespace {
 
 constexpr int kCutInput = 2;
 constexpr uint32_t kRoom = 32;  // units; more than any single character takes
-
-struct FreeCodeset {
-  void operator()(xcs_cs_t* codeset) const { xcs_cs_free(codeset); }
-};
-using CodesetHandle = std::unique_ptr<xcs_cs_t, FreeCodeset>;
 
 class ProductSource : public Source {
  public:
@@ -131,11 +132,21 @@ class ThroughUtf8 : public ProductSource {
 
 }  // namespace
 
+CodesetHandle load_codeset(const std::string& name) {
+  const bool is_path = name.find('/') != std::string::npos;
+  // The product puts XCSDIR in front of relative paths, too, before it takes them as they stand.
+  const std::string wanted = is_path ? std::filesystem::absolute(name).string() : name;
+  CodesetHandle codeset(xcs_cs_new(wanted.c_str()));
+  if (codeset) return codeset;
+  if (!is_path) {
+    throw Failure(kUnknownSource, name + ": no such codeset (tables are looked for in XCSDIR/codeset)");
+  }
+  if (access(name.c_str(), R_OK) != 0) throw Failure(kFileError, name + ": " + std::strerror(errno));
+  throw Failure(kBadInput, name + ": the product finds no table here");
+}
+
 std::unique_ptr<Source> open_product(const std::string& path, Form form) {
-  // A name with "/" is opened as it stands, without aliases and search path.
-  const std::string name = path.find('/') == std::string::npos ? "./" + path : path;
-  CodesetHandle codeset(xcs_cs_new(name.c_str()));
-  if (!codeset) throw Failure(kFileError, path + ": the product finds no table here");
+  CodesetHandle codeset = load_codeset(path.find('/') == std::string::npos ? "./" + path : path);
   if (form == Form::kUcs2) return std::make_unique<ThroughUcs2>(std::move(codeset));
   return std::make_unique<ThroughUtf8>(std::move(codeset));
 }

@@ -10,6 +10,9 @@ namespace ucvtab {
 constexpr char kShiftOut = 0x0E;
 constexpr char kShiftIn = 0x0F;
 
+// Any other byte is a single one even behind a shift-out.
+inline bool is_mixed_lead(unsigned byte) { return byte >= 0x40 && byte <= 0xFE; }
+
 inline std::string with_shifts(const Code& code) {
   if (code.length < 2) return std::string(code.view());
   return kShiftOut + std::string(code.view()) + kShiftIn;

@@ -8,10 +8,12 @@
 
 namespace ucvtab {
 
-// One text per fault; none for a sound table.
-std::vector<std::string> check_table(const TableImage& image);
+struct Fault {
+  std::string text;
+  Code code;  // that it is about, if any
+};
 
-// GB18030: the most ranges that one look-up touches, of both directions.
-unsigned longest_gb_walk(const TableImage& image);
+// None for a sound table.
+std::vector<Fault> check_table(const TableImage& image);
 
 }  // namespace ucvtab

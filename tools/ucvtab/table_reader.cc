@@ -6,6 +6,7 @@
 #include "charset/table.h"
 #include "tools/ucvtab/failure.h"
 #include "tools/ucvtab/gb18030.h"
+#include "tools/ucvtab/shift.h"
 #include "tools/ucvtab/table_writer.h"
 
 namespace ucvtab {
@@ -47,7 +48,7 @@ void read_single_byte(const TableImage& image, const Codeset& codeset, Collector
 void read_double_byte(const TableImage& image, Codeset& codeset, Collector& out) {
   const bool mixed = image.kind() == kEbcdicMixed;
   for (unsigned byte = 0; byte < 256; ++byte) {
-    const bool lead = mixed ? byte >= 0x40 && byte <= 0xFE : byte >= 0x80 && image.byte_class(byte) == 2;
+    const bool lead = mixed ? is_mixed_lead(byte) : byte >= 0x80 && image.byte_class(byte) == 2;
     if (mixed || image.byte_class(byte) == 1) out.decode(single(byte), image.u16(image.row(0) + 2ull * byte));
     if (!lead) continue;
     if (!mixed) codeset.leads.set(byte);
@@ -61,19 +62,39 @@ void read_double_byte(const TableImage& image, Codeset& codeset, Collector& out)
   });
 }
 
-void read_trie(const TableImage& image, const Code& prefix, unsigned node, unsigned length, Collector& out) {
+// Calls `visit` with every code below `node` and its value. Nodes may be shared, even so that the number of
+// ways explodes: `budget` is the number of children to look at; false when it does not suffice.
+template <class Visit>
+bool walk_trie(const TableImage& image, const Code& prefix, unsigned node, unsigned length, unsigned& budget,
+               const Visit& visit) {
   const uint64_t at = image.data() + 4ull * node;
-  if (node == kUnmapped || !image.holds(at, 4)) return;
+  if (node == kUnmapped || !image.holds(at, 4)) return true;
   const unsigned count = image.u16(at);
   const unsigned base = image.u16(at + 2);
   for (unsigned byte = base; byte < 256 && byte - base < count; ++byte) {
+    if (budget == 0) return false;
+    --budget;
     const unsigned value = image.u16(at + 4 + 2ull * (byte - base));
     const Code code = prefix.with(byte);
     if (code.length == length)
-      out.decode(code, value);
-    else
-      read_trie(image, code, value, length, out);
+      visit(code, value);
+    else if (!walk_trie(image, code, value, length, budget, visit))
+      return false;
   }
+  return true;
+}
+
+// The same for all leads. The library, too, takes a table of more than 2^20 children and nodes for a hostile
+// one.
+template <class Visit>
+bool walk_tries(const TableImage& image, const Visit& visit) {
+  unsigned budget = 1 << 20;
+  for (unsigned byte = 0x80; byte < 256; ++byte) {
+    const unsigned length = image.byte_class(byte);
+    if (length < 2 || length > Code::kMaxLength) continue;
+    if (!walk_trie(image, single(byte), image.byte_entry(byte), length, budget, visit)) return false;
+  }
+  return true;
 }
 
 Code multi_byte_code(const TableImage& image, char32_t unit) {
@@ -92,10 +113,9 @@ void read_multi_byte(const TableImage& image, Codeset& codeset, Collector& out) 
   for (unsigned byte = 0x80; byte < 256; ++byte) {
     const unsigned length = image.byte_class(byte);
     if (length == 1) out.decode(single(byte), image.byte_entry(byte));
-    if (length < 2 || length > Code::kMaxLength) continue;
-    codeset.leads.set(byte);
-    read_trie(image, single(byte), image.byte_entry(byte), length, out);
+    if (length >= 2 && length <= Code::kMaxLength) codeset.leads.set(byte);
   }
+  walk_tries(image, [&](const Code& code, unsigned value) { out.decode(code, value); });
   out.encode_all([&](char32_t unit) { return multi_byte_code(image, unit); });
 }
 
@@ -131,8 +151,12 @@ void read_gb18030(const TableImage& image, Codeset& codeset, Collector& out) {
 
 }  // namespace
 
-TableImage::TableImage(Bytes bytes, const std::string& path) : bytes_(std::move(bytes)) {
-  if (bytes_.size() < kMinSize || std::memcmp(bytes_.data() + kMagic, "ucv", 3) != 0) {
+bool is_table(const Bytes& bytes) {
+  return bytes.size() >= kMinSize && std::memcmp(bytes.data() + kMagic, "ucv", 3) == 0;
+}
+
+TableImage::TableImage(Bytes bytes, const std::string& path) : bytes_(std::move(bytes)), path_(path) {
+  if (!is_table(bytes_) || bytes_.size() > kMaxTableSize) {
     throw Failure(kBadInput, path + ": not a codeset table");
   }
   unsigned kind = u16(kKind);
@@ -170,7 +194,40 @@ uint64_t TableImage::page(unsigned high_byte) const {
 unsigned TableImage::byte_entry(unsigned byte) const { return u16(kByteEntries + 2ull * byte); }
 unsigned TableImage::byte_class(unsigned byte) const { return bytes_[kByteClasses + byte]; }
 
+std::string reading_fault(const TableImage& image) {
+  if (image.kind() == kGb18030 && longest_gb_walk(image) > kMaxGbWalk) {
+    return "a look-up walks over more than 64 ranges";
+  }
+  if (image.kind() == kMultiByte && !walk_tries(image, [](const Code&, unsigned) {})) {
+    return "the nodes have more than a million children, counted by all ways that lead to them";
+  }
+  return {};
+}
+
+unsigned longest_gb_walk(const TableImage& image) {
+  const uint64_t structure = image.u16(kGbStructure);
+  const uint64_t array = structure + kGbArray;
+  unsigned longest = 0;
+  for (unsigned direction : {kGbFrom, kGbTo}) {
+    const uint64_t entries = array + 2ull * image.u32(structure + direction + kGbEntries);
+    const uint64_t blocks = array + 2ull * image.u32(structure + direction + kGbBlocks);
+    for (unsigned key = 0; key < kUnmapped; ++key) {
+      unsigned walked = 0;
+      uint64_t at = entries + 8ull * image.u16(blocks + 2ull * (key >> kGbBlockShift));
+      for (; image.holds(at, 8) && image.u16(at) <= key && walked <= kMaxGbWalk; at += 8) {
+        ++walked;
+        if (direction == kGbFrom && image.u16(at + 2) >= key) break;
+      }
+      longest = std::max(longest, walked);
+    }
+  }
+  return longest;
+}
+
 Codeset read_table(const TableImage& image) {
+  if (std::string fault = reading_fault(image); !fault.empty()) {
+    throw Failure(kBadInput, image.path() + ": " + fault);
+  }
   Codeset codeset;
   codeset.kind = image.kind();
   codeset.name = image.text(kName, name_field_size(codeset.kind));

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <bit>
+#include <filesystem>
 #include <string>
 
 #include "tools/ucvtab/codeset.h"
@@ -9,14 +10,25 @@
 
 namespace ucvtab {
 
+// Bytes. No position in a table reaches as far: GB18030's two directions take 1.5 MB at most, a prefix record
+// lies within 1 MB of the data region and everything else within 256 KB.
+constexpr size_t kMaxTableSize = 2 << 20;
+
+// Long enough, and marked as a table; whether it is a sound one is another matter.
+bool is_table(const Bytes& bytes);
+inline bool may_be_table(const std::filesystem::directory_entry& file) {
+  return file.is_regular_file() && file.file_size() <= kMaxTableSize;
+}
+
 // Checked access to a table image in either byte order. Positions outside the image read as unmapped, as the
 // converters read them.
 class TableImage {
  public:
-  // Throws Failure(kBadInput) with `path` when the bytes are no table of a kind that has one.
+  // Throws Failure(kBadInput) with `path` when the bytes are no table, too many, or of a kind that has none.
   TableImage(Bytes bytes, const std::string& path);
 
   [[nodiscard]] const Bytes& bytes() const { return bytes_; }
+  [[nodiscard]] const std::string& path() const { return path_; }
   [[nodiscard]] std::endian order() const { return order_; }
   [[nodiscard]] Kind kind() const { return kind_; }
   [[nodiscard]] std::string text(size_t offset, size_t size) const;  // up to the NUL
@@ -35,10 +47,20 @@ class TableImage {
 
  private:
   Bytes bytes_;
+  std::string path_;
   std::endian order_ = std::endian::native;
   Kind kind_ = kSingleByte;
 };
 
+// Why nobody should read this table: it leads a reader over the same few bytes again and again, millions of
+// times. Empty for all others.
+std::string reading_fault(const TableImage& image);
+
+// Throws Failure(kBadInput) for a table with a reading fault.
 Codeset read_table(const TableImage& image);
+
+constexpr unsigned kMaxGbWalk = 64;  // ranges; the compiler's own tables stay far below
+// GB18030: the most ranges that one look-up touches, of both directions; counted up to kMaxGbWalk + 1.
+unsigned longest_gb_walk(const TableImage& image);
 
 }  // namespace ucvtab

@@ -3,7 +3,6 @@
 #include <algorithm>
 
 #include "charset/table.h"
-#include "tools/ucvtab/failure.h"
 #include "tools/ucvtab/sha256.h"
 
 namespace ucvtab {
@@ -17,10 +16,6 @@ unsigned code_lengths(const Codeset& codeset) {
   for (const auto& [code, unit] : codeset.decode) longest = std::max<unsigned>(longest, code.length);
   for (const Code& code : codeset.encode) longest = std::max<unsigned>(longest, code.length);
   return longest << 8 | 1;
-}
-
-[[noreturn]] void refuse(const Codeset& codeset, const std::string& why) {
-  throw Failure(kDoesNotFit, codeset.name + ": " + why);
 }
 
 }  // namespace
@@ -64,7 +59,10 @@ void TableWriter::set_substitute() {
   unsigned byte = wanted ? *codeset_.sub : is_ebcdic(codeset_.kind) ? 0x3F : 0x1A;
   const bool single_byte = max_code_length(codeset_.kind) == 1;  // the others never compare with it
   for (unsigned tried = 0; single_byte && sources[byte] > 1; ++tried) {
-    if (wanted) refuse(codeset_, "several characters map to the substitution byte " + to_hex(single(byte)));
+    if (wanted) {
+      const Code code = single(byte);
+      refuse(codeset_, "several characters map to the substitution byte " + to_hex(code), code);
+    }
     if (tried == 256) refuse(codeset_, "no byte can be the substitution byte");
     byte = tried;
   }

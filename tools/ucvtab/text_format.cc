@@ -22,7 +22,8 @@ class Reader {
       where_ = line.where;
       if (!line.text.empty()) read_line(line.text);
     }
-    where_ = path;
+    check_directives();
+    codeset_.where = where_ = path;
     require(!codeset_.name.empty(), "no codeset line");
     require(has_kind_, "no kind line");
     const std::string fault = name_fault(codeset_.name, codeset_.kind);
@@ -33,6 +34,15 @@ class Reader {
  private:
   void require(bool holds, const std::string& message) const {
     if (!holds) throw Failure(kBadInput, where_ + ": " + message);
+  }
+
+  void check_directives() {
+    for (const auto& [code, where] : directives_) codeset_.lines.emplace(code, where);
+    where_ = lead_where_;
+    const bool has_leads = codeset_.kind == kDoubleByte || codeset_.kind == kMultiByte;
+    require(where_.empty() || has_leads, "lead is for kinds 2 and 3");
+    where_ = min_run_where_;
+    require(where_.empty() || codeset_.kind == kGb18030, "min-run is for kind 10");
   }
 
   unsigned number(const std::string& digits) const {
@@ -60,8 +70,13 @@ class Reader {
     words >> key;
     if (key == "note") {
       std::getline(words >> std::ws, codeset_.note);
+      require(codeset_.note == printable(codeset_.note), "a note has no control characters");
     } else if (key == "lead") {
-      while (words >> word) codeset_.leads.set(byte(word));
+      lead_where_ = where_;
+      while (words >> word) {
+        codeset_.leads.set(byte(word));
+        directives_[single(byte(word))] = where_;
+      }
     } else {
       words >> word >> second >> extra;
       require(!word.empty() && extra.empty(), "expected a directive, or a code and a character");
@@ -72,6 +87,7 @@ class Reader {
   void read_pair(const std::string& key, const std::string& word, const std::string& second) {
     if (key == "sub") {
       codeset_.sub = byte(word);
+      directives_[single(*codeset_.sub)] = where_;
       const char32_t source = second.empty() ? 0x1A : point(second);
       require(source < kUnmapped, "the substitution source lies outside UCS-2");
       codeset_.sub_source = static_cast<uint16_t>(source);
@@ -85,6 +101,7 @@ class Reader {
       codeset_.name = word;
     } else if (key == "min-run") {
       codeset_.min_run = number(word);
+      min_run_where_ = where_;
     } else {
       const unsigned kind = number(word);
       require(is_known_kind(kind), "no tables of kind " + word);
@@ -103,6 +120,7 @@ class Reader {
     require(direction == "=" || direction == "<" || direction == ">", "a direction is =, < or >");
     const bool is_mark = unit == kUnmapped && !(codeset_.kind == kGb18030 && direction == "<");
     require(unit <= 0xFFFF && !is_surrogate(unit) && !is_mark, "tables cannot hold " + to_text(unit));
+    codeset_.lines[*code] = where_;
     if (direction != "<") add_decode(*code, static_cast<char16_t>(unit));
     if (direction != ">") add_encode(unit, *code);
   }
@@ -126,7 +144,8 @@ class Reader {
 
   Codeset codeset_;
   bool has_kind_;
-  std::string where_;
+  std::string where_, lead_where_, min_run_where_;
+  std::map<Code, std::string> directives_;  // lines of the bytes that sub and lead name
 };
 
 // The lead bytes that no listed code shows to be one.
@@ -148,18 +167,24 @@ Codeset read_text_row(const CatalogueRow& row, const std::string& directory) {
     throw Failure(kBadInput, row.where + ": a text file says everything itself and takes no policy");
   }
   const bool absolute = file.starts_with('/') || directory.empty();
-  Codeset codeset = Reader(row.name, row.kind).read(absolute ? file : directory + "/" + file);
+  Codeset codeset;
+  try {
+    codeset = Reader(row.name, row.kind).read(absolute ? file : directory + "/" + file);
+  } catch (const Failure& failure) {
+    if (failure.code != kFileError) throw;
+    throw Failure(kFileError, row.where + ": " + failure.what());
+  }
   if (codeset.note.empty()) codeset.note = row.source;
   return codeset;
 }
 
 std::string write_text(const Codeset& codeset) {
   std::ostringstream out;
-  out << "codeset " << codeset.name << "\nkind " << codeset.kind << '\n';
+  out << "codeset " << printable(codeset.name) << "\nkind " << codeset.kind << '\n';
   if (codeset.sub)
     out << "sub " << to_hex(single(*codeset.sub)) << ' ' << to_text(codeset.sub_source) << '\n';
   if (codeset.kind == kGb18030) out << "min-run " << codeset.min_run << '\n';
-  if (!codeset.note.empty()) out << "note " << codeset.note << '\n';
+  if (!codeset.note.empty()) out << "note " << printable(codeset.note) << '\n';
   if (const auto leads = silent_leads(codeset); leads.any()) {
     out << "lead";
     for (unsigned byte = 0; byte < 256; ++byte) {
