@@ -114,7 +114,7 @@ class ThroughUtf8 : public ProductSource {
   }
 
   void from_unicode(char32_t point, std::string& bytes) override {
-    char utf8[4];
+    char utf8[5];  // towards a mixed codeset the unit behind the text is read, too
     const uint32_t length = utf8_length(point);
     for (uint32_t i = length; i-- > 1; point >>= 6) utf8[i] = static_cast<char>(0x80 | (point & 0x3F));
     constexpr uint8_t kLeads[] = {0, 0, 0xC0, 0xE0, 0xF0};
