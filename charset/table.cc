@@ -101,7 +101,6 @@ bool verify_trie(const Image& image, uint16_t node, uint32_t depth, uint32_t& bu
 }
 
 bool verify_mbcs(const Image& image) {
-  constexpr uint32_t kTrieBudget = 1 << 20;  // nodes and children; real tries have some ten thousands
   if (!pages_inside(image, 1024)) return false;
   for (uint32_t unit = 0x80; unit < 0x10000; ++unit) {
     const uint8_t* entry = image.at(image.page(unit) + 4 * (unit & 0xFF));
@@ -120,9 +119,6 @@ bool verify_mbcs(const Image& image) {
   }
   return true;
 }
-
-// Entries that a look-up passes at most before the one that it wants. Real tables pass 14.
-constexpr uint32_t kGbMaxWalk = 64;
 
 // One direction of the GB18030 structure. The lists have no count: a list ends where no walk can pass.
 // Towards the codeset that is a range that reaches 0xFFFF, as the first covering entry is taken; away from
@@ -162,7 +158,7 @@ bool verify_gb_direction(const Image& image, uint64_t structure, uint32_t direct
     if (start > index || (start > first && entry_at(start - 1).end >= block << kGbBlockShift)) return false;
     const uint32_t last_key = ((block + 1) << kGbBlockShift) - 1;
     for (uint32_t walked = 0; start + walked <= index && entry_at(start + walked).start <= last_key; ++walked)
-      if (walked == kGbMaxWalk) return false;
+      if (walked == kMaxGbWalk) return false;
   }
   return true;
 }

@@ -44,6 +44,10 @@ constexpr uint32_t kGbValues = 8;
 constexpr uint32_t kGbArray = 32;
 constexpr uint32_t kGbBlockShift = 9;  // keys of one block differ in the low 9 bits
 
+// What bounds the work on a hostile table; the real ones stay far below, with some ten thousand and with 14.
+constexpr uint32_t kTrieBudget = 1 << 20;  // nodes and children, counted once for each way to them
+constexpr uint32_t kMaxGbWalk = 64;        // entries that a look-up passes at most, the wanted one included
+
 struct GbEntry {
   uint16_t start;  // first and last key
   uint16_t end;

@@ -84,11 +84,10 @@ bool walk_trie(const TableImage& image, const Code& prefix, unsigned node, unsig
   return true;
 }
 
-// The same for all leads. The library, too, takes a table of more than 2^20 children and nodes for a hostile
-// one.
+// The same for all leads.
 template <class Visit>
 bool walk_tries(const TableImage& image, const Visit& visit) {
-  unsigned budget = 1 << 20;
+  unsigned budget = kTrieBudget;
   for (unsigned byte = 0x80; byte < 256; ++byte) {
     const unsigned length = image.byte_class(byte);
     if (length < 2 || length > Code::kMaxLength) continue;

@@ -59,8 +59,7 @@ std::string reading_fault(const TableImage& image);
 // Throws Failure(kBadInput) for a table with a reading fault.
 Codeset read_table(const TableImage& image);
 
-constexpr unsigned kMaxGbWalk = 64;  // ranges; the compiler's own tables stay far below
-// GB18030: the most ranges that one look-up touches, of both directions; counted up to kMaxGbWalk + 1.
+// GB18030: the most ranges that one look-up touches, of both directions; counted up to table_layout::kMaxGbWalk + 1.
 unsigned longest_gb_walk(const TableImage& image);
 
 }  // namespace ucvtab
