@@ -59,7 +59,8 @@ std::string reading_fault(const TableImage& image);
 // Throws Failure(kBadInput) for a table with a reading fault.
 Codeset read_table(const TableImage& image);
 
-// GB18030: the most ranges that one look-up touches, of both directions; counted up to table_layout::kMaxGbWalk + 1.
+// GB18030: the most ranges that one look-up touches, of both directions; counted up to one more than
+// kMaxGbWalk.
 unsigned longest_gb_walk(const TableImage& image);
 
 }  // namespace ucvtab
