@@ -108,8 +108,8 @@ class CharsetNames {
   }
 
  private:
-  static constexpr unsigned kMaxLinks =
-      8;  // from alias to alias; real ones need one, and circles have no end
+  // From alias to alias: real ones need one, and circles have no end.
+  static constexpr unsigned kMaxLinks = 8;
   static std::string stem(const std::string& name) { return name.substr(0, name.size() - 2); }
   std::map<std::string, std::string> canonical_of_;
 };

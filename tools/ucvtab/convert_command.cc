@@ -15,7 +15,7 @@ constexpr int kOutputFull = 1;
 
 class Filter {
  public:
-  Filter(const std::string& from, const std::string& to) : from_(load_codeset(from)), to_(load_codeset(to)) {}
+  Filter(const std::string& from, const std::string& to) : from_(open_codeset(from)), to_(open_codeset(to)) {}
 
   void run(std::FILE* file, const std::string& name) {
     while (size_t count = std::fread(in_ + held_, 1, kBlock - held_, file)) {

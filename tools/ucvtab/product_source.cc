@@ -132,7 +132,7 @@ class ThroughUtf8 : public ProductSource {
 
 }  // namespace
 
-CodesetHandle load_codeset(const std::string& name) {
+CodesetHandle open_codeset(const std::string& name) {
   const bool is_path = name.find('/') != std::string::npos;
   // The product puts XCSDIR in front of relative paths, too, before it takes them as they stand.
   const std::string wanted = is_path ? std::filesystem::absolute(name).string() : name;
@@ -146,7 +146,7 @@ CodesetHandle load_codeset(const std::string& name) {
 }
 
 std::unique_ptr<Source> open_product(const std::string& path, Form form) {
-  CodesetHandle codeset = load_codeset(path.find('/') == std::string::npos ? "./" + path : path);
+  CodesetHandle codeset = open_codeset(path.find('/') == std::string::npos ? "./" + path : path);
   if (form == Form::kUcs2) return std::make_unique<ThroughUcs2>(std::move(codeset));
   return std::make_unique<ThroughUtf8>(std::move(codeset));
 }

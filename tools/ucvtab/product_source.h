@@ -13,12 +13,12 @@ using CodesetHandle = std::unique_ptr<xcs_cs_t, FreeCodeset>;
 
 // The codeset that the product gives for `name`; with a "/" in it that is a path and means this file, not one
 // of that name in XCSDIR. Throws Failure: kUnknownSource for a name, kFileError or kBadInput for a path.
-CodesetHandle load_codeset(const std::string& name);
+CodesetHandle open_codeset(const std::string& name);
 
 enum class Form { kUcs2, kUtf8 };  // the encoding of Unicode on the other side of the converters
 
 // Loads the table at `path` as the product does. A "?" that the converters substitute reads as unmapped.
-// Throws what load_codeset throws.
+// Throws what open_codeset throws.
 std::unique_ptr<Source> open_product(const std::string& path, Form form);
 
 }  // namespace ucvtab
