@@ -19,7 +19,7 @@
 
 namespace {
 
-struct Standin {
+struct Standin : RawSegment {
   explicit Standin(const std::vector<std::string>& options) : program(command(options)) {
     ready = program.line() == "ready";
     if (!ready) return;
@@ -27,22 +27,20 @@ struct Standin {
     impl_ipc_keys(CLI_IPC_NAME, keys);
     lock_set = semget(keys.segment_semaphores, 2, 0);
     slots = static_cast<uint16_t>((memory->GetSize() - 12) / 10280);
+    attach(memory->GetAddress(), slots);
   }
   static std::vector<std::string> command(const std::vector<std::string>& options) {
     std::vector<std::string> words{STANDIN_PATH, "--quiet"};
     words.insert(words.end(), options.begin(), options.end());
     return words;
   }
-  uint8_t* at(uint32_t offset) { return static_cast<uint8_t*>(memory->GetAddress()) + offset; }
-  uint16_t& u16(uint32_t offset) { return *reinterpret_cast<uint16_t*>(at(offset)); }
-  uint32_t& u32(uint32_t offset) { return *reinterpret_cast<uint32_t*>(at(offset)); }
 
   // Every slot on the free list, no head but the engine's in use.
   bool at_rest() {
     if (u16(0) != 0) return false;
     for (uint32_t i = 0; i < slots; ++i) {
-      const uint8_t state = *at(12 + 16 * i);
-      if (u32(12 + 16 * i + 12) != 0 || (state != HEAD_IDLE && state != HEAD_CHANNEL)) return false;
+      const uint8_t state = *at(head(i));
+      if (u32(head(i) + 12) != 0 || (state != HEAD_IDLE && state != HEAD_CHANNEL)) return false;
     }
     uint32_t free = 0;
     for (uint32_t next = u32(4); next != 0 && free <= slots; next = u32(next + 10260)) ++free;

@@ -1,4 +1,4 @@
-// A command queue laid out by literal numbers, not by the code under test, and access to its raw fields.
+// A command queue laid out by literal numbers, not by the code under test.
 #pragma once
 
 #include <sys/sem.h>
@@ -11,18 +11,19 @@
 #include "ipc/naming.h"
 #include "ipc/queue.h"
 #include "ipc/shared_memory.h"
+#include "tests/support/raw_segment.h"
 
 using CommandQueue = CIPCQueue<TCLIMessage>;
 
-class MadeQueue {
+class MadeQueue : public RawSegment {
  public:
   // `file` is the control file with the instance suffix, where there is one; `slack` bytes follow the last
   // slot.
   explicit MadeQueue(uint16_t slots, const char* file = CLI_IPC_NAME, uint32_t slack = 0)
-      : slots_((remove_leftovers(file), slots)),
-        file_(file),
+      : file_((remove_leftovers(file), file)),
         memory_(CLI_IPC_NAME, 12u + 10280u * slots + slack, true),
         made_(memory_.IsInitialized()) {
+    attach(memory_.GetAddress(), slots);
     u32(4) = slot(0);
     for (uint32_t i = 0; i < slots; ++i) {
       u16(12 + 16 * i + 2) = static_cast<uint16_t>(i + 2);
@@ -40,11 +41,6 @@ class MadeQueue {
   QueueSemaphores& semaphores() { return semaphores_; }
   CkesSharedMemory& memory() { return memory_; }
 
-  uint32_t slot(uint32_t k) const { return 12 + 16u * slots_ + 10264 * k; }
-  static uint32_t head(uint32_t i) { return 12 + 16 * i; }
-  uint8_t* at(uint32_t offset) { return static_cast<uint8_t*>(memory_.GetAddress()) + offset; }
-  uint16_t& u16(uint32_t offset) { return *reinterpret_cast<uint16_t*>(at(offset)); }
-  uint32_t& u32(uint32_t offset) { return *reinterpret_cast<uint32_t*>(at(offset)); }
   std::vector<uint8_t> bytes() { return {at(0), at(0) + memory_.GetSize()}; }
 
   int waiters(uint16_t semaphore) {
@@ -62,7 +58,6 @@ class MadeQueue {
     if (set != -1) semctl(set, 0, IPC_RMID);
   }
 
-  uint16_t slots_;
   const char* file_;
   CkesSharedMemory memory_;
   bool made_;

@@ -11,19 +11,13 @@
 #include <string>
 
 #include "ipc/naming.h"
-#include "runtime/error_manager.h"
 #include "tests/ipc/made_queue.h"
+#include "tests/support/error_trail.h"
 
 namespace {
 
 constexpr _TIPCIdentifier kUser{7, 70};
 constexpr _TIPCIdentifier kOther{7, 71};
-
-std::string error_trail() {
-  char text[500] = "";
-  CkesErrorManager::GetStackDump(text, sizeof text);
-  return text;
-}
 
 // A queue of 4 slots with the engine's channel open, key 0.
 struct OpenQueue : testing::Test {

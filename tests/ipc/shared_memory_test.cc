@@ -1,8 +1,6 @@
 #include "ipc/shared_memory.h"
 
 #include <gtest/gtest.h>
-#include <sys/sem.h>
-#include <sys/shm.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,25 +10,20 @@
 #include <memory>
 
 #include "contract/status.h"
-#include "ipc/naming.h"
 #include "runtime/error_manager.h"
 #include "tests/support/child.h"
+#include "tests/support/error_trail.h"
+#include "tests/support/kernel_objects.h"
 
 namespace {
 
 constexpr char kName[] = "/var/zarn/block";
 constexpr uint64_t kSize = 100;
 
-std::string error_trail() {
-  char text[500] = "";
-  CkesErrorManager::GetStackDump(text, sizeof text);
-  return text;
-}
-
-int semaphore_value(unsigned short number) {
-  IpcKeys keys;
-  if (!impl_ipc_keys(kName, keys)) return -1;
-  return semctl(semget(keys.segment_semaphores, 2, 0), number, GETVAL);
+// The lock semaphore, 0, or the sign of life, 1; -1 without the set.
+int semaphore_value(size_t number) {
+  const auto values = semaphore_values(kName, 1);
+  return number < values.size() ? values[number] : -1;
 }
 
 // Creates the block in a process of its own and lets it live until it is killed.

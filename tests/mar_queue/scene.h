@@ -39,13 +39,6 @@ inline void clear_scene() {
   Program({"sh", "-c", "rm -rf /var/zarn/*"}).status();
 }
 
-inline _TIPCIdentifier dead_process() {
-  Child child([] { return 0; });
-  const _TIPCIdentifier user{static_cast<uint32_t>(child.pid()), 1};
-  child.result();
-  return user;
-}
-
 inline int set_of(int number) { return semget(ftok(CLI_IPC_NAME, number), 0, 0); }
 
 // A queue whose engine, this process, is ready for requests.

@@ -3,15 +3,13 @@
 
 #include <string>
 
-#include "runtime/error_manager.h"
+#include "tests/support/error_trail.h"
 
 // What the calling thread's error stack holds, as one text: "-120 CkesMutex::Lock()\n".
 inline std::string recorded() {
   long code = 0;
-  char trail[2000] = "no error stack";
   CkesErrorManager::GetError(&code);
-  CkesErrorManager::GetStackDump(trail, sizeof trail);
-  return std::to_string(code) + " " + trail;
+  return std::to_string(code) + " " + error_trail();
 }
 
 // The same, for an operation that has just given `code`: both must agree.

@@ -106,11 +106,7 @@ TEST(Service, FindsARequestThatWasNeverPosted) {
 TEST(Service, SurvivesSendersThatCannotBeAnswered) {
   EngineThread engine(with_slots(4));
   Client client;
-  const uint32_t dead = [] {
-    Child child([] { return long{getpid()}; });
-    return static_cast<uint32_t>(child.result());
-  }();
-  for (const _TIPCIdentifier sender : {ZARNENGINE_ID, NULL_IPC_ID, _TIPCIdentifier{dead, 1}}) {
+  for (const _TIPCIdentifier sender : {ZARNENGINE_ID, NULL_IPC_ID, dead_process()}) {
     for (int round = 0; round < 5; ++round) {
       TCLIMessage request = kPing;
       request.sender = sender;

@@ -12,6 +12,8 @@
 #include <functional>
 #include <thread>
 
+#include "contract/identity.h"
+
 class Child {
  public:
   static constexpr long kNoResult = 0x7FFFFFFF;  // it ended without one
@@ -63,6 +65,14 @@ class Child {
   pid_t pid_ = -1;
   int pipe_ = -1;
 };
+
+// A queue user whose process has ended.
+inline _TIPCIdentifier dead_process() {
+  Child child([] { return 0; });
+  const _TIPCIdentifier user{static_cast<uint32_t>(child.pid()), 1};
+  child.result();
+  return user;
+}
 
 // Polls until `condition` holds; false after ten seconds without it. Never a fixed sleep.
 inline bool eventually(const std::function<bool()>& condition) {

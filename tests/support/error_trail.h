@@ -1,0 +1,13 @@
+// The error stack of the calling thread, for tests.
+#pragma once
+
+#include <string>
+
+#include "runtime/error_manager.h"
+
+// The recorded locations, oldest first, each with its line end; without an error stack, the text untouched.
+inline std::string error_trail() {
+  char text[2000] = "no error stack";
+  CkesErrorManager::GetStackDump(text, sizeof text);
+  return text;
+}
