@@ -1,3 +1,4 @@
+# shellcheck shell=sh
 # Sourced by the scripts beside it: need_packages PACKAGE... installs what is missing of Debian's packages, as root
 # or through sudo, or says what to install and ends.
 

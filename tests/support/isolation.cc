@@ -6,6 +6,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <filesystem>
 #include <string>
 
@@ -19,11 +22,12 @@ bool write_file(const char* path, const std::string& text) {
   return written;
 }
 
-// Without root, a user namespace makes us root in the new namespaces and nobody outside them.
+// A process that may not make namespaces itself (an ordinary user, or root of a container) makes them in a
+// user namespace, where it is root.
 bool enter_namespaces() {
   const uid_t user = geteuid();
   const gid_t group = getegid();
-  if (user == 0) return unshare(CLONE_NEWIPC | CLONE_NEWNS) == 0;
+  if (unshare(CLONE_NEWIPC | CLONE_NEWNS) == 0) return true;
   return unshare(CLONE_NEWUSER | CLONE_NEWIPC | CLONE_NEWNS) == 0 &&
          write_file("/proc/self/setgroups", "deny") &&
          write_file("/proc/self/uid_map", "0 " + std::to_string(user) + " 1") &&
@@ -47,9 +51,8 @@ bool mirror_var(const std::filesystem::path& target) {
   return mkdir((target / "zarn").c_str(), 0777) == 0 && mkdir((target / "qxo").c_str(), 0777) == 0;
 }
 
-}  // namespace
-
-const char* isolate_process() {
+// Returns null, or the name of the step that the system refused, with errno set.
+const char* refused_step() {
   if (!enter_namespaces()) return "unshare";
   if (mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0) return "mount --make-rprivate";
   // Built at /tmp, which the move uncovers again.
@@ -57,4 +60,16 @@ const char* isolate_process() {
   if (!mirror_var("/tmp")) return "mirror /var";
   if (mount("/tmp", "/var", nullptr, MS_MOVE, nullptr) != 0) return "mount --move";
   return nullptr;
+}
+
+}  // namespace
+
+bool isolate_process() {
+  const char* const step = refused_step();
+  if (step == nullptr) return true;
+  std::fprintf(stderr,
+               "FAILED: the system refuses a test its own IPC and mount namespaces (%s: %s).\n"
+               "Run the tests where this command succeeds: unshare --map-root-user --ipc --mount true\n",
+               step, std::strerror(errno));
+  return false;
 }
