@@ -1,4 +1,6 @@
 // What ucvtab refuses, with which exit code and which place, and what it finds in spoiled tables.
+#include <sys/stat.h>
+
 #include <filesystem>
 
 #include "tests/ucvtab/tool.h"
@@ -13,6 +15,12 @@ TEST_F(Refusal, OfTextsNamesFileAndLine) {
     int code;
     const char* message;
   } rows[] = {
+      {"\xEF\xBB\xBF"
+       "codeset A\n",
+       3, "page.txt:1: starts with a byte order mark; save it as UTF-8 without one"},
+      {"\xFF\xFE"
+       "c",
+       3, "page.txt:1: starts with a byte order mark"},
       {"codeset A\nkind 5\n", 3, "page.txt:2: no tables of kind 5"},
       {"codeset A\nkind one\n", 3, "page.txt:2: not a number: one"},
       {"codeset A\n80 U+20AC\n", 3, "page.txt:2: the kind line must come before the first code"},
@@ -255,6 +263,13 @@ TEST_F(Refusal, OfEndlessTablesIsQuick) {
 
 TEST_F(Refusal, OfLostOutputAndOfOtherFiles) {
   build_text("ONE", "codeset ONE\nkind 1\n80 U+20AC\n");
+  // A FIFO has no writer and would stop the command for good.
+  ASSERT_EQ(mkfifo(path("FIFO").c_str(), 0600), 0);
+  for (const char* command : {"info", "check", "dump", "diff text:ONE.txt"}) {
+    const Outcome outcome = run(std::string(command) + " FIFO", "timeout 10");
+    EXPECT_EQ(outcome.error, "ucvtab: FIFO: not a regular file\n") << command;
+    EXPECT_EQ(outcome.code, 3) << command;
+  }
   EXPECT_EQ(run("dump " XCSDIR_BUILT "/codeset/EUCJP >/dev/full; exit $?").code, 6);
   // A table of the same name in XCSDIR is another one.
   write("other.txt", "codeset ONE\nkind 1\n80 U+00C0\n");
@@ -263,9 +278,9 @@ TEST_F(Refusal, OfLostOutputAndOfOtherFiles) {
   EXPECT_EQ(must("convert -f ./ONE -t utf-8 in", "XCSDIR=."), "€");
   EXPECT_EQ(run("convert -f ./TWO -t utf-8 in").error, "ucvtab: ./TWO: No such file or directory\n");
 
-  // The temporary file: not through somebody's link, and gone when it cannot be finished.
-  std::filesystem::create_symlink("in", path("ONE.new"));
-  must("build text:ONE.txt");
+  // The temporary file: not through a link planted under its name, and gone when it cannot be finished. The
+  // shell knows the name, as the tool keeps its process number.
+  must("build text:ONE.txt", "ln -s in ONE.new.$$.0; exec");
   EXPECT_EQ(read("in"), "\x80");
   EXPECT_EQ(run("build -o cut text:ONE.txt", "trap '' XFSZ; ulimit -f 1;").code, 6);
   EXPECT_TRUE(std::filesystem::is_empty(path("cut")));

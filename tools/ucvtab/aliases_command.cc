@@ -33,12 +33,13 @@ class AliasesCheck {
     std::error_code none;  // without the directory there is no file to check either
     for (const auto& entry : std::filesystem::directory_iterator(beside, none)) {
       if (!may_be_table(entry) || access(entry.path().c_str(), R_OK) != 0) continue;
-      if (is_table(read_file(entry.path().string()))) tables_.insert(entry.path().filename().string());
+      if (is_table(read_table_file(entry.path().string(), kMaxTableSize)))
+        tables_.insert(entry.path().filename().string());
     }
   }
 
   ExitCode run() {
-    const Bytes content = read_file(path_);
+    const Bytes content = read_text_file(path_);
     std::istringstream in(std::string(content.begin(), content.end()));
     for (std::string line; std::getline(in, line);) {
       ++line_number_;

@@ -1,6 +1,7 @@
 #include "tools/ucvtab/files.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -19,11 +20,34 @@ using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
   throw Failure(kFileError, path + ": " + std::strerror(errno));
 }
 
-File open_file(const std::string& path, const char* mode) {
+File open_file(const std::string& path) {
   if (path == "-") return {stdin, [](std::FILE*) { return 0; }};
-  File file(std::fopen(path.c_str(), mode), &std::fclose);
+  File file(std::fopen(path.c_str(), "rbe"), &std::fclose);
   if (!file) fail(path);
   return file;
+}
+
+// An open for reading waits for a writer of a FIFO, hence O_NONBLOCK; it means nothing to a regular file.
+File open_regular_file(const std::string& path) {
+  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor == -1) fail(path);
+  File file(fdopen(descriptor, "rb"), &std::fclose);
+  struct stat status;
+  if (!file || fstat(descriptor, &status) != 0) fail(path);
+  if (!S_ISREG(status.st_mode)) throw Failure(kBadInput, path + ": not a regular file");
+  return file;
+}
+
+Bytes read_all(const File& file, const std::string& path, size_t limit) {
+  Bytes content;
+  uint8_t block[16384];
+  for (size_t count; (count = std::fread(block, 1, sizeof block, file.get())) > 0;) {
+    content.insert(content.end(), block, block + count);
+    if (content.size() > limit)
+      throw Failure(kBadInput, path + ": more than " + std::to_string(limit) + " bytes");
+  }
+  if (std::ferror(file.get())) fail(path);
+  return content;
 }
 
 std::string trimmed(std::string_view text) {
@@ -44,21 +68,22 @@ bool write_all(int file, const Bytes& content) {
 
 }  // namespace
 
-Bytes read_file(const std::string& path, size_t limit) {
-  File file = open_file(path, "rbe");
-  Bytes content;
-  uint8_t block[16384];
-  for (size_t count; (count = std::fread(block, 1, sizeof block, file.get())) > 0;) {
-    content.insert(content.end(), block, block + count);
-    if (content.size() > limit)
-      throw Failure(kBadInput, path + ": more than " + std::to_string(limit) + " bytes");
+Bytes read_table_file(const std::string& path, size_t limit) {
+  return read_all(open_regular_file(path), path, limit);
+}
+
+Bytes read_text_file(const std::string& path) {
+  const Bytes content = read_all(open_file(path), path, kMaxTextSize);
+  for (const std::string_view mark : {"\xEF\xBB\xBF", "\xFF\xFE", "\xFE\xFF"}) {
+    if (content.size() >= mark.size() && std::memcmp(content.data(), mark.data(), mark.size()) == 0) {
+      throw Failure(kBadInput, path + ":1: starts with a byte order mark; save it as UTF-8 without one");
+    }
   }
-  if (std::ferror(file.get())) fail(path);
   return content;
 }
 
 std::vector<Line> read_lines(const std::string& path) {
-  const Bytes content = read_file(path);
+  const Bytes content = read_text_file(path);
   std::string_view rest(reinterpret_cast<const char*>(content.data()), content.size());
   std::vector<Line> lines;
   while (!rest.empty()) {

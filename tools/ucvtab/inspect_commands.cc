@@ -15,7 +15,7 @@
 namespace ucvtab {
 namespace {
 
-TableImage open_table(const std::string& path) { return {read_file(path, kMaxTableSize), path}; }
+TableImage open_table(const std::string& path) { return {read_table_file(path, kMaxTableSize), path}; }
 
 void print(const char* key, const std::string& value) {
   std::printf("%s\t%s\n", key, printable(value).c_str());

@@ -22,7 +22,7 @@ Sums sums_of(const std::string& directory) {
   for (const auto& entry : std::filesystem::directory_iterator(directory, error)) {
     const std::string path = entry.path().string(), name = entry.path().filename().string();
     Bytes content;
-    if (may_be_table(entry)) content = read_file(path);
+    if (may_be_table(entry)) content = read_table_file(path, kMaxTableSize);
     if (is_table(content))
       sums[name] = sha256_hex(content) + " " + std::to_string(content.size());
     else if (name != kAliasesFile)
