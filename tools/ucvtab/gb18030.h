@@ -9,6 +9,7 @@ namespace ucvtab {
 
 constexpr uint32_t kFirstFourByteIndex = 24067;
 constexpr uint32_t kMaxGbIndex = 65534;
+constexpr uint32_t kLastBmpIndex = 63486;  // 8431A439, which is U+FFFF; the next codes mean nothing
 
 // Offset in the table's structure of a u32 that the converters do not read: the compiler's min-run.
 constexpr uint32_t kGbMinRun = 12;
@@ -26,6 +27,12 @@ inline uint32_t gb_index(const Code& code) {
   const uint32_t index = kFirstFourByteIndex + (b[0] - 0x81u) * 12600 + (b[1] - 0x30u) * 1260 +
                          (b[2] - 0x81u) * 10 + (b[3] - 0x30u);
   return index <= kMaxGbIndex ? index : 0;
+}
+
+// Whether the standard gives the code to a character of the BMP; every trail but 0x7F has one.
+inline bool gb_is_bmp_code(const Code& code) {
+  const uint32_t index = gb_index(code);
+  return index != 0 && index <= kLastBmpIndex && (code.length != 2 || code.bytes[1] != 0x7F);
 }
 
 // The code of an index from 1 to kMaxGbIndex.

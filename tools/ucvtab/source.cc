@@ -58,11 +58,14 @@ class CodesetSource : public Source {
   Codeset codeset_;
 };
 
-void extend(Source& source, const Code& code, unsigned longest, const CodeVisitor& visit) {
+void extend(Source& source, Kind kind, const Code& code, const CodeVisitor& visit) {
   const Decoded decoded = source.decode(code);
   visit(code, decoded);
-  if (decoded.outcome != Decoded::kIncomplete || code.length == longest) return;
-  for (unsigned next = 0; next < 256; ++next) extend(source, code.with(next), longest, visit);
+  if (decoded.outcome != Decoded::kIncomplete || code.length == max_code_length(kind)) return;
+  // GB18030 has 40 million sequences whose fourth byte is no digit. One on each side of the digits is enough.
+  const bool digits_only = kind == kGb18030 && code.length == 3;
+  const unsigned first = digits_only ? '0' - 1 : 0, last = digits_only ? '9' + 1 : 255;
+  for (unsigned next = first; next <= last; ++next) extend(source, kind, code.with(next), visit);
 }
 
 }  // namespace
@@ -72,9 +75,11 @@ std::unique_ptr<Source> open_codeset(Codeset codeset) {
 }
 
 void for_each_code(Source& source, Kind kind, const CodeVisitor& visit) {
-  const unsigned longest = kind == kEbcdicMixed ? 1 : max_code_length(kind);
-  for (unsigned byte = 0; byte < 256; ++byte) extend(source, single(byte), longest, visit);
-  if (kind != kEbcdicMixed) return;
+  if (kind != kEbcdicMixed) {
+    for (unsigned byte = 0; byte < 256; ++byte) extend(source, kind, single(byte), visit);
+    return;
+  }
+  for (unsigned byte = 0; byte < 256; ++byte) visit(single(byte), source.decode(single(byte)));
   for (unsigned lead = 0x40; lead <= 0xFE; ++lead) {
     for (unsigned trail = 0; trail < 256; ++trail) {
       const Code code = pair(lead, trail);

@@ -35,12 +35,12 @@ std::unique_ptr<Source> open_icu(const std::string& name, Kind kind);
 std::unique_ptr<Source> open_codeset(Codeset codeset);
 
 // Calls `visit` for every code worth looking at: each byte, and each extension of a code that `source` calls
-// incomplete, down to the longest code of the kind. In mixed EBCDIC all pairs from lead 0x40 to 0xFE.
+// incomplete, down to the longest code of the kind. In mixed EBCDIC all pairs from lead 0x40 to 0xFE. In
+// GB18030 only the fourth bytes 0x2F to 0x3A.
 using CodeVisitor = std::function<void(const Code&, const Decoded&)>;
 void for_each_code(Source& source, Kind kind, const CodeVisitor& visit);
 
-// The same less codes that no table holds: of GB18030's forty million well- and ill-formed sequences only
-// those with an index.
+// The same less the codes that no table holds: of GB18030's codes only those with an index.
 void for_each_table_code(Source& source, Kind kind, const CodeVisitor& visit);
 
 }  // namespace ucvtab

@@ -7,6 +7,7 @@
 #include <sstream>
 #include <tuple>
 
+#include "charset/table.h"
 #include "tools/ucvtab/commands.h"
 #include "tools/ucvtab/files.h"
 #include "tools/ucvtab/gb18030.h"
@@ -22,8 +23,10 @@ namespace {
 using DifferenceKey = std::tuple<std::string, std::string, std::string>;
 using Differences = std::map<DifferenceKey, unsigned>;
 
-// No rule: the two encodings of Unicode must always lead to the same result.
+// Two that no rule explains: the two encodings of Unicode must always lead to the same result, and a codeset
+// that claims all of Unicode must have it, whatever its source says.
 constexpr const char* kDisagree = "ucs2-utf8-disagree";
+constexpr const char* kHole = "hole";
 
 class Verifier {
  public:
@@ -60,7 +63,10 @@ class Verifier {
   void verify_code(const Code& code, const Decoded& decoded) {
     const Decoded got = ucs2_->decode(code);
     if (utf8_->decode(code) != got) count("decode", kDisagree, to_hex(code));
-    if (got == decoded) return;
+    if (got == decoded) {
+      const bool hole = kind_ == kGb18030 && got.outcome != Decoded::kMapped && gb_is_bmp_code(code);
+      return hole ? count("decode", kHole, to_hex(code)) : void();
+    }
     const Rule rule = decode_rule(kind_, row_.policy, code, decoded);
     if (rule == Rule::kNone && shape_alone_decides(code, decoded, got)) {
       return count("decode", "shape", to_hex(code));
@@ -85,6 +91,10 @@ class Verifier {
     // Only GB18030 takes four-byte UTF-8 as one character.
     if ((point < 0x10000 || kind_ == kGb18030) && utf8_->encode(point) != got) {
       count("encode", kDisagree, to_text(point));
+    }
+    // U+FFFF can only be written: it is the tables' mark for "unmapped".
+    if (kind_ == kGb18030 && point != kUnmapped && ucs2_->decode(got).text != std::u32string(1, point)) {
+      count("encode", kHole, to_text(point));
     }
     if (got == code) return;
     Rule rule = encode_rule(kind_, row_.policy, point, code, decoded_back(code));
@@ -175,7 +185,7 @@ ExitCode run_verify(const VerifyOptions& options) {
   for (const auto& [key, number] : differences) {
     print(key, number, "");
     const std::string& rule = std::get<2>(key);
-    if (rule == rule_name(Rule::kNone) || rule == kDisagree) result = kDiffers;
+    if (rule == rule_name(Rule::kNone) || rule == kDisagree || rule == kHole) result = kDiffers;
   }
   return result;
 }
