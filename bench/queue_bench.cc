@@ -173,7 +173,7 @@ Competitor program(const char* path, const char* argument) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  if (const char* refused = isolate_process()) return std::perror(refused), 1;
+  if (!isolate_process()) return 1;
   one_core = argc > 1 && std::string(argv[1]) == "one-core";
   pin_to_core(0);
   FloorQueue floor = serve_floor();

@@ -68,8 +68,8 @@ bool isolate_process() {
   const char* const step = refused_step();
   if (step == nullptr) return true;
   std::fprintf(stderr,
-               "FAILED: the system refuses a test its own IPC and mount namespaces (%s: %s).\n"
-               "Run the tests where this command succeeds: unshare --map-root-user --ipc --mount true\n",
+               "FAILED: the system refuses this process IPC and mount namespaces of its own (%s: %s).\n"
+               "Run it where this command succeeds: unshare --map-root-user --ipc --mount true\n",
                step, std::strerror(errno));
   return false;
 }
