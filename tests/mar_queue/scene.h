@@ -18,6 +18,8 @@ struct Report {
   int status;
   nlohmann::json json;
   std::vector<std::string> codes;  // of the findings, in order
+
+  bool says(const std::string& words) const { return json.dump().find(words) != std::string::npos; }
 };
 
 inline Report mar_queue(std::vector<std::string> words) {
@@ -43,7 +45,7 @@ inline int set_of(int number) { return semget(ftok(CLI_IPC_NAME, number), 0, 0);
 
 // A queue whose engine, this process, is ready for requests.
 struct Engine {
-  Engine() {
+  explicit Engine(uint16_t slots = kSlots) : made(slots) {
     long key = 0;
     EXPECT_EQ(queue.OpenChannel(ZARNENGINE_ID, &key), 0);
   }
@@ -56,7 +58,7 @@ struct Engine {
   // The first free slot leaves the free list.
   void lose_slot() { made.u32(4) = made.u32(made.u32(4) + 10260); }
 
-  MadeQueue made{kSlots};
+  MadeQueue made;
   CommandQueue queue{CLI_IPC_NAME, false};
 };
 

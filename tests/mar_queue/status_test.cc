@@ -75,13 +75,30 @@ Stage control_file_lost(bool replaced) {
   return with_engine([replaced](Engine&) { lose_control_file(replaced); });
 }
 
+// On the new file system of a container's /var/zarn, a control file with the inode number of ours.
+bool make_twin(ino_t inode) {
+  struct stat file {};
+  for (int tries = 0; file.st_ino < inode && tries < 10000; ++tries) {
+    const std::string name = "/var/zarn/" + std::to_string(tries);
+    write_file(name, "");
+    if (stat(name.c_str(), &file) == 0 && file.st_ino == inode)
+      return rename(name.c_str(), CLI_IPC_NAME) == 0;
+  }
+  return false;
+}
+
 // An engine in new namespaces; with one for mounts it has a /var/zarn of its own.
 Props engine_in(int namespaces) {
   int ready[2];
   EXPECT_EQ(pipe(ready), 0);
+  struct stat ours {};
+  EXPECT_EQ(stat(CLI_IPC_NAME, &ours), 0);
   auto child = std::make_shared<Child>([&] {
     if (unshare(namespaces) != 0) return 1L;
-    if ((namespaces & CLONE_NEWNS) != 0 && mount("tmpfs", "/var/zarn", "tmpfs", 0, nullptr) != 0) return 2L;
+    if ((namespaces & CLONE_NEWNS) != 0 &&
+        (mount("tmpfs", "/var/zarn", "tmpfs", 0, nullptr) != 0 || !make_twin(ours.st_ino))) {
+      return 2L;
+    }
     const Engine engine;
     if (write(ready[1], "r", 1) == 1) pause();
     return 0L;
@@ -98,11 +115,14 @@ Props other_namespace() {
   return engine_in(CLONE_NEWIPC);
 }
 
+void stop(const Child& child) {
+  kill(child.pid(), SIGSTOP);
+  waitpid(child.pid(), nullptr, WUNTRACED);
+}
+
 Props stopped_engine() {
   auto engine = std::make_shared<EngineChild>();
-  kill(engine->child.pid(), SIGSTOP);
-  int status = 0;
-  waitpid(engine->child.pid(), &status, WUNTRACED);
+  stop(engine->child);
   return engine;
 }
 
@@ -118,6 +138,12 @@ void take_all_heads(Engine& engine) {
     long key = 0;
     EXPECT_EQ(engine.queue.OpenChannel({static_cast<uint32_t>(getpid()), thread}, &key), 0);
   }
+}
+
+Props no_slots() {
+  auto made = std::make_shared<MadeQueue>(0, CLI_IPC_NAME, 10279);
+  EXPECT_NE(semget(ftok(CLI_IPC_NAME, 3), 2, IPC_CREAT | 0666), -1);
+  return made;
 }
 
 void resize_semaphores(Engine& engine) {
@@ -157,6 +183,9 @@ const Trouble kTroubles[] = {
     {"lock held", with_engine([](Engine& engine) { EXPECT_EQ(engine.made.memory().Lock(), 0); }), 1,
      "lock-held"},
     {"lock held by nobody", lock_by_nobody, 1, "lock-lost"},
+    {"more heads counted than there are",
+     with_engine([](Engine& engine) { engine.made.u16(2) = kSlots + 1; }), 1, "no-free-head"},
+    {"no slots", no_slots, 1, "no-slots"},
     {"a lost slot", with_engine([](Engine& engine) { engine.lose_slot(); }), 1, "damaged"},
 };
 
@@ -187,8 +216,8 @@ TEST(Status, TellsEveryTroubleApart) {
   clear_scene();
 }
 
-// An engine in a container of its own, or one that died before its control file was replaced, is no reason,
-// but worth a note behind it.
+// An engine in a container of its own, be the control file's inode number the same, or one that died before
+// its control file was replaced, is no reason, but worth a note behind it.
 TEST(Status, AddsWhatElseThereIs) {
   clear_scene();
   dead_creator();
@@ -200,6 +229,23 @@ TEST(Status, AddsWhatElseThereIs) {
     EXPECT_EQ(std::count(report.codes.begin(), report.codes.end(), note), 1) << note;
   }
   clear_scene();
+}
+
+// A queue that a client has filled by not reading is not blamed on the engine.
+TEST(Status, NamesTheClientThatHoldsTheMessages) {
+  clear_scene();
+  Engine engine;
+  Child client([]() -> long { return pause(); });
+  engine.put({static_cast<uint32_t>(client.pid()), 1}, kSlots - 1);
+  engine.put(ZARNENGINE_ID, 1);
+  const std::string pid = std::to_string(client.pid());
+  EXPECT_TRUE(mar_queue({"status"}).says("wait until client " + pid + " is done"));
+  stop(client);
+  const Report report = mar_queue({"status"});
+  EXPECT_EQ(report.codes, (std::vector<std::string>{"full", "client-stopped"}));
+  EXPECT_TRUE(report.says("client " + pid + " (mar_queue_test, stopped) holds 3 messages")) << report.json;
+  EXPECT_TRUE(report.says("continue client " + pid + " (kill -CONT " + pid + ") or end it")) << report.json;
+  EXPECT_FALSE(report.says("wait until the engine")) << report.json;
 }
 
 TEST(Status, TellsMissingPermissions) {

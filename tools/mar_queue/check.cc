@@ -22,6 +22,7 @@ class Walk {
 
   CheckResult Run() {
     result_.slots.assign(image_.slots, SlotUse::kLost);
+    result_.damaged.assign(image_.slots, false);
     chain_of_.assign(image_.slots, kFreeList);
     result_.free = WalkChain(image_.free_list, SlotUse::kFree, kFreeList);
     for (uint16_t i = 0; i < image_.slots; ++i) WalkHead(i);
@@ -36,12 +37,22 @@ class Walk {
     result_.damage.push_back({Severity::kTrouble, code, std::move(sentence)});
   }
 
+  void MarkDamaged(int chain) {
+    result_.chains_sound = false;
+    if (chain == kFreeList) {
+      result_.free_list_sound = false;
+    } else {
+      result_.damaged[static_cast<size_t>(chain)] = true;
+    }
+  }
+
   // Every step marks a slot that was not marked, or ends the walk. Returns how many it has marked.
   uint32_t WalkChain(uint32_t first, SlotUse use, int chain) {
     const QueueLayout& layout = kCommandQueueLayout;
     uint32_t passed = 0;
     for (uint32_t offset = first; offset != 0; ++passed) {
       if (!layout.is_slot(image_.slots, offset)) {
+        MarkDamaged(chain);
         Damage("bad-offset", text("%s leads to offset %u after %s, which is no slot.",
                                   chain_name(chain).c_str(), offset, count_of(passed, "slot").c_str()));
         return passed;
@@ -50,6 +61,8 @@ class Walk {
           static_cast<uint32_t>((offset - layout.slot_offset(image_.slots, 0)) / layout.item_size_bytes);
       if (result_.slots[slot] != SlotUse::kLost) {
         const bool circle = chain_of_[slot] == chain;
+        MarkDamaged(chain);
+        MarkDamaged(chain_of_[slot]);
         Damage(circle ? "circle" : "shared-slot",
                circle ? text("%s is a circle through slot %u.", chain_name(chain).c_str(), slot)
                       : text("%s runs into slot %u, which is on another chain already.",
@@ -79,8 +92,10 @@ class Walk {
     for (uint16_t i = 0; i < image_.slots; ++i) {
       const _TIPCHeadItem& head = image_.heads[i];
       if (head.semNumber < kFirstHeadSem || head.semNumber - kFirstHeadSem >= image_.slots) {
+        result_.damaged[i] = true;
         Damage("bad-semaphore", text("Head %u names semaphore %u, which is no head's.", i, head.semNumber));
       } else if (const auto [other, fresh] = semaphores.try_emplace(head.semNumber, i); !fresh) {
+        result_.damaged[i] = result_.damaged[other->second] = true;
         Damage("shared-semaphore",
                text("Heads %u and %u have the same semaphore %u.", other->second, i, head.semNumber));
       }
@@ -89,7 +104,9 @@ class Walk {
       CheckUse(i);
       if (uses_[i].owner == Owner::kNobody) continue;
       const auto [other, fresh] = owners.try_emplace({head.owner.process_id, head.owner.thread_id}, i);
-      if (!fresh) Damage("shared-owner", text("Heads %u and %u have the same owner.", other->second, i));
+      if (fresh) continue;
+      result_.damaged[i] = true;  // an owner is found at its first head only
+      Damage("shared-owner", text("Heads %u and %u have the same owner.", other->second, i));
     }
   }
 

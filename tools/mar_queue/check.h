@@ -20,6 +20,9 @@ struct CheckResult {
   Findings damage;  // empty: the queue is sound
   std::vector<SlotUse> slots;
   std::vector<uint32_t> items;  // of each head, as far as its chain goes
+  std::vector<bool> damaged;    // of each head: its chain, semaphore or owner is not its own
+  bool free_list_sound = true;
+  bool chains_sound = true;  // neither the free list nor a head's chain is broken, circular or shared
   uint32_t free = 0;
   uint32_t queued = 0;
   uint32_t queued_for_dead = 0;

@@ -89,7 +89,7 @@ class Diagnosis {
 
   std::vector<Part> Parts() const {
     const auto& segment = snapshot_.segment;
-    const bool fits = segment && is_queue_size(segment->size);
+    const bool fits = segment_fits(snapshot_);
     const uint64_t heads = fits ? kCommandQueueLayout.capacity(segment->size) : 0;
     const auto size_of = [](const std::optional<IpcObject>& set) { return set ? set->size : 0; };
     return {{segment, "segment", "ipcrm -m", fits},

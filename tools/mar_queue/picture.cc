@@ -55,7 +55,7 @@ std::string owner_text(const _TIPCHeadItem& head, const HeadUse& use, const Snap
   if (use.owner == Owner::kEngine) return "the engine";
   if (use.owner == Owner::kAlive) return process_label(static_cast<pid_t>(head.owner.process_id));
   // Seen from another process namespace nobody can be said to have ended.
-  return text("%u %s", head.owner.process_id, snapshot.sign > 1 && snapshot.creator == 0 ? "?" : "ended");
+  return text("%u %s", head.owner.process_id, in_another_process_namespace(snapshot) ? "?" : "ended");
 }
 
 std::string number_or_dash(int number) { return number < 0 ? "-" : std::to_string(number); }

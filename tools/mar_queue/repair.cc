@@ -3,71 +3,36 @@
 #include <sys/sem.h>
 #include <sys/shm.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstring>
 
 #include "ipc/queue.h"
+#include "tools/mar_queue/repair_plan.h"
 #include "tools/mar_queue/text.h"
 
 namespace {
-
-bool holds_something(const _TIPCHeadItem& head) { return head.state != HEAD_IDLE || head.firstItem != 0; }
-
-// Heads of ended processes with nobody asleep on them.
-std::vector<uint16_t> heads_to_free(const Snapshot& snapshot) {
-  std::vector<uint16_t> heads;
-  for (uint16_t i = 0; i < snapshot.image->slots; ++i) {
-    const HeadUse& use = snapshot.uses[i];
-    if (use.owner == Owner::kGone && holds_something(snapshot.image->heads[i]) && use.waiting <= 0)
-      heads.push_back(i);
-  }
-  return heads;
-}
-
-// Why the lock must not be asked for, or nothing would tell who is dead.
-Findings obstacles(const Snapshot& snapshot) {
-  if (!snapshot.segment_set || !snapshot.queue_set || !snapshot.segment->usable ||
-      !snapshot.segment_set->usable || !snapshot.queue_set->usable) {
-    return {{Severity::kBlind, "no-permission",
-             "The queue is not complete or not ours to change: see mar-queue status."}};
-  }
-  if (snapshot.image->state != IPCQUEUE_OPEN) {
-    return {{Severity::kBlind, "not-open", "The queue is not open: nothing is repaired while it ends."}};
-  }
-  if (snapshot.lock > 0) {
-    return {{Severity::kBlind, "lock-held", "The lock is held all the time: see mar-queue status."}};
-  }
-  if (snapshot.sign > 1 && snapshot.creator == 0) {
-    return {{Severity::kBlind, "process-namespace",
-             "The engine is in another process namespace: run this there, here every process of it looks "
-             "ended."}};
-  }
-  return {};
-}
 
 std::string head_text(const _TIPCHeadItem& head, uint16_t index, uint32_t items) {
   return text("head %u of ended process %u, with %s", index, head.owner.process_id,
               count_of(items, "message").c_str());
 }
 
-bool is_repairable(const Finding& damage) {
-  return damage.code == std::string_view("lost-slots") || damage.code == std::string_view("item-count");
+Finding lasting_damage(const Finding& damage) {
+  const char* const remedy = needs_restart(damage) ? "Only a restart of the engine mends this: " : "";
+  return {Severity::kTrouble, "not-repaired", remedy + damage.text};
 }
 
-Findings reap_plan(const Snapshot& snapshot, const CheckResult& checked) {
-  Findings plan;
-  for (const uint16_t index : heads_to_free(snapshot)) {
-    plan.push_back(
+Findings foretell(const Snapshot& snapshot, const CheckResult& checked, const RepairPlan& plan) {
+  Findings findings;
+  for (const uint16_t index : plan.heads) {
+    findings.push_back(
         {Severity::kTrouble, "would-free",
          "Would free " + head_text(snapshot.image->heads[index], index, checked.items[index]) + '.'});
   }
-  for (const Finding& damage : checked.damage) {
-    if (is_repairable(damage)) {
-      plan.push_back({Severity::kTrouble, "would-repair", "Would repair: " + damage.text});
-    }
+  for (const Finding& damage : plan.repairable) {
+    findings.push_back({Severity::kTrouble, "would-repair", "Would repair: " + damage.text});
   }
-  return plan;
+  return findings;
 }
 
 void free_head(QueueCore& queue, const Snapshot& snapshot, uint16_t index, Findings& done) {
@@ -77,18 +42,13 @@ void free_head(QueueCore& queue, const Snapshot& snapshot, uint16_t index, Findi
   if (code == 0) {
     done.push_back(
         {Severity::kNote, "freed", "Freed " + head_text(head, index, static_cast<uint32_t>(freed)) + '.'});
-  } else if (code == QUEUE_GET_FAILED) {
-    done.push_back(
-        {Severity::kTrouble, "not-freed",
-         text("Left head %u as it is: it is damaged, only a restart of the engine helps.", index)});
   } else {
     done.push_back(
         {Severity::kTrouble, "not-freed", text("Head %u could not be freed (code %ld).", index, code)});
   }
 }
 
-void recover_slots(QueueCore& queue, const CheckResult& checked, Findings& done) {
-  if (std::none_of(checked.damage.begin(), checked.damage.end(), is_repairable)) return;
+void recover_slots(QueueCore& queue, Findings& done) {
   int recovered = 0;
   const long code = queue.RecoverSlots(recovered);
   if (code == 0) {
@@ -96,9 +56,8 @@ void recover_slots(QueueCore& queue, const CheckResult& checked, Findings& done)
                     text("Put %s back on the free list and counted the queue anew.",
                          count_of(static_cast<uint64_t>(recovered), "lost slot").c_str())});
   } else {
-    done.push_back(
-        {Severity::kTrouble, "not-repaired",
-         text("The queue's damage needs a restart of the engine (code %ld): see mar-queue check.", code)});
+    done.push_back({Severity::kTrouble, "not-repaired",
+                    text("The lost slots or the count could not be repaired (code %ld).", code)});
   }
 }
 
@@ -122,7 +81,7 @@ std::vector<Target> stale_objects(const Snapshot& snapshot) {
         {*snapshot.segment_set, false, snapshot.segment_set->size == 2, "lock's semaphore set"});
   }
   if (snapshot.segment) {
-    targets.push_back({*snapshot.segment, true, is_queue_size(snapshot.segment->size), "segment"});
+    targets.push_back({*snapshot.segment, true, segment_fits(snapshot), "segment"});
   }
   if (snapshot.queue_set) {
     targets.push_back({*snapshot.queue_set, false, true, "wake-up semaphore set"});
@@ -152,18 +111,22 @@ std::string why_not_stale(const Snapshot& snapshot) {
 }  // namespace
 
 Findings reap(const Snapshot& snapshot, const CheckResult& checked, bool really) {
-  Findings findings = obstacles(snapshot);
-  if (!findings.empty()) return findings;
-  findings = reap_plan(snapshot, checked);
-  if (findings.empty()) return {{Severity::kNote, "nothing-to-do", "No ended process holds anything."}};
-  if (!really) return findings;
-  findings.clear();
-  CIPCQueue<TCLIMessage> queue(snapshot.place.base.c_str(), false);
-  if (!queue.IsInitialized() || queue.Capacity() != snapshot.image->slots) {
-    return {{Severity::kBlind, "changed", "The queue was replaced while this looked at it: try again."}};
+  const RepairPlan plan = plan_repair(snapshot, checked);
+  if (plan.obstacle) return {*plan.obstacle};
+  Findings findings;
+  if (really && !plan.nothing_to_do()) {
+    CIPCQueue<TCLIMessage> queue(snapshot.place.base.c_str(), false);
+    if (!queue.IsInitialized() || queue.Capacity() != snapshot.image->slots) {
+      return {{Severity::kBlind, "changed", "The queue was replaced while this looked at it: try again."}};
+    }
+    for (const uint16_t index : plan.heads) free_head(queue, snapshot, index, findings);
+    if (!plan.repairable.empty()) recover_slots(queue, findings);
+  } else {
+    findings = foretell(snapshot, checked, plan);
   }
-  for (const uint16_t index : heads_to_free(snapshot)) free_head(queue, snapshot, index, findings);
-  recover_slots(queue, checked, findings);
+  for (const Finding& damage : plan.lasting) findings.push_back(lasting_damage(damage));
+  if (findings.empty())
+    findings.push_back({Severity::kNote, "nothing-to-do", "No ended process holds anything."});
   return findings;
 }
 

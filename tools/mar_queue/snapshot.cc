@@ -74,7 +74,8 @@ Owner owner_of(_TIPCIdentifier owner) {
 bool same_image(const QueueImage& a, const QueueImage& b) {
   return a.items == b.items && a.heads_in_use == b.heads_in_use && a.free_list == b.free_list &&
          a.state == b.state && a.next == b.next &&
-         std::memcmp(a.heads.data(), b.heads.data(), a.heads.size() * sizeof(_TIPCHeadItem)) == 0;
+         (a.slots == 0 ||
+          std::memcmp(a.heads.data(), b.heads.data(), a.heads.size() * sizeof(_TIPCHeadItem)) == 0);
 }
 
 void look_at_semaphores(Snapshot& snapshot) {
@@ -140,6 +141,10 @@ Snapshot look(const std::string& base) {
 }
 
 bool is_queue_size(uint64_t segment_size_bytes) {
-  const uint64_t slots = kLayout.capacity(segment_size_bytes);
-  return slots > 0 && slots <= kMaxQueueSlots;
+  return segment_size_bytes >= sizeof(QueueHeader) && kLayout.capacity(segment_size_bytes) <= kMaxQueueSlots;
+}
+
+bool segment_fits(const Snapshot& snapshot) {
+  return snapshot.segment && is_queue_size(snapshot.segment->size) &&
+         (snapshot.segment_set || kLayout.capacity(snapshot.segment->size) > 0);
 }

@@ -50,7 +50,17 @@ struct Snapshot {
 
 Snapshot look(const std::string& base);
 
+// A segment that holds a header but no slot is a queue, too.
 bool is_queue_size(uint64_t segment_size_bytes);
+
+// Whether there is a segment and it can be a queue's. One without slots must have the lock's set beside it:
+// alone it is more likely another program's.
+bool segment_fits(const Snapshot& snapshot);
 
 // Whether the creator-alive semaphore says so.
 inline bool creator_lives(const Snapshot& snapshot) { return snapshot.sign > 1; }
+
+// Whether the engine's process namespace is not ours: all of its processes seem to have ended.
+inline bool in_another_process_namespace(const Snapshot& snapshot) {
+  return creator_lives(snapshot) && snapshot.creator == 0;
+}

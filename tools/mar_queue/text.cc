@@ -28,12 +28,24 @@ std::string printable(std::string_view outside) {
   return harmless;
 }
 
-char process_state(pid_t process) {
+namespace {
+
+// "stopped", "traced", "zombie" (ended, but its parent has not waited for it), or nothing to remark.
+std::string_view remarkable_state(pid_t process) {
   std::ifstream file("/proc/" + std::to_string(process) + "/status");
   for (std::string line; std::getline(file, line);) {
-    if (line.starts_with("State:\t") && line.size() > 7) return line[7];
+    if (line.starts_with("State:\tT")) return "stopped";
+    if (line.starts_with("State:\tt")) return "traced";
+    if (line.starts_with("State:\tZ")) return "zombie";
   }
-  return 0;
+  return "";
+}
+
+}  // namespace
+
+bool is_stopped(pid_t process) {
+  const std::string_view state = remarkable_state(process);
+  return state == "stopped" || state == "traced";
 }
 
 std::string process_label(pid_t process) {
@@ -41,5 +53,6 @@ std::string process_label(pid_t process) {
   std::ifstream file("/proc/" + number + "/comm");
   std::string name;
   if (!std::getline(file, name)) return number;
-  return number + " (" + printable(name) + (process_state(process) == 'Z' ? ", zombie)" : ")");
+  const std::string_view state = remarkable_state(process);
+  return number + " (" + printable(name) + (state.empty() ? "" : ", ") + std::string(state) + ')';
 }

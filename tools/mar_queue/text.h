@@ -16,9 +16,9 @@ std::string count_of(uint64_t count, const char* noun);
 // Control characters become question marks.
 std::string printable(std::string_view outside);
 
-// 'T' stopped, 't' traced, 'Z' ended but not waited for by its parent, ...: as proc(5) has it; 0 if there is
-// none.
-char process_state(pid_t process);
+// Whether the process is stopped by a signal or a tracer.
+bool is_stopped(pid_t process);
 
-// "4711 (mar-standin)", "4711 (mar-standin, zombie)", or "4711" for a process whose name cannot be read.
+// "4711 (mar-standin)", "4711 (mar-standin, stopped)", also "traced" or "zombie": ended but not waited for by
+// its parent; "4711" for a process whose name cannot be read.
 std::string process_label(pid_t process);
