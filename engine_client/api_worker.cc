@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <memory>
+#include <string>
 
 #include "contract/message.h"
 #include "engine_client/exchange.h"
@@ -38,8 +39,9 @@ int32_t exchange_and_judge(const Command& command, const CmdRecord& row, uint8_t
 
   const uint64_t total = static_cast<uint64_t>(header_size) + command.payload_size;
   if (total > CLI_MAX_BUFFER_SIZE) {
-    ZARNLog(kBackend, 1, "%s: Command is too big [%d] to write to msg buffer!\n", command.log_name,
-            static_cast<int>(total));
+    // As a text: the log's "%d" takes an int, and the total may be larger than that.
+    ZARNLog(kBackend, 1, "%s: Command is too big [%s] to write to msg buffer!\n", command.log_name,
+            std::to_string(total).c_str());
     return MAR_REQUEST_TOO_LARGE;
   }
   if (command.payload_size > 0) std::memcpy(request + header_size, command.payload, command.payload_size);

@@ -88,10 +88,12 @@ bool use_channel(const unsigned char* request, int length, unsigned char*& answe
   return answered;
 }
 
-// The verdict on an exchange that failed: give the engine a moment, then see whether it is still there.
-int judge_failure() {
+// The verdict on an exchange that failed: give the engine a moment, then see whether it is still there. The
+// two callers read the answer differently, so each brings its own test.
+template <typename Running>
+int judge_failure(Running running) {
   std::this_thread::sleep_for(kPause);
-  return EngineIsRunning() != 0 ? MAR_EXCHANGE_FAILED : MAR_ENGINE_NOT_RUNNING;
+  return running(EngineIsRunning()) ? MAR_EXCHANGE_FAILED : MAR_ENGINE_NOT_RUNNING;
 }
 
 }  // namespace
@@ -123,7 +125,7 @@ int zarn_send_and_rcv(const unsigned char* request, int length, unsigned char* r
   unsigned char* answer = nullptr;
   int result = zarn_send_rcv_from_mar_engine(request, length, &answer);
   if (result != 1) {
-    result = judge_failure();
+    result = judge_failure([](int running) { return running != 0; });
   } else if (answer == nullptr) {
     result = MAR_ENGINE_NOT_RUNNING;  // no memory for the answer: a failure like any other buffer's
   } else if (reply != nullptr) {
@@ -161,7 +163,9 @@ int zarn_send_and_rcv_long_msg(const unsigned char* request, int length, unsigne
   ZARNLog(kBackend, kLevel, "%s: %s", kName, kEntryBanner);
   if (EngineIsRunning() == 1) {
     ZARNLog(kBackend, kLevel, "%s: %s: zarn_send_rcv_from_mar_engine ()", kName, kInvokingBanner);
-    if (zarn_send_rcv_from_mar_engine(request, length, reply) != 1) result = judge_failure();
+    if (zarn_send_rcv_from_mar_engine(request, length, reply) != 1) {
+      result = judge_failure([](int running) { return running == 1; });
+    }
   } else {
     result = MAR_ENGINE_NOT_RUNNING;
   }

@@ -125,7 +125,7 @@ TEST(Worker, SaysInTheLogWhatBecameOfARequest) {
       {127, 10232, 0, 1, kInvoking},
       {150, 0, 0, 1, kInvoking},  // nobody judges its reply
       {127, 10233, 0, -6, "8192 1 x(): Command is too big [10241] to write to msg buffer!\n"},
-      {127, 0xFFFFFFF8, 0, -6, "8192 1 x(): Command is too big [0] to write to msg buffer!\n"},
+      {127, 0xFFFFFFF8, 0, -6, "8192 1 x(): Command is too big [4294967296] to write to msg buffer!\n"},
       {100, 0, 0, -1, "8192 2 x(): pCommand == NULL !!!!\n"},
       {127, 0, 1, -2, "8192 2 x(): calloc for msg failed!\n"},
       {127, 0, 2, -2, "8192 2 x(): calloc for msg_from failed!\n"},
