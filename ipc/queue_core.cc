@@ -46,8 +46,10 @@ QueueCore::~QueueCore() {
 }
 
 bool QueueCore::MapSegment() {
-  const uint64_t slots = VLayout.capacity(VSharedMemory->GetSize());
-  if (slots == 0 || slots > kMaxQueueSlots) return false;
+  const uint64_t size_bytes = VSharedMemory->GetSize();
+  const uint64_t slots = VLayout.capacity(size_bytes);
+  // A header without slots is a queue all the same: it runs, and has no head.
+  if (size_bytes < QueueLayout::kHeadsOffset || slots > kMaxQueueSlots) return false;
   VCapacity = static_cast<uint16_t>(slots);
   VBase = static_cast<uint8_t*>(VSharedMemory->GetAddress());
   VHeader = reinterpret_cast<QueueHeader*>(VBase);
@@ -56,9 +58,10 @@ bool QueueCore::MapSegment() {
 }
 
 void QueueCore::Close() {
-  if (VSharedMemory->HoldsLock()) VSharedMemory->Unlock();  // kept by a put that was refused while it waited
+  // Kept by a put that was refused while it waited, or by an unlock that failed.
+  if (VSharedMemory->HoldsLock()) VSharedMemory->Unlock();
   if (VRemove) SetState(IPCQUEUE_DESTROY);
-  VSharedMemory->Lock();
+  if (!VSharedMemory->HoldsLock()) VSharedMemory->Lock();
   if (VRemove) VSemaphores.implDestroy();
   if (VSharedMemory->HoldsLock()) VSharedMemory->Unlock();
   VSharedMemory.reset();
@@ -80,6 +83,7 @@ long QueueCore::Report(Outcome outcome, const char* location) {
 
 long QueueCore::LockFor(const char* location) {
   if (!VInitialized) return Report({QUEUE_NOT_INIT}, location);
+  if (VSharedMemory->HoldsLock()) return 0;  // as Close says; waiting for our own lock would never end
   return PassOn(VSharedMemory->Lock(), location);
 }
 
@@ -189,19 +193,23 @@ QueueCore::Outcome QueueCore::WaitUnlocked(uint16_t sem_number) {
   return {waited};
 }
 
-// A reader outlives its engine: between slices it looks whether the creator, alive before, has died. What the
-// creator queued in its last moment is still taken; the wait after that one gives up.
+// A reader outlives its engine: between slices it looks whether the queue is still open and whether the
+// creator, alive before, has died. What the creator queued in its last moment is still taken; the wait after
+// that one gives up. Returns 0 when there is something to judge with the lock held.
 long QueueCore::WaitForPost(uint16_t sem_number) {
   for (;;) {
     const QueueSemaphores::WaitEnd end = VSemaphores.implGet_ID(sem_number, kWaitSliceMs);
     if (end == QueueSemaphores::WaitEnd::kTaken) return 0;
     if (end == QueueSemaphores::WaitEnd::kFailed) return QUEUE_GET_FAILED;
-    if (VSharedMemory->CreatorAlive()) {
-      VCreatorSeenAlive = true;
-    } else if (VCreatorSeenAlive) {
-      if (VSemaphores.implTryGet_ID(sem_number) == QueueSemaphores::WaitEnd::kTaken) return 0;
-      VCreatorSeenAlive = false;
-      return QUEUE_GET_FAILED;
+    // A queue that closed when this reader had released the lock but was not yet asleep has not posted for
+    // it.
+    if (State() != IPCQUEUE_OPEN) {
+      VSemaphores.implTryGet_ID(sem_number);
+      return 0;
     }
+    if (VSharedMemory->CreatorAlive() || !VCreatorSeenAlive) continue;
+    if (VSemaphores.implTryGet_ID(sem_number) == QueueSemaphores::WaitEnd::kTaken) return 0;
+    VCreatorSeenAlive = false;
+    return QUEUE_GET_FAILED;
   }
 }

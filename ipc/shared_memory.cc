@@ -145,17 +145,22 @@ long CkesSharedMemory::implLock() {
              result, errno);
     return SHMEM_LOCK_FAILED;
   }
-  VLockHeld.exchange(true, std::memory_order_acquire);
+  VLockedIn.exchange(mar::process_generation(), std::memory_order_acquire);
   return 0;
 }
 
 // Only the holder may release: a stray -1 with undo would free the lock of another process and, when we exit,
 // leave it taken by nobody.
 long CkesSharedMemory::implUnlock() {
-  if (!VLockHeld.exchange(false, std::memory_order_release)) return SHMEM_UNLOCK_FAILED;
+  // Cleared first: once the kernel has released the lock, another thread may take it through this handle.
+  const uint32_t holder = VLockedIn.exchange(0, std::memory_order_release);
+  if (holder != mar::process_generation()) return SHMEM_UNLOCK_FAILED;
   sembuf release{kLockSem, -1, SEM_UNDO | IPC_NOWAIT};
   while (semop(VSemaphore, &release, 1) == -1) {
-    if (errno != EINTR) return SHMEM_UNLOCK_FAILED;
+    if (errno == EINTR) continue;
+    // EAGAIN: someone else has released it. EIDRM, EINVAL: it went with its set. Otherwise it is still held.
+    if (errno != EAGAIN && errno != EIDRM && errno != EINVAL) VLockedIn = holder;
+    return SHMEM_UNLOCK_FAILED;
   }
   return 0;
 }

@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "contract/names.h"
+#include "ipc/process_generation.h"
 
 class CkesSharedMemory {
  public:
@@ -35,11 +36,13 @@ class CkesSharedMemory {
 
   // The lock of the block, between processes and threads alike; not recursive. A holder that dies releases
   // it. Lock waits without limit: 0, SHMEM_NOT_INIT or SHMEM_LOCK_FAILED. Unlock is for the handle that holds
-  // the lock; any other gets SHMEM_UNLOCK_FAILED and changes nothing.
+  // the lock; any other gets SHMEM_UNLOCK_FAILED and changes nothing. When the system refuses to release it,
+  // Unlock also returns SHMEM_UNLOCK_FAILED, and HoldsLock() tells whether the lock is still held.
   long Lock();
   long Unlock();
 
-  bool HoldsLock() const { return VLockHeld.load(std::memory_order_relaxed); }  // this handle does
+  // Whether this handle holds the lock. False in a forked child: the lock stays with the parent.
+  bool HoldsLock() const { return VLockedIn.load(std::memory_order_relaxed) == mar::process_generation(); }
 
   bool CreatorAlive();  // whether the creating process has not ended yet
 
@@ -73,5 +76,5 @@ class CkesSharedMemory {
   uint64_t VSize = 0;
   bool VRemove;
   long VInitResult = 0;
-  std::atomic<bool> VLockHeld = false;  // by this handle
+  std::atomic<uint32_t> VLockedIn = 0;  // the process generation that took the lock; 0 when it is not held
 };

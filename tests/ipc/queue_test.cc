@@ -18,6 +18,7 @@ namespace {
 
 constexpr _TIPCIdentifier kUser{7, 70};
 constexpr _TIPCIdentifier kOther{7, 71};
+constexpr int kNoQueue = -1;
 
 // A queue of 4 slots with the engine's channel open, key 0.
 struct OpenQueue : testing::Test {
@@ -43,15 +44,15 @@ TEST(QueueOpening, CapacityFollowsFromTheSegmentSize) {
   struct {
     const char* label;
     uint64_t size;
-    uint16_t want;  // 0: does not initialise
+    int want;
   } const rows[] = {
-      {"less than a header", 11, 0},
+      {"less than a header", 11, kNoQueue},
       {"header alone", 12, 0},
       {"one byte short of a slot", 10291, 0},
       {"exactly one slot", 10292, 1},
       {"eight slots and some slack", 82752, 8},
       {"as many as 16 bits count", 12 + 10280ull * 65535, 65535},
-      {"one more than 16 bits count", 12 + 10280ull * 65536, 0},
+      {"one more than 16 bits count", 12 + 10280ull * 65536, kNoQueue},
   };
   std::ofstream(CLI_IPC_NAME) << 'x';
   IpcKeys keys;
@@ -61,9 +62,12 @@ TEST(QueueOpening, CapacityFollowsFromTheSegmentSize) {
   for (const auto& row : rows) {
     const int segment = shmget(keys.segment, row.size, IPC_CREAT | 0666);
     ASSERT_NE(segment, -1) << row.label;
-    const CommandQueue queue(CLI_IPC_NAME, false);
-    EXPECT_EQ(queue.IsInitialized(), row.want != 0) << row.label;
-    EXPECT_EQ(queue.Capacity(), row.want) << row.label;
+    CommandQueue queue(CLI_IPC_NAME, false);
+    EXPECT_EQ(queue.IsInitialized() ? queue.Capacity() : kNoQueue, row.want) << row.label;
+    long key = 0;
+    if (row.want == 0) {
+      EXPECT_EQ(queue.OpenChannel(ZARNENGINE_ID, &key), QUEUE_OVERFLOW) << row.label;
+    }
     shmctl(segment, IPC_RMID, nullptr);
   }
 }
@@ -196,6 +200,20 @@ TEST_F(OpenQueue, ADeadOwnersHeadIsEmptied) {
   EXPECT_EQ(made.semaphores().implTryGet_ID(3), QueueSemaphores::WaitEnd::kLook);
   EXPECT_EQ(made.u16(0), 0);
   put(1, 4);  // every slot is back
+}
+
+// A writer killed between linking and counting leaves fewer items counted than there are.
+TEST_F(OpenQueue, TheCountOfItemsStopsAtZero) {
+  put(1, 1);
+  made.u16(0) = 0;
+  ASSERT_EQ(queue->KeyGet(key, message), 0);
+  EXPECT_EQ(made.u16(0), 0);
+  for (uint32_t i = 1; i <= 3; ++i) ASSERT_EQ(queue->Put(kUser, numbered(i)), 0);
+  made.u16(0) = 2;
+  int freed = 0;
+  EXPECT_EQ(queue->EmptyHead(1, kUser, freed), 0);
+  EXPECT_EQ(freed, 3);
+  EXPECT_EQ(made.u16(0), 0);
 }
 
 // Each row breaks one number. The code is given, nothing is stored, and nothing outside the queue is touched.
