@@ -88,7 +88,9 @@ TEST_F(Refusal, OfCatalogueRowsNamesFileAndLine) {
       {"A 1 icu:no-such-set", 5, "list:2: ICU does not know no-such-set"},
       {"A 2 iconv:SHIFT_JIS", 4, "defines 2 ASCII bytes otherwise, 0 allowed: 5C 7E"},
       {"A 8 iconv:IBM290", 4, "invariant bytes otherwise, 0 allowed: "},
-      {"A 10 iconv:GB18030 edition=2005", 4, "list:2: iconv:GB18030 follows the edition of 2022"},
+      {"A 1 iconv:KOI8-R\n+ A3 20AC U+", 3, "list:3: a correction is \"+\", a code and its character"},
+      {"A 1 iconv:KOI8-R\n+ A3 U+20AC\n+ A3 U+20AD", 3, "list:4: A3 is corrected twice"},
+      {"A 1 text:page.txt\n+ 80 U+20AC", 3, "list:3: text:page.txt needs no corrections"},
       {"A 1 text:page.txt", 3, "page.txt:1: the codeset is A"},
       {"A 1 text:missing.txt", 6, "list:2: missing.txt: No such file or directory"},
       // Codes longer than the kind holds, both ways, and of a converter that holds characters back.
@@ -136,6 +138,10 @@ TEST_F(Refusal, OfMappingsFollowsThePolicy) {
       // Two codes decode to one character, or the source prefers one that does not.
       {"1 iconv:CP1046", "", "-f utf-8 -t TABLE", "\uFEB1", "\xD3"},
       {"1 iconv:CP1046", "round-trip", "-f utf-8 -t TABLE", "\uFEB1", "\x83"},
+      // A correction replaces what one code decodes to; what else was encoded to that code still is.
+      {"1 icu:ibm-869", "", "-f TABLE -t utf-8", "\x88", "\u0387"},
+      {"1 icu:ibm-869", "\n+ 88 U+00B7", "-f TABLE -t utf-8", "\x88", "\u00B7"},
+      {"1 icu:ibm-869", "\n+ 88 U+00B7", "-f utf-8 -t TABLE", "\u0387\u00B7", "\x88\x88"},
       {"4 iconv:IBM1399", "invariant=30", "-f TABLE -t utf-8", "\x41", "\x1A"},
       {"4 iconv:IBM1399", "invariant=30 no-sub", "-f TABLE -t utf-8", "\x41", "?"},
   };

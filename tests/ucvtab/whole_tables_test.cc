@@ -104,6 +104,17 @@ TEST_F(ShippedTables, AreFoundByTheNamesPeopleUse) {
   EXPECT_EQ(run("convert -f ANSI_X3.4-1968 -t utf-8 in", "XCSDIR=" XCSDIR_BUILT).code, 5);
 }
 
+// What the editions exchanged, what both leave to private use, and their neighbours.
+TEST_F(ShippedTables, Gb18030FollowsTheEditionOf2022) {
+  xcs_cs_t* const codeset = xcs_cs_new((kTables + "GB18030").c_str());
+  EXPECT_EQ(from_utf8(codeset, "\uFE10\uE78D\u9FBB\uE864"),
+            "\xA6\xD9\x84\x31\x82\x36\xFE\xA0\x82\x35\x91\x34");
+  EXPECT_EQ(from_utf8(codeset, "\uE816\U00020087\u1E3F\uE7C7"),
+            "\xFE\x51\x95\x32\x90\x31\xA8\xBC\x81\x35\xF4\x37");
+  EXPECT_EQ(from_utf8(codeset, "\u20AC\u0080\uFFFF"), "\xA2\xE3\x81\x30\x81\x30\x84\x31\xA4\x39");
+  xcs_cs_free(codeset);
+}
+
 // Blocks of input and of output end inside characters again and again.
 TEST_F(ShippedTables, ConvertLongTextInPieces) {
   std::string text;

@@ -20,8 +20,7 @@ const std::map<std::string, bool Policy::*> kFlags = {{"no-private-use", &Policy
                                                       {"round-trip", &Policy::round_trip}};
 const std::map<std::string, unsigned Policy::*> kNumbers = {{"ascii", &Policy::ascii_conflicts},
                                                             {"invariant", &Policy::invariant_conflicts},
-                                                            {"min-run", &Policy::min_run},
-                                                            {"edition", &Policy::gb_edition}};
+                                                            {"min-run", &Policy::min_run}};
 
 unsigned parse_number(std::string_view digits, const std::string& where) {
   unsigned value = 0;
@@ -52,6 +51,23 @@ CatalogueRow parse_row(const std::string& line, const std::string& where) {
   return row;
 }
 
+void add_correction(CatalogueRow& row, const std::string& line, const std::string& where) {
+  std::istringstream words(line);
+  std::string plus, digits, character, extra;
+  words >> plus >> digits >> character >> extra;
+  const auto code = code_from_hex(digits);
+  const auto point = point_from_text(character);
+  if (plus != "+" || !code || !point || !extra.empty()) {
+    throw Failure(kBadInput, where + ": a correction is \"+\", a code and its character");
+  }
+  if (row.source.starts_with("text:")) {
+    throw Failure(kBadInput, where + ": " + row.source + " needs no corrections: change the file");
+  }
+  if (!row.corrections.emplace(*code, *point).second) {
+    throw Failure(kBadInput, where + ": " + digits + " is corrected twice");
+  }
+}
+
 }  // namespace
 
 Policy parse_policy(const std::string& words, const std::string& where) {
@@ -80,6 +96,11 @@ std::vector<CatalogueRow> read_catalogue(const std::string& path) {
   std::set<std::string> names;
   for (const auto& [line, where] : read_lines(path)) {
     if (line.empty()) continue;
+    if (line.starts_with('+')) {
+      if (rows.empty()) throw Failure(kBadInput, where + ": a correction without a codeset above it");
+      add_correction(rows.back(), line, where);
+      continue;
+    }
     rows.push_back(parse_row(line, where));
     if (!names.insert(rows.back().name).second) {
       throw Failure(kBadInput, where + ": " + rows.back().name + " is listed twice");

@@ -3,9 +3,15 @@
 //   NAME  KIND  SOURCE  [POLICY...]
 //   CP437 1     iconv:CP437  safe
 //
-// "#" starts a comment. SOURCE is "iconv:NAME", "icu:NAME" or "text:FILE" (relative to the catalogue).
+// "#" starts a comment. SOURCE is "iconv:NAME", "icu:NAME" or "text:FILE" (relative to the catalogue). Rows
+// that start with "+" correct the codeset above them, one code and its character each:
+//
+//   + AA U+00AC
+//
+// Whatever the source says of that code and of that character, they now stand for each other.
 #pragma once
 
+#include <map>
 #include <string>
 #include <vector>
 
@@ -29,7 +35,6 @@ struct Policy {
   unsigned ascii_conflicts = 0;      // how many printable ASCII bytes the source may define otherwise
   unsigned invariant_conflicts = 0;  // how many invariant EBCDIC bytes the source may define otherwise
   unsigned min_run = kDefaultMinRun;
-  unsigned gb_edition = 0;  // GB18030: the edition, 2005 or 2022, that the source must follow; 0 takes any
 };
 
 struct CatalogueRow {
@@ -38,11 +43,11 @@ struct CatalogueRow {
   std::string source;       // as written
   std::string policy_text;  // as written, words separated by one blank
   Policy policy;
+  std::map<Code, char32_t> corrections;
   std::string where;  // "FILE:LINE", for messages
 };
 
-// Words: keep safe strict no-private-use no-c1 no-sub round-trip ascii=N invariant=N min-run=N
-// edition=N.
+// Words: keep safe strict no-private-use no-c1 no-sub round-trip ascii=N invariant=N min-run=N.
 // Throws Failure(kBadInput) that begins with `where`.
 Policy parse_policy(const std::string& words, const std::string& where);
 

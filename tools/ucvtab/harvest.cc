@@ -51,15 +51,6 @@ void check_start(const CatalogueRow& row, const Code& start) {
   }
 }
 
-// The editions of GB18030 differ in a few vertical forms: the older one reads A6D9 as private use.
-void check_gb_edition(Source& source, const CatalogueRow& row) {
-  if (row.policy.gb_edition == 0) return;
-  const unsigned edition = source.decode(pair(0xA6, 0xD9)).text == U"\uFE10" ? 2022 : 2005;
-  if (edition == row.policy.gb_edition) return;
-  throw Failure(kDoesNotFit,
-                row.where + ": " + row.source + " follows the edition of " + std::to_string(edition));
-}
-
 std::optional<char16_t> final_decode(const Codeset& codeset, const Code& code) {
   if (code.length == 1) {
     if (auto fixed = fixed_decode(codeset.kind, code.bytes[0])) return fixed;
@@ -126,7 +117,6 @@ Rule encode_rule(Kind kind, const Policy& policy, char32_t point, const Code& co
 
 Codeset harvest(Source& source, const CatalogueRow& row) {
   check_fixed_part(source, row);
-  check_gb_edition(source, row);
   Codeset codeset;
   codeset.name = row.name;
   codeset.where = row.where;
@@ -156,7 +146,9 @@ Codeset harvest(Source& source, const CatalogueRow& row) {
   return codeset;
 }
 
-std::unique_ptr<Source> open_source(const CatalogueRow& row, const std::string& directory) {
+namespace {
+
+std::unique_ptr<Source> open_uncorrected(const CatalogueRow& row, const std::string& directory) {
   const std::string::size_type colon = row.source.find(':');
   const std::string type = row.source.substr(0, colon);
   const std::string name = colon == std::string::npos ? "" : row.source.substr(colon + 1);
@@ -176,11 +168,19 @@ std::unique_ptr<Source> open_source(const CatalogueRow& row, const std::string& 
   throw Failure(kBadInput, row.where + ": a source is iconv:NAME, icu:NAME or text:FILE, not " + row.source);
 }
 
+}  // namespace
+
+std::unique_ptr<Source> open_source(const CatalogueRow& row, const std::string& directory) {
+  std::unique_ptr<Source> source = open_uncorrected(row, directory);
+  return row.corrections.empty() ? std::move(source) : open_corrected(std::move(source), row.corrections);
+}
+
 Codeset compile(const CatalogueRow& row, const std::string& directory) {
   if (row.source.starts_with("text:")) return read_text_row(row, directory);
   const std::unique_ptr<Source> source = open_source(row, directory);
   Codeset codeset = harvest(*source, row);
   codeset.note = row.source + (row.policy_text.empty() ? "" : " ") + row.policy_text;
+  if (!row.corrections.empty()) codeset.note += " corrected";
   return codeset;
 }
 

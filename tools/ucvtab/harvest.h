@@ -31,7 +31,8 @@ Rule encode_rule(Kind kind, const Policy& policy, char32_t point, const Code& co
 // allows, or has longer codes than the kind.
 Codeset harvest(Source& source, const CatalogueRow& row);
 
-// Opens the source of the row: "iconv:NAME", "icu:NAME", or "text:FILE" relative to `directory`.
+// Opens the source of the row, "iconv:NAME", "icu:NAME", or "text:FILE" relative to `directory`, with the
+// row's corrections.
 std::unique_ptr<Source> open_source(const CatalogueRow& row, const std::string& directory);
 
 // open_source and harvest, with the provenance filled in. A text file's own choices (substitution byte, lead

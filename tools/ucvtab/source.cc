@@ -58,6 +58,30 @@ class CodesetSource : public Source {
   Codeset codeset_;
 };
 
+class CorrectedSource : public Source {
+ public:
+  CorrectedSource(std::unique_ptr<Source> source, std::map<Code, char32_t> corrections)
+      : source_(std::move(source)), characters_(std::move(corrections)) {
+    for (const auto& [code, point] : characters_) codes_[point] = code;
+  }
+
+  Decoded decode(const Code& code) override {
+    const auto found = characters_.find(code);
+    if (found == characters_.end()) return source_->decode(code);
+    return {Decoded::kMapped, {found->second}};
+  }
+
+  Code encode(char32_t point) override {
+    const auto found = codes_.find(point);
+    return found == codes_.end() ? source_->encode(point) : found->second;
+  }
+
+ private:
+  std::unique_ptr<Source> source_;
+  std::map<Code, char32_t> characters_;
+  std::map<char32_t, Code> codes_;
+};
+
 void extend(Source& source, Kind kind, const Code& code, const CodeVisitor& visit) {
   const Decoded decoded = source.decode(code);
   visit(code, decoded);
@@ -72,6 +96,10 @@ void extend(Source& source, Kind kind, const Code& code, const CodeVisitor& visi
 
 std::unique_ptr<Source> open_codeset(Codeset codeset) {
   return std::make_unique<CodesetSource>(std::move(codeset));
+}
+
+std::unique_ptr<Source> open_corrected(std::unique_ptr<Source> source, std::map<Code, char32_t> corrections) {
+  return std::make_unique<CorrectedSource>(std::move(source), std::move(corrections));
 }
 
 void for_each_code(Source& source, Kind kind, const CodeVisitor& visit) {

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
 
@@ -33,6 +34,9 @@ std::unique_ptr<Source> open_iconv(const std::string& name, Kind kind);
 std::unique_ptr<Source> open_icu(const std::string& name, Kind kind);
 // A codeset already in memory; its fixed part included. UCS-2 only, but for GB18030.
 std::unique_ptr<Source> open_codeset(Codeset codeset);
+
+// `source` with its mappings of these codes and characters replaced.
+std::unique_ptr<Source> open_corrected(std::unique_ptr<Source> source, std::map<Code, char32_t> corrections);
 
 // Calls `visit` for every code worth looking at: each byte, and each extension of a code that `source` calls
 // incomplete, down to the longest code of the kind. In mixed EBCDIC all pairs from lead 0x40 to 0xFE. In
