@@ -7,4 +7,4 @@ constexpr bool ascii_alnum(char c) {
   return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
 }
 constexpr bool ascii_space(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
-constexpr bool ascii_control(char c) { return (c >= 0 && c < ' ') || c == '\x7F'; }
+constexpr bool ascii_control(char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7F'; }
