@@ -99,16 +99,25 @@ TEST(HostileTable, TheImageEndIsExact) {
     const char* family;
     size_t field;        // u16 position in units of 4 bytes
     size_t block_bytes;  // what the converters need from there
-  } rows[] = {{"ASCIISBCS", kPage, 256},  {"EBCDICSBCS", kPage, 256},          {"ASCIIDBCS", kPage, 512},
-              {"ASCIIDBCS", kRow, 512},   {"ASCIIDBCS", kRow + 2 * 0x81, 512}, {"ASCIIMBCS", kPage, 1024},
-              {"EBCDICDBCS", kPage, 512}, {"EBCDICDBCS", kRow + 2 * 0x41, 512}};
+    Bytes start;         // of the block
+  } rows[] = {
+      {"ASCIISBCS", kPage, 256, {}},
+      {"EBCDICSBCS", kPage, 256, {}},
+      {"ASCIIDBCS", kPage, 512, {}},
+      {"ASCIIDBCS", kRow, 512, {}},
+      {"ASCIIDBCS", kRow + 2 * 0x81, 512, {}},
+      {"ASCIIMBCS", kPage, 1024, {}},
+      {"ASCIIMBCS", kRow + 2 * 0xA4, 4 + 2 * 3, raw<uint16_t>({3, 0xA2})},  // a node of three children
+      {"EBCDICDBCS", kPage, 512, {}},
+      {"EBCDICDBCS", kRow + 2 * 0x41, 512, {}}};
   const Probe probe;
   for (const auto& row : rows) {
     for (const size_t missing : {size_t{0}, size_t{1}}) {
       Bytes image = family(row.family).image;
       const auto position = static_cast<uint16_t>((image.size() - 1760) / 4);
       std::memcpy(&image[row.field], &position, 2);
-      image.resize(image.size() + row.block_bytes - missing, '\0');
+      image += row.start;
+      image.resize(1760 + 4u * position + row.block_bytes - missing, '\0');
       const Codeset codeset = load_image(image);
       EXPECT_EQ(codeset->verified, missing == 0) << row.family << " " << row.field;
       expect_to_survive_all(codeset.get(), probe);
@@ -126,8 +135,8 @@ TEST(HostileTable, LiesReadAsUnmapped) {
   using namespace std::string_view_literals;
 
   // A data region far outside, where 32-bit sums would come back into the image.
-  for (const std::string_view region : {"\xFF\xFF\xFF\xFF"sv, "\0\0\xFC\xFF"sv, "\xE1\x06\0\0"sv}) {
-    const Codeset sbcs = with("ASCIISBCS", 0, region);
+  for (const uint32_t region : {0xFFFFFFFF, 0xFFFC0000, 1761u}) {
+    const Codeset sbcs = with("ASCIISBCS", 0, raw({region}));
     EXPECT_EQ(convert<FromUcs2>(sbcs.get(), units(u"A")).out, "A");
     EXPECT_EQ(convert<ToUcs2>(sbcs.get(), "\x80").out, units(u"\u20AC")) << "needs no data region";
   }
@@ -144,10 +153,10 @@ TEST(HostileTable, LiesReadAsUnmapped) {
             units(u"?A"));
   EXPECT_EQ(convert<ToUcs2>(with("ASCIIMBCS", 1248 + 0xA4, "\xFE").get(), "\xA4\xA2").result, 2);
   Bytes records = family("ASCIIMBCS").image;
-  const size_t record = records.find(Bytes("\x8F\0\0\0\0\0\0\0\0\0\0\0\0\0\1\0", 16));
+  const size_t record = records.find("\x8F" + Bytes(13, '\0') + raw<uint16_t>({1}));
   ASSERT_NE(record, Bytes::npos);
-  for (const char length : {'\x0E', '\x0F'}) {
-    records[record + 14] = length;
+  for (const uint16_t length : {uint16_t{14}, uint16_t{15}}) {
+    records.replace(record + 14, 2, raw({length}));
     const Codeset codeset = load_image(records);
     EXPECT_EQ(codeset->verified, length == 14);
     const Bytes long_code = "\x8F" + Bytes(13, '\0') + "\xB0\xA1";
@@ -197,9 +206,8 @@ TEST(HostileTable, CrowdedRangesAreNotVerified) {
 TEST(HostileTable, ATrieOfEndlessPathsLoadsAtOnce) {
   TableImage image(XCS_KIND_ASCII_MBCS, "KNOT", {{"\x8E\xA1", uint16_t{0xFF61}}});
   const auto node = static_cast<uint16_t>((image.bytes.size() - 1760) / 4);
-  image.bytes += Bytes("\x00\x01\x00\x00", 4);  // 256 children from byte 0 on, all of them the node itself
-  for (int child = 0; child < 256; ++child)
-    image.bytes += {static_cast<char>(node), static_cast<char>(node >> 8)};
+  image.bytes += raw<uint16_t>({256, 0});  // children from byte 0 on, all of them the node itself
+  for (int child = 0; child < 256; ++child) image.bytes += raw({node});
   image.set(736 + 2 * 0x81, node);
   image.set(1248 + 0x81, uint8_t{254});
   const Codeset codeset = load_image(image.bytes);

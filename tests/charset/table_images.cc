@@ -14,11 +14,6 @@ constexpr size_t kHeaderSize = 1760, kName = 16, kGbStructure = 38, kKind = 48, 
                  kSubstitute = 60;
 constexpr size_t kPages = 224, kByteEntries = 736, kClasses = 1248;
 
-template <class T>
-Bytes raw(T value) {
-  return Bytes(reinterpret_cast<const char*>(&value), sizeof value);
-}
-
 uint8_t byte_at(const Bytes& bytes, size_t index) { return static_cast<uint8_t>(bytes[index]); }
 uint16_t last_two(const Bytes& bytes) {
   return static_cast<uint16_t>(byte_at(bytes, bytes.size() - 2) << 8 | byte_at(bytes, bytes.size() - 1));
@@ -60,13 +55,13 @@ uint16_t TableImage::append(const Bytes& block) {
 
 Bytes TableImage::page_entry(size_t entry_size, const Bytes& code) {
   if (entry_size == 1) return code;
-  if (entry_size == 2) return raw(code.size() == 1 ? uint16_t{byte_at(code, 0)} : last_two(code));
-  if (code.size() == 1) return raw(uint16_t{0xFFFF}) + raw(uint16_t{byte_at(code, 0)});
+  if (entry_size == 2) return raw({code.size() == 1 ? uint16_t{byte_at(code, 0)} : last_two(code)});
+  if (code.size() == 1) return raw<uint16_t>({0xFFFF, byte_at(code, 0)});
   const auto length = static_cast<uint16_t>(code.size() - 2);
   Bytes record = code.substr(0, length);
   record.resize(14);
   bytes.resize(kHeaderSize + (bytes.size() - kHeaderSize + 15) / 16 * 16);
-  return raw(static_cast<uint16_t>(append(record + raw(length)) / 4)) + raw(last_two(code));
+  return raw({static_cast<uint16_t>(append(record + raw({length})) / 4), last_two(code)});
 }
 
 // From-Unicode pages; one empty page serves all high bytes without characters.
@@ -89,7 +84,7 @@ void TableImage::add_rows(const CodeMap& codes) {
     const bool single = code.size() == 1;
     set(kClasses + byte_at(code, 0), single ? '\1' : '\2');
     Bytes& row = rows.try_emplace(single ? uint8_t{0} : byte_at(code, 0), unmapped).first->second;
-    row.replace(2u * byte_at(code, code.size() - 1), 2, raw(unit));
+    row.replace(2u * byte_at(code, code.size() - 1), 2, raw({unit}));
   }
   const uint16_t empty = append(unmapped);
   for (size_t byte = 0; byte < 256; ++byte) set(kByteEntries + 2 * byte, empty);
@@ -110,8 +105,8 @@ uint16_t TableImage::add_trie(const CodeMap& codes, const Bytes& prefix) {
   if (children.empty()) return 0xFFFF;
   const uint16_t base = children.begin()->first;
   const auto count = static_cast<uint16_t>(children.rbegin()->first - base + 1);
-  Bytes node = raw(count) + raw(base) + Bytes(2u * count, '\xFF');
-  for (const auto& [byte, child] : children) node.replace(4 + 2u * (byte - base), 2, raw(child));
+  Bytes node = raw({count, base}) + Bytes(2u * count, '\xFF');
+  for (const auto& [byte, child] : children) node.replace(4 + 2u * (byte - base), 2, raw({child}));
   return append(node);
 }
 
@@ -129,14 +124,14 @@ void TableImage::add_gb_direction(size_t header, std::vector<GbRange> ranges,
   ranges.push_back({0xFFFF, 0xFFFF, 2, 0xFFFF});
   const auto position = [&] { return static_cast<uint32_t>((bytes.size() - kHeaderSize - 32) / 2); };
   set(header, position());
-  for (const GbRange& range : ranges) bytes += raw(range);
+  for (const GbRange& range : ranges) bytes += raw({range});
   set(header + 4, position());
   for (uint32_t block = 0, first = 0; block < 128; ++block) {
     while (ranges[first].end < block * 512) ++first;
-    bytes += raw(static_cast<uint16_t>(first));
+    bytes += raw({static_cast<uint16_t>(first)});
   }
   set(header + 8, position());
-  for (const uint16_t value : values) bytes += raw(value);
+  for (const uint16_t value : values) bytes += raw({value});
 }
 
 ScratchDirectory::ScratchDirectory() : path(mkdtemp(std::string("/tmp/charset-test-XXXXXX").data())) {

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <cstring>
+#include <initializer_list>
 #include <map>
 #include <memory>
 #include <string>
@@ -23,6 +24,12 @@ inline Units units(std::u16string_view text) { return Units(text.begin(), text.e
 struct GbRange {
   uint16_t start, end, type, value;
 };
+
+// Numbers as a table file holds them: in the byte order of the host.
+template <class T>
+Bytes raw(std::initializer_list<T> values) {
+  return Bytes(reinterpret_cast<const char*>(values.begin()), values.size() * sizeof(T));
+}
 
 class TableImage {
  public:
