@@ -44,10 +44,24 @@ class QueueCore {
   // Frees what head `index` holds, items and left-over posts, and makes it idle, if `owner` still owns it and
   // nobody waits on it. That the owner is dead is the caller's to know; it stays the owner until somebody
   // claims the head.
-  //   freed  receives the number of items
+  //   freed    receives the number of items
+  //   emptied  if not null, receives whether the head is empty and idle now: not if a reader waits on it or
+  //            another owner has it
   // Returns 0, QUEUE_NOT_INIT, lock codes, QUEUE_INVALID_KEY (no such head), QUEUE_COUNT_FAILED,
   // QUEUE_GET_FAILED (the chain is broken; nothing has changed), QUEUE_OVFL_RESET_FAILED (freed).
-  long EmptyHead(uint16_t index, _TIPCIdentifier owner, int& freed);
+  long EmptyHead(uint16_t index, _TIPCIdentifier owner, int& freed, bool* emptied = nullptr);
+
+  // Withdraws the head of `owner` under its waiting reader, which then fails with QUEUE_INVALID_ID.
+  //   withdrawn  receives whether a reader was waiting; without one nothing changes
+  // Returns 0, QUEUE_NOT_INIT, lock codes, QUEUE_COUNT_FAILED, QUEUE_GET_FAILED (damaged semaphore number),
+  // QUEUE_PUT_FAILED (withdrawn, but the reader sleeps on).
+  long WithdrawHead(_TIPCIdentifier owner, bool& withdrawn);
+
+  // Makes the withdrawn head of `owner` usable again if its reader left without taking notice, as one does
+  // whose time was up. Call it only when that reader has had time to wake: see the source.
+  //   settled  receives whether the head is no longer withdrawn
+  // Codes as WithdrawHead.
+  long RestoreHead(_TIPCIdentifier owner, bool& settled);
 
   // Puts slots that a killed process has left on no chain back on the free list, and makes itemCount tell
   // what is queued.
@@ -117,7 +131,9 @@ class QueueCore {
   long TakeFirst(_TIPCHeadItem& head, bool by_identifier, void* message);
   long ReleaseIfUnwatched(_TIPCHeadItem& head, uint16_t sem_number);
   long implAwakenAll();
-  long EmptyLocked(_TIPCHeadItem& head, _TIPCIdentifier owner, int& freed);
+  long EmptyLocked(_TIPCHeadItem& head, int& freed, bool& emptied);
+  long WithdrawLocked(_TIPCHeadItem& head, bool& withdrawn);
+  long RestoreLocked(_TIPCHeadItem& head, bool& settled);
   long FreeChain(_TIPCHeadItem& head, int& freed);
   bool MarkChain(const uint32_t& first, SlotSet& marked, int& items) const;
   long RecoverLocked(SlotSet& chained, int& recovered);

@@ -1,7 +1,17 @@
 // What a queue's owner and its repairers need beside put and get: taking without waiting, and giving back
 // what a dead user has left in its head.
+#include "ipc/naming.h"
 #include "ipc/queue_core.h"
 #include "ipc/shared_field.h"
+
+namespace {
+
+bool is_owned_by(const _TIPCHeadItem& head, _TIPCIdentifier owner) {
+  return CIPCUtils::sameIPCIdentifiers(
+      {load_shared(head.owner.process_id), load_shared(head.owner.thread_id)}, owner);
+}
+
+}  // namespace
 
 long QueueCore::TryGetBytes(long key, void* message, bool& taken) {
   static constexpr char kLocation[] = "CIPCQueue::KeyTryGet()";
@@ -21,11 +31,14 @@ long QueueCore::TryGetBytes(long key, void* message, bool& taken) {
   return UnlockAndReport({code}, kLocation);
 }
 
-long QueueCore::EmptyHead(uint16_t index, _TIPCIdentifier owner, int& freed) {
+long QueueCore::EmptyHead(uint16_t index, _TIPCIdentifier owner, int& freed, bool* emptied) {
   static constexpr char kLocation[] = "CIPCQueue::EmptyHead()";
   freed = 0;
+  bool done = false;
   if (const long code = LockFor(kLocation)) return code;
-  const long code = index < VCapacity ? EmptyLocked(VHeads[index], owner, freed) : QUEUE_INVALID_KEY;
+  long code = index < VCapacity ? 0 : QUEUE_INVALID_KEY;
+  if (code == 0 && is_owned_by(VHeads[index], owner)) code = EmptyLocked(VHeads[index], freed, done);
+  if (emptied != nullptr) *emptied = done;
   return UnlockAndReport({code}, kLocation);
 }
 
@@ -33,20 +46,60 @@ long QueueCore::EmptyHeadOf(_TIPCIdentifier identifier) {
   static constexpr char kLocation[] = "CIPCQueue::EmptyHeadOf()";
   if (const long code = LockFor(kLocation)) return code;
   int freed = 0;
+  bool emptied = false;
   _TIPCHeadItem* const head = FindOwned(identifier);
-  return UnlockAndReport({head == nullptr ? 0 : EmptyLocked(*head, identifier, freed)}, kLocation);
+  return UnlockAndReport({head == nullptr ? 0 : EmptyLocked(*head, freed, emptied)}, kLocation);
 }
 
-long QueueCore::EmptyLocked(_TIPCHeadItem& head, _TIPCIdentifier owner, int& freed) {
+long QueueCore::EmptyLocked(_TIPCHeadItem& head, int& freed, bool& emptied) {
   uint16_t sem_number = 0;
   int waiters = 0;
-  if (FindOwned(owner) != &head) return 0;
   if (!SemNumberOf(head, sem_number)) return QUEUE_GET_FAILED;
   if (const long code = VSemaphores.implWaitCount(sem_number, waiters)) return code;
   if (waiters > 0) return 0;
   if (const long code = FreeChain(head, freed)) return code;
   VSemaphores.implDrain_ID(sem_number);
   store_shared(head.state, HEAD_IDLE);
+  emptied = true;
+  return 0;
+}
+
+long QueueCore::WithdrawHead(_TIPCIdentifier owner, bool& withdrawn) {
+  static constexpr char kLocation[] = "CIPCQueue::WithdrawHead()";
+  withdrawn = false;
+  if (const long code = LockFor(kLocation)) return code;
+  _TIPCHeadItem* const head = FindOwned(owner);
+  return UnlockAndReport({head == nullptr ? 0 : WithdrawLocked(*head, withdrawn)}, kLocation);
+}
+
+// A reader that comes later would overwrite the state and sleep: so only under one that waits.
+long QueueCore::WithdrawLocked(_TIPCHeadItem& head, bool& withdrawn) {
+  uint16_t sem_number = 0;
+  int waiters = 0;
+  if (!SemNumberOf(head, sem_number)) return QUEUE_GET_FAILED;
+  if (const long code = VSemaphores.implWaitCount(sem_number, waiters)) return code;
+  if (waiters == 0) return 0;
+  withdrawn = true;
+  store_shared(head.state, HEAD_WITHDRAWN);
+  return VSemaphores.implPut_ID(sem_number);
+}
+
+long QueueCore::RestoreHead(_TIPCIdentifier owner, bool& settled) {
+  static constexpr char kLocation[] = "CIPCQueue::RestoreHead()";
+  settled = true;
+  if (const long code = LockFor(kLocation)) return code;
+  _TIPCHeadItem* const head = FindOwned(owner);
+  return UnlockAndReport({head == nullptr ? 0 : RestoreLocked(*head, settled)}, kLocation);
+}
+
+// The post of the withdrawal still lies there: no reader will come for it. Without the post one is on its way
+// to the lock; made idle under it the head would let it sleep again.
+long QueueCore::RestoreLocked(_TIPCHeadItem& head, bool& settled) {
+  uint16_t sem_number = 0;
+  if (load_shared(head.state) != HEAD_WITHDRAWN) return 0;
+  if (!SemNumberOf(head, sem_number)) return QUEUE_GET_FAILED;
+  settled = VSemaphores.implTryGet_ID(sem_number) == QueueSemaphores::WaitEnd::kTaken;
+  if (settled) store_shared(head.state, HEAD_IDLE);
   return 0;
 }
 
