@@ -38,7 +38,7 @@ void start_server(Serve serve) {
 // The stand-in's queue with a server that echoes: no decoding, no decisions.
 void serve_queue(int ready) {
   QueueOwner owner(CLI_IPC_NAME, 16);
-  if (!owner.Create().empty()) return;
+  if (!owner.Create()) return;
   if (write(ready, "r", 1) != 1) return;
   CIPCQueue<TCLIMessage> queue(CLI_IPC_NAME, false);
   long key = -1;

@@ -73,39 +73,39 @@ bool cut_tail(std::string_view& text, char mark, std::string_view& tail) {
 
 std::span<const FaultAction> fault_actions() { return kActions; }
 
-std::string FaultPlan::Add(std::string_view text) {
+mar::Outcome<> FaultPlan::Add(std::string_view text) {
   const size_t colon = text.find(':');
-  if (colon == std::string_view::npos) return quoted(text) + " is not WHEN:WHAT";
+  if (colon == std::string_view::npos) return mar::Failure{quoted(text) + " is not WHEN:WHAT"};
   Fault fault;
   fault.text = text;
-  std::string wrong = ParseWhen(text.substr(0, colon), fault);
-  if (wrong.empty()) wrong = ParseWhat(text.substr(colon + 1), fault);
-  if (wrong.empty()) faults_.push_back(std::move(fault));
-  return wrong;
+  auto parsed = ParseWhen(text.substr(0, colon), fault);
+  if (parsed) parsed = ParseWhat(text.substr(colon + 1), fault);
+  if (parsed) faults_.push_back(std::move(fault));
+  return parsed;
 }
 
-std::string FaultPlan::ParseWhen(std::string_view when, Fault& fault) {
+mar::Outcome<> FaultPlan::ParseWhen(std::string_view when, Fault& fault) {
   std::string_view number;
   if (cut_tail(when, '%', number) && !parse_number<uint64_t>(number, 0, 100, fault.percent)) {
-    return quoted(number) + " is not a percentage";
+    return mar::Failure{quoted(number) + " is not a percentage"};
   }
   if (cut_tail(when, '#', number) && !parse_number<uint64_t>(number, 1, UINT64_MAX, fault.only_nth)) {
-    return quoted(number) + " is not a request's number";
+    return mar::Failure{quoted(number) + " is not a request's number"};
   }
   fault.at_start = when == "start";
-  if (fault.at_start || when == "*") return "";
+  if (fault.at_start || when == "*") return {};
   uint32_t code = 0;
   if (const MessageInfo* message = find_message(when)) {
     fault.code = message->code;
   } else if (parse_number<uint32_t>(when, 0, UINT32_MAX, code)) {
     fault.code = code;
   } else {
-    return quoted(when) + " is neither a message name nor a code";
+    return mar::Failure{quoted(when) + " is neither a message name nor a code"};
   }
-  return "";
+  return {};
 }
 
-std::string FaultPlan::ParseWhat(std::string_view what, Fault& fault) {
+mar::Outcome<> FaultPlan::ParseWhat(std::string_view what, Fault& fault) {
   while (true) {
     const size_t comma = what.find(',');
     const std::string_view item = what.substr(0, comma);
@@ -113,20 +113,21 @@ std::string FaultPlan::ParseWhat(std::string_view what, Fault& fault) {
     const std::string_view name = item.substr(0, equals);
     const auto action = std::find_if(std::begin(kActions), std::end(kActions),
                                      [name](const FaultAction& row) { return row.name == name; });
-    if (action == std::end(kActions)) return quoted(name) + " is no fault";
+    if (action == std::end(kActions)) return mar::Failure{quoted(name) + " is no fault"};
     const bool has_value = equals != std::string_view::npos;
     if (has_value == action->value.empty()) {
-      return quoted(name) + (has_value ? " takes no value" : " needs a value");
+      return mar::Failure{quoted(name) + (has_value ? " takes no value" : " needs a value")};
     }
     int64_t value = 0;
     if (has_value && !parse_number(item.substr(equals + 1), action->minimum, action->maximum, value)) {
-      return quoted(item) + ": the value is no number in range";
+      return mar::Failure{quoted(item) + ": the value is no number in range"};
     }
     FaultEffects alone;
     action->apply(alone, value);
-    if (fault.at_start && !alone.fill_queue && !alone.state) return quoted(name) + " needs a request";
+    if (fault.at_start && !alone.fill_queue && !alone.state)
+      return mar::Failure{quoted(name) + " needs a request"};
     fault.actions.push_back({action, value});
-    if (comma == std::string_view::npos) return "";
+    if (comma == std::string_view::npos) return {};
     what.remove_prefix(comma + 1);
   }
 }

@@ -17,6 +17,7 @@
 
 #include "contract/queue_layout.h"
 #include "standin/answer.h"
+#include "util/outcome.h"
 
 enum class Death { kNone, kBeforeAnswer, kAfterAnswer };
 
@@ -50,8 +51,8 @@ class FaultPlan {
   FaultPlan() : FaultPlan(1) {}
   explicit FaultPlan(uint64_t seed) : random_(seed) {}
 
-  // Returns what is wrong with `text`, empty when it has been added.
-  std::string Add(std::string_view text);
+  // Adds the fault that `text` describes, or says what is wrong with the text.
+  mar::Outcome<> Add(std::string_view text);
 
   // What all matching faults do together; of two that contradict each other the later counts. Counts the
   // request.
@@ -73,8 +74,8 @@ class FaultPlan {
     uint64_t seen = 0;  // requests that it might have hit
   };
 
-  static std::string ParseWhen(std::string_view when, Fault& fault);
-  static std::string ParseWhat(std::string_view what, Fault& fault);
+  static mar::Outcome<> ParseWhen(std::string_view when, Fault& fault);
+  static mar::Outcome<> ParseWhat(std::string_view what, Fault& fault);
   static void Apply(const Fault& fault, FaultEffects& effects);
 
   std::vector<Fault> faults_;

@@ -1,10 +1,13 @@
 // mar-standin: a stand-in for the measurement engine, for trying and testing its clients.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -15,10 +18,17 @@
 
 namespace {
 
-enum ExitStatus { kServed = 0, kFailed = 1, kBadUsage = 2 };
+enum ExitStatus { kServed = 0, kFailed = 1, kBadUsage = 2, kEngineRunsHere = 3 };
 
-// Heads have 16-bit semaphore numbers from 2 on; the system's limit on a semaphore set is usually lower.
-constexpr int kMaxSlots = 65533;
+// The engine itself takes one head.
+constexpr int kMinSlots = 2;
+
+// Each head takes a semaphore, and the queue two more, out of one set. Their numbers have 16 bits.
+int max_slots() {
+  int set_size = 0;
+  std::ifstream("/proc/sys/kernel/sem") >> set_size;
+  return std::clamp(set_size - 2, kMinSlots, 65533);
+}
 
 struct Arguments {
   std::string name = CLI_IPC_NAME;
@@ -71,13 +81,16 @@ std::string footer() {
   for (const MessageInfo& message : known_messages()) {
     text += "  " + std::to_string(message.code) + ' ' + message.name + '\n';
   }
-  return text + "\nExit status: 0 ended as asked, 1 no queue or queue lost, 2 wrong usage.";
+  return text +
+         "\nExit status: 0 ended as asked, 1 no queue or queue lost, 2 wrong usage, 3 an engine runs here "
+         "already.";
 }
 
 void define_options(CLI::App& app, Arguments& arguments) {
   app.add_option("--name", arguments.name, "Control file, without instance suffix")->capture_default_str();
-  app.add_option("--slots", arguments.slots, "Message slots, and heads, of the queue")
-      ->check(CLI::Range(1, kMaxSlots))
+  app.add_option("--slots", arguments.slots,
+                 "Message slots, and heads, of the queue; /proc/sys/kernel/sem limits them")
+      ->check(CLI::Range(kMinSlots, max_slots()))
       ->capture_default_str();
   app.add_option("--fault", arguments.faults, "Misbehave; may be repeated")
       ->type_name("FAULT")
@@ -89,7 +102,7 @@ void define_options(CLI::App& app, Arguments& arguments) {
       ->capture_default_str();
   app.add_option("--ready-fd", arguments.ready_fd, "Write \"ready\" to this descriptor too, then close it")
       ->type_name("FD")
-      ->check(CLI::Range(0, 65535));
+      ->check(CLI::NonNegativeNumber);
   app.add_flag("--json", arguments.json, "One JSON object for each line");
   auto* quiet = app.add_flag("-q,--quiet", arguments.quiet, "No line for each request");
   app.add_flag("-v,--verbose", arguments.verbose, "Also tell of heads freed and the like")->excludes(quiet);
@@ -120,10 +133,9 @@ int serve(const Arguments& arguments, EngineOptions options) {
   StandInEngine engine(std::move(options));
   running = &engine;
   install_signal_handlers();
-  const std::string wrong = engine.Start();
-  if (!wrong.empty()) {
-    put_line(STDERR_FILENO, notice_line(form, "failed", wrong));
-    return kFailed;
+  if (const auto started = engine.Start(); !started) {
+    put_line(STDERR_FILENO, notice_line(form, "failed", started.reason()));
+    return started.code() == mar::standin::ControlFile::kInUse ? kEngineRunsHere : kFailed;
   }
   put_line(STDOUT_FILENO, notice_line(form, "ready", ""));
   if (arguments.ready_fd >= 0) {
@@ -133,14 +145,26 @@ int serve(const Arguments& arguments, EngineOptions options) {
   return engine.Run() ? kServed : kFailed;
 }
 
+int bad_usage(const std::string& why) {
+  put_line(STDERR_FILENO, "mar-standin: " + why);
+  return kBadUsage;
+}
+
+bool is_writable(int descriptor) {
+  const int flags = fcntl(descriptor, F_GETFL);
+  return flags != -1 && (flags & O_ACCMODE) != O_RDONLY;
+}
+
 int run(const Arguments& arguments) {
   EngineOptions options = engine_options(arguments);
   options.faults = FaultPlan(arguments.seed);
   for (const std::string& fault : arguments.faults) {
-    const std::string wrong = options.faults.Add(fault);
-    if (wrong.empty()) continue;
-    put_line(STDERR_FILENO, std::string("mar-standin: --fault ").append(fault).append(": ").append(wrong));
-    return kBadUsage;
+    const auto added = options.faults.Add(fault);
+    if (!added) return bad_usage("--fault " + fault + ": " + added.reason());
+  }
+  const int descriptor = arguments.ready_fd;
+  if (descriptor >= 0 && !is_writable(descriptor)) {
+    return bad_usage("--ready-fd " + std::to_string(descriptor) + ": not open for writing");
   }
   return serve(arguments, std::move(options));
 }

@@ -1,8 +1,6 @@
 #include "standin/queue_owner.h"
 
-#include <fcntl.h>
 #include <sys/sem.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -11,7 +9,12 @@
 #include "contract/names.h"
 #include "ipc/naming.h"
 
+using mar::standin::ControlFile;
+
 namespace {
+
+// How long a client of another process namespace, seen waiting, counts as living.
+constexpr std::chrono::seconds kLifeSignHolds{5};
 
 bool same(_TIPCIdentifier a, _TIPCIdentifier b) { return CIPCUtils::sameIPCIdentifiers(a, b); }
 
@@ -20,19 +23,27 @@ bool is_client(_TIPCIdentifier owner) { return !same(owner, NULL_IPC_ID) && !sam
 // Owns the slots of a queue that we have filled ourselves. No thread has this number.
 _TIPCIdentifier filler() { return {static_cast<uint32_t>(getpid()), NULL_IPC_ID.thread_id}; }
 
-std::string failure(const std::string& step) { return step + ": " + std::strerror(errno); }
+mar::Failure failure(const std::string& step) { return {step + ": " + std::strerror(errno)}; }
+
+// The system's limits are the usual reason, and the error alone does not tell which.
+mar::Failure semaphores_failure(uint16_t slots) {
+  if (errno != EINVAL && errno != ENOSPC) return failure("the queue's semaphores");
+  return {"too many slots: the queue needs a set of " + std::to_string(slots + 2) +
+          " semaphores, see /proc/sys/kernel/sem: " + std::strerror(errno)};
+}
 
 bool remove_semaphores(key_t key) {
   const int set = semget(key, 0, 0);
   return set == -1 || semctl(set, 0, IPC_RMID) == 0;
 }
 
-// Removes whatever the keys lead to. Returns what could not be removed and why, or an empty text.
-std::string remove_objects(const IpcKeys& keys) {
-  if (!remove_semaphores(keys.queue_semaphores)) return failure("queue semaphores");
-  if (!remove_semaphores(keys.segment_semaphores)) return failure("segment semaphores");
+// Removes whatever the keys lead to.
+mar::Outcome<> remove_objects(const IpcKeys& keys) {
+  if (!remove_semaphores(keys.queue_semaphores)) return failure("a dead engine's queue semaphores");
+  if (!remove_semaphores(keys.segment_semaphores)) return failure("a dead engine's segment semaphores");
   errno = getAndRemoveSharedMemory(keys.segment, 1);
-  return errno == 0 ? "" : failure("segment");
+  if (errno != 0) return failure("a dead engine's segment");
+  return {};
 }
 
 }  // namespace
@@ -51,41 +62,36 @@ void lay_out_queue(void* base, uint64_t size_bytes) {
   }
 }
 
-std::string QueueOwner::Create() {
-  std::string wrong = TakeControlFile();
-  if (wrong.empty()) wrong = MakeQueue();
-  if (!wrong.empty()) Remove();
-  return wrong;
+mar::Outcome<> QueueOwner::Create() {
+  auto created = TakeOver();
+  if (created) created = MakeQueue();
+  if (!created) Remove();
+  return created;
 }
 
-// Makes sure of the file and that its keys lead to nothing. A dead engine's segment, if no smaller than ours,
-// would be used again, and everybody would compute another number of slots from its size.
-std::string QueueOwner::TakeControlFile() {
+// Takes the control file and makes sure that its keys lead to nothing. A dead engine's segment, if no smaller
+// than ours, would be used again, and everybody would compute another number of slots from its size.
+mar::Outcome<> QueueOwner::TakeOver() {
   char built[kSegmentNameLimit + 1];
   CIPCUtils::createIPCName(name_.c_str(), nullptr, kSegmentNameLimit, built);
-  const std::string path = built;
-  IpcKeys keys;
-  if (!impl_ipc_keys(built, keys)) {
-    const std::string directory = path.substr(0, path.rfind('/'));
-    if (mkdir(directory.c_str(), 0777) == 0) made_directory_ = directory;
-    const int fd = open(built, O_RDONLY | O_CREAT | O_CLOEXEC, 0666);
-    if (fd < 0 || !impl_ipc_keys(built, keys)) return failure("control file " + path);
-    close(fd);
-    control_file_ = path;
+  if (auto taken = control_file_.take(built); !taken) return taken;
+  // An engine of another make does not lock its file.
+  if (CkesSharedMemory(name_.c_str(), false).CreatorAlive()) {
+    control_file_.release();
+    return mar::Failure{std::string("an engine runs here already: ") + built, ControlFile::kInUse};
   }
-  if (CkesSharedMemory(name_.c_str(), false).CreatorAlive()) return "an engine already serves " + path;
-  control_file_ = path;
+  IpcKeys keys;
+  if (!impl_ipc_keys(built, keys)) return failure(built);
   keys_ = keys;  // from here on what they lead to is ours to remove
-  const std::string wrong = remove_objects(keys);
-  return wrong.empty() ? "" : "a dead engine's " + wrong;
+  return remove_objects(keys);
 }
 
 // Until the queue's semaphore set exists no client can open the queue, and until the lock is free none can
 // use it.
-std::string QueueOwner::MakeQueue() {
+mar::Outcome<> QueueOwner::MakeQueue() {
   const uint64_t size_bytes = kCommandQueueLayout.segment_size_bytes(slots_);
   block_.emplace(name_.c_str(), size_bytes, false);
-  if (!block_->IsInitialized()) return failure("the segment of " + control_file_);
+  if (!block_->IsInitialized()) return failure("the segment of " + control_file_.path());
   char built[kQueueNameLimit + 1];
   CIPCUtils::createIPCName(name_.c_str(), nullptr, kQueueNameLimit, built);
   if (block_->Lock() != 0) return failure("the segment's lock");
@@ -94,11 +100,12 @@ std::string QueueOwner::MakeQueue() {
   const int error = errno;
   block_->Unlock();
   errno = error;
-  if (!made) return failure("the queue's semaphores");
+  if (!made) return semaphores_failure(slots_);
   queue_.emplace(name_.c_str(), false);
   if (!queue_->IsInitialized() || queue_->Capacity() != slots_)
-    return "the queue was changed while it was made";
-  return OpenHead() ? "" : "the engine's head cannot be opened";
+    return mar::Failure{"the queue was changed while it was made"};
+  if (!OpenHead()) return mar::Failure{"the engine's head cannot be opened"};
+  return {};
 }
 
 bool QueueOwner::OpenHead() {
@@ -114,15 +121,14 @@ void QueueOwner::Remove() {
       block_ && !block_->CreatorAlive() && CkesSharedMemory(name_.c_str(), false).CreatorAlive();
   if (!replaced) {
     if (queue_) queue_->SetState(IPCQUEUE_DESTROY);
-    if (keys_) remove_objects(*keys_);
-    if (!control_file_.empty()) unlink(control_file_.c_str());
-    if (!made_directory_.empty()) rmdir(made_directory_.c_str());
+    if (keys_) (void)remove_objects(*keys_);
+    control_file_.remove();
   }
+  control_file_.release();
   queue_.reset();
   block_.reset();
   keys_.reset();
-  control_file_.clear();
-  made_directory_.clear();
+  last_waits_.clear();
 }
 
 bool QueueOwner::WaitForRequest(int wait_ms) {
@@ -142,16 +148,45 @@ std::vector<_TIPCHeadItem> QueueOwner::Heads() {
   return heads;
 }
 
-int QueueOwner::Reap() {
+bool QueueOwner::Waits(const _TIPCHeadItem& head) {
+  int waiters = 0;
+  return head.semNumber >= kFirstHeadSem && head.semNumber <= slots_ + 1 &&
+         semaphores_.implWaitCount(head.semNumber, waiters) == 0 && waiters > 0;
+}
+
+bool QueueOwner::WaitedLately(_TIPCIdentifier client, Clock::time_point now) const {
+  const auto found = last_waits_.find({client.process_id, client.thread_id});
+  return found != last_waits_.end() && now - found->second < kLifeSignHolds;
+}
+
+// A client that has just been woken does not wait, and still has its answer to read: hence the memory.
+bool QueueOwner::OwnerLives(const _TIPCHeadItem& head, Clock::time_point now) {
+  if (!process_is_gone(head.owner.process_id)) return true;
+  if (Waits(head)) last_waits_[{head.owner.process_id, head.owner.thread_id}] = now;
+  return WaitedLately(head.owner, now);
+}
+
+bool QueueOwner::Lives(_TIPCIdentifier client, Clock::time_point now) {
+  if (!process_is_gone(client.process_id)) return true;
+  for (const _TIPCHeadItem& head : Heads()) {
+    if (same(head.owner, client)) return OwnerLives(head, now);
+  }
+  return WaitedLately(client, now);
+}
+
+int QueueOwner::Reap(Clock::time_point now) {
   int reaped = 0;
   const auto heads = Heads();
   for (size_t i = 0; i < heads.size(); ++i) {
     const _TIPCHeadItem& head = heads[i];
     const bool left_something = head.state != HEAD_IDLE || head.firstItem != 0;
-    if (!left_something || !is_client(head.owner) || !process_is_gone(head.owner.process_id)) continue;
+    if (!left_something || !is_client(head.owner) || OwnerLives(head, now)) continue;
     int freed = 0;
-    if (queue_->EmptyHead(static_cast<uint16_t>(i), head.owner, freed) == 0) ++reaped;
+    bool emptied = false;
+    (void)queue_->EmptyHead(static_cast<uint16_t>(i), head.owner, freed, &emptied);
+    if (emptied) ++reaped;
   }
+  std::erase_if(last_waits_, [&](const auto& entry) { return now - entry.second >= kLifeSignHolds; });
   return reaped;
 }
 
@@ -164,10 +199,10 @@ void QueueOwner::Discard(_TIPCIdentifier client) {
   }
 }
 
-bool QueueOwner::AnswersUnread() {
+bool QueueOwner::AnswersUnread(Clock::time_point now) {
   for (const _TIPCHeadItem& head : Heads()) {
     if (head.firstItem != 0 && is_client(head.owner) && !same(head.owner, filler()) &&
-        !process_is_gone(head.owner.process_id)) {
+        OwnerLives(head, now)) {
       return true;
     }
   }
@@ -175,17 +210,13 @@ bool QueueOwner::AnswersUnread() {
 }
 
 bool QueueOwner::Withdraw(_TIPCIdentifier client) {
-  const auto heads = Heads();
-  for (size_t i = 0; i < heads.size(); ++i) {
-    const uint16_t semaphore = heads[i].semNumber;
-    int waiting = 0;
-    if (!same(heads[i].owner, client) || semaphore < kFirstHeadSem || semaphore > slots_ + 1) continue;
-    if (semaphores_.implWaitCount(semaphore, waiting) != 0 || waiting == 0) continue;
-    const uint8_t withdrawn = HEAD_WITHDRAWN;
-    if (block_->Write(kCommandQueueLayout.head_offset(i), sizeof(withdrawn), &withdrawn) != 0) return false;
-    return semaphores_.implPut_ID(semaphore) == 0;
-  }
-  return false;
+  bool withdrawn = false;
+  return queue_->WithdrawHead(client, withdrawn) == 0 && withdrawn;
+}
+
+bool QueueOwner::Restore(_TIPCIdentifier client) {
+  bool settled = false;
+  return queue_->RestoreHead(client, settled) != 0 || settled;
 }
 
 void QueueOwner::Fill() {

@@ -25,14 +25,10 @@ std::string client_name(_TIPCIdentifier client) {
   return std::to_string(client.process_id) + '/' + std::to_string(client.thread_id);
 }
 
-// Why `client` cannot be answered; empty if it can. An answer to the engine itself would come back as a
-// request.
-std::string unreachable(_TIPCIdentifier client) {
-  if (CIPCUtils::sameIPCIdentifiers(client, ZARNENGINE_ID) ||
-      CIPCUtils::sameIPCIdentifiers(client, NULL_IPC_ID)) {
-    return "it is no client";
-  }
-  return process_is_gone(client.process_id) ? "its process is gone" : "";
+// An answer to the engine itself would come back as a request.
+bool is_client(_TIPCIdentifier sender) {
+  return !CIPCUtils::sameIPCIdentifiers(sender, ZARNENGINE_ID) &&
+         !CIPCUtils::sameIPCIdentifiers(sender, NULL_IPC_ID);
 }
 
 void die() {
@@ -49,16 +45,15 @@ void StandInEngine::Tell(Notice notice, const std::string& text) const {
   if (options_.on_notice) options_.on_notice(notice, text);
 }
 
-std::string StandInEngine::Start() {
+mar::Outcome<> StandInEngine::Start() {
   // Before there can be a serving thread that the runtime would take for the main one.
   CkesThreadLibrary::Initialize();
-  std::string wrong = queue_.Create();
-  if (!wrong.empty()) return wrong;
+  if (auto created = queue_.Create(); !created) return created;
   const FaultEffects effects = options_.faults.AtStart();
   full_ = effects.fill_queue;
   if (full_) queue_.Fill();
   if (effects.state) queue_.SetState(*effects.state);
-  return "";
+  return {};
 }
 
 void StandInEngine::Stop() {
@@ -90,8 +85,10 @@ bool StandInEngine::Run() {
 // False when the queue is gone.
 bool StandInEngine::Rest() {
   if (blocked_) {
-    std::this_thread::sleep_for(microseconds(rest_us_));
+    const int rest_us = rest_us_;
     rest_us_ = std::min(2 * rest_us_, kLongestRestUs);
+    if (rest_us >= 1000) return queue_.WaitForRequest(rest_us / 1000);
+    std::this_thread::sleep_for(microseconds(rest_us));
     return true;
   }
   rest_us_ = kShortestRestUs;
@@ -127,6 +124,9 @@ void StandInEngine::Accept(const TCLIMessage& request) {
   }
   const auto due = Clock::now() + milliseconds(effects.delay_ms);
   const auto give_up = due + milliseconds(options_.answer_patience_ms);
+  std::erase_if(withdrawals_, [&](const Withdrawal& withdrawal) {
+    return CIPCUtils::sameIPCIdentifiers(withdrawal.client, request.sender);  // it waits for a new answer
+  });
   Answer answer(request, effects.answer);
   jobs_.push_back({request.sender, std::move(effects), std::move(answer), due, give_up});
 }
@@ -139,7 +139,7 @@ void StandInEngine::AdvanceJobs() {
 
 // Every answer that is read leaves a free slot behind.
 void StandInEngine::StayFull() {
-  if (jobs_.empty() && !queue_.AnswersUnread()) {
+  if (jobs_.empty() && !queue_.AnswersUnread(Clock::now())) {
     queue_.Fill();
   } else {
     blocked_ = true;
@@ -157,21 +157,33 @@ bool StandInEngine::Advance(Job& job) {
   if (effects.state) {
     queue_.SetState(*effects.state);
   } else if (!effects.no_answer) {
-    wrong = unreachable(job.client);
-    if (wrong.empty()) done = effects.withdraw ? queue_.Withdraw(job.client) : PutRecords(job, wrong);
+    done = AnswerClient(job, wrong);
   }
   if (!done && Clock::now() < job.give_up) {
     blocked_ = true;
     return false;
   }
-  if (!done) wrong = "no room for too long";
-  if (!wrong.empty()) {
-    Tell(Notice::kProblem, "no answer to " + client_name(job.client) + ": " + wrong);
-    queue_.Discard(job.client);
-  }
+  if (!done && wrong.empty()) wrong = "no room for too long";
+  if (!wrong.empty()) GiveUp(job.client, wrong);
   if (effects.death == Death::kAfterAnswer) die();
   if (effects.fill_queue) full_ = true;
   if (effects.stop) stop_ = true;
+  return true;
+}
+
+// True when the answer is put or, for the reason given in `wrong`, never will be.
+bool StandInEngine::AnswerClient(Job& job, std::string& wrong) {
+  if (!is_client(job.client)) {
+    wrong = "it is no client";
+    return true;
+  }
+  if (!queue_.Lives(job.client, Clock::now())) {
+    wrong = "its process is gone";
+    return ending_;  // it may be in another process namespace and yet come to wait
+  }
+  if (!job.effects.withdraw) return PutRecords(job, wrong);
+  if (!queue_.Withdraw(job.client)) return false;
+  withdrawals_.push_back({job.client, job.give_up, Clock::now() + milliseconds(kLookRoundMs)});
   return true;
 }
 
@@ -181,9 +193,7 @@ bool StandInEngine::PutRecords(Job& job, std::string& wrong) {
   for (int round = 0; round <= queue_.slots(); ++round) {
     if (!job.record_waits && !job.answer.Next(job.record)) return true;
     job.record_waits = true;
-    const bool whole = job.record.kind == CLI_SINGLE;
-    const long code =
-        whole || queue_.HasRoomToSpare() ? queue_.PutAnswer(job.client, job.record) : QUEUE_OVERFLOW;
+    const long code = PutRecord(job);
     if (code == QUEUE_OVERFLOW) return false;
     if (code != 0) {
       wrong = "putting it failed with " + std::to_string(code);
@@ -196,10 +206,54 @@ bool StandInEngine::PutRecords(Job& job, std::string& wrong) {
   return false;
 }
 
+// A put that fails may have met what a killed process has left: an empty free list in a queue that is not
+// full.
+long StandInEngine::PutRecord(const Job& job) {
+  if (job.record.kind != CLI_SINGLE && !queue_.HasRoomToSpare()) return QUEUE_OVERFLOW;
+  const long code = queue_.PutAnswer(job.client, job.record);
+  if (code != QUEUE_PUT_FAILED || Recover() != 0) return code;
+  return queue_.PutAnswer(job.client, job.record);
+}
+
+// A client that gets no answer any more must not sleep for it.
+void StandInEngine::GiveUp(_TIPCIdentifier client, const std::string& why) {
+  Tell(Notice::kProblem, "no answer to " + client_name(client) + ": " + why);
+  queue_.Discard(client);
+  if (!is_client(client)) return;
+  if (withdrawals_.size() == kMaxJobs) withdrawals_.erase(withdrawals_.begin());
+  withdrawals_.push_back({client, Clock::now() + milliseconds(options_.answer_patience_ms)});
+  if (Settle(withdrawals_.back())) withdrawals_.pop_back();
+}
+
+// True when nothing is left to do. A head that has been withdrawn is looked at again a while later: its
+// reader may have left without taking notice.
+bool StandInEngine::Settle(Withdrawal& withdrawal) {
+  const auto now = Clock::now();
+  if (withdrawal.restore) return now >= *withdrawal.restore && queue_.Restore(withdrawal.client);
+  if (queue_.Withdraw(withdrawal.client)) withdrawal.restore = now + milliseconds(kLookRoundMs);
+  return !withdrawal.restore && now >= withdrawal.forget && !queue_.Lives(withdrawal.client, now);
+}
+
+// Slots that killed processes have lost. Damage that stays is told once.
+long StandInEngine::Recover() {
+  int recovered = 0;
+  const long code = queue_.Recover(recovered);
+  if (recovered > 0) Tell(Notice::kDetail, "recovered " + std::to_string(recovered) + " lost slots");
+  const bool damaged = code == QUEUE_GET_FAILED;
+  if (damaged && !damaged_) Tell(Notice::kProblem, "the queue is damaged, see mar-queue check");
+  damaged_ = damaged;
+  return code;
+}
+
 void StandInEngine::LookRound() {
   queue_.OpenHead();
-  const int reaped = queue_.Reap();
+  const auto now = Clock::now();
+  const int reaped = queue_.Reap(now);
   if (reaped > 0) Tell(Notice::kDetail, "freed " + std::to_string(reaped) + " heads of dead clients");
+  std::erase_if(withdrawals_, [this](Withdrawal& withdrawal) { return Settle(withdrawal); });
+  if (now < next_recovery_) return;
+  Recover();
+  next_recovery_ = now + milliseconds(queue_.slots());  // it reads every slot under the lock
 }
 
 // What has been asked is still answered, and those who have been answered may still read.
@@ -207,10 +261,11 @@ void StandInEngine::End() {
   const auto deadline = Clock::now() + milliseconds(kEndPatienceMs);
   const auto rest = [] { std::this_thread::sleep_for(microseconds(kShortestRestUs)); };
   full_ = false;
+  ending_ = true;
   queue_.Unfill();
   for (TakeRequests(), AdvanceJobs(); !jobs_.empty() && Clock::now() < deadline; AdvanceJobs()) rest();
   queue_.SetState(IPCQUEUE_CLOSE);
-  while (queue_.AnswersUnread() && Clock::now() < deadline) rest();
+  while (queue_.AnswersUnread(Clock::now()) && Clock::now() < deadline) rest();
 }
 
 std::vector<ServedRequest> StandInEngine::Requests() const {

@@ -43,7 +43,7 @@ struct EngineOptions {
   std::string name = CLI_IPC_NAME;
   uint16_t slots = 16;
   FaultPlan faults;
-  int answer_patience_ms = 5000;  // how long one record of an answer waits for room while its client lives
+  int answer_patience_ms = 5000;  // how long one record of an answer waits for room, and for its client
   bool keep_requests = false;     // for Requests(); memory grows with them
 
   // Called on the serving thread, on_request before the answer is put. May be empty.
@@ -56,8 +56,8 @@ class StandInEngine {
  public:
   explicit StandInEngine(EngineOptions options);
 
-  // Makes the queue. Returns what went wrong, or an empty text. The calling process is the queue's creator.
-  std::string Start();
+  // Makes the queue; see QueueOwner::Create. The calling process is the queue's creator.
+  mar::Outcome<> Start();
 
   // Serves until it is stopped by Stop, an accepted stop request or a fault; then finishes what it has been
   // asked, gives living clients time to read it, 2 seconds at most for both, and removes the queue. False
@@ -86,11 +86,23 @@ class StandInEngine {
     bool record_waits = false;  // for room
   };
 
+  // A client whose answer was given up. Its reader is to fail, now or when it comes to wait.
+  struct Withdrawal {
+    _TIPCIdentifier client;
+    Clock::time_point forget;                       // a client that does not seem to live by then
+    std::optional<Clock::time_point> restore = {};  // once its head is withdrawn: when to look at it again
+  };
+
   void TakeRequests();
   void Accept(const TCLIMessage& request);
   void AdvanceJobs();
   bool Advance(Job& job);
+  bool AnswerClient(Job& job, std::string& wrong);
   bool PutRecords(Job& job, std::string& wrong);
+  long PutRecord(const Job& job);
+  void GiveUp(_TIPCIdentifier client, const std::string& why);
+  bool Settle(Withdrawal& withdrawal);
+  long Recover();
   bool Rest();
   void StayFull();
   void LookRound();
@@ -101,9 +113,13 @@ class StandInEngine {
   QueueOwner queue_;
   EngineModel model_;
   std::list<Job> jobs_;
+  std::vector<Withdrawal> withdrawals_;
   bool blocked_ = false;  // a job that is due could not be finished in the last round
   int rest_us_ = 0;       // before the next round, while blocked
   bool full_ = false;     // keeps every slot taken
+  bool ending_ = false;   // no time to wait for clients that do not seem to live
+  bool damaged_ = false;  // a chain is broken, as last reported
+  Clock::time_point next_recovery_;
   uint64_t served_ = 0;
   std::atomic<bool> stop_ = false;
 

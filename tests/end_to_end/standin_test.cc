@@ -15,6 +15,7 @@
 #include "engine_client/exchange.h"
 #include "ipc/naming.h"
 #include "tests/end_to_end/scripted_engine.h"
+#include "tests/support/kernel_objects.h"
 #include "tests/support/program.h"
 
 namespace {
@@ -55,6 +56,13 @@ struct Standin : RawSegment {
   uint16_t slots = 0;
 };
 
+// mar-standin with its standard error in the output, too.
+std::vector<std::string> standin_command(const std::vector<std::string>& options) {
+  std::vector<std::string> words{"sh", "-c", "exec \"$0\" \"$@\" 2>&1", STANDIN_PATH};
+  words.insert(words.end(), options.begin(), options.end());
+  return words;
+}
+
 std::string dump_output() { return Program({T1_PATH, "dump"}).output(); }
 
 // Sends a payload that nobody else sends and wants it back: 1, or what went wrong.
@@ -70,6 +78,56 @@ long echo(uint32_t round) {
 }
 
 }  // namespace
+
+TEST(Standin, OfTwoThatStartTogetherOneServes) {
+  for (int pair = 0; pair < 30; ++pair) {
+    Program one(standin_command({"--quiet"})), other(standin_command({"--quiet"}));
+    const std::string line = one.line(), other_line = other.line();
+    ASSERT_NE(line == "ready", other_line == "ready") << pair << ": " << line << ", " << other_line;
+    Program& engine = line == "ready" ? one : other;
+    Program& late = line == "ready" ? other : one;
+    EXPECT_EQ(line == "ready" ? other_line : line,
+              "failed: an engine runs here already: /var/zarn/controls_cl.zarn");
+    EXPECT_EQ(late.status(), 3);
+    ASSERT_EQ(dump_output(), "mar_dump worked!\n") << pair;
+    kill(engine.pid(), SIGTERM);
+    ASSERT_EQ(engine.status(), 0);
+    ASSERT_EQ(kernel_objects(), 0) << pair;
+    ASSERT_NE(access(CLI_IPC_NAME, F_OK), 0) << pair;
+  }
+}
+
+TEST(Standin, SaysWhatIsWrongWithItsOptions) {
+  const struct {
+    std::vector<std::string> options;
+    const char* output;
+    int status;
+  } rows[] = {
+      {{"--slots", "1"}, "--slots: Value 1 not in range 2 to ", 2},
+      {{"--slots", "65534"}, "--slots: Value 65534 not in range 2 to ", 2},
+      {{"--ready-fd", "77"}, "mar-standin: --ready-fd 77: not open for writing\n", 2},
+      {{"--ready-fd", "0"}, "mar-standin: --ready-fd 0: not open for writing\n", 2},
+      {{"--fault", "dump"}, "mar-standin: --fault dump: \"dump\" is not WHEN:WHAT\n", 2},
+      {{"--name", "plain"}, "failed: control file plain: name its folder too, as in ./plain\n", 1},
+  };
+  for (const auto& row : rows) {
+    Program standin(
+        {"sh", "-c", "exec \"$0\" \"$@\" 2>&1 </dev/null", STANDIN_PATH, row.options[0], row.options[1]});
+    EXPECT_EQ(standin.output().rfind(row.output, 0), 0u) << row.output;
+    EXPECT_EQ(standin.status(), row.status) << row.output;
+  }
+}
+
+// The engine sees none of its clients' processes.
+TEST(Standin, ServesClientsOfOtherProcessNamespaces) {
+  Program engine({"unshare", "--pid", "--fork", "--kill-child", STANDIN_PATH, "-v", "--fault",
+                  "dump:size=300000,delay=600", "--slots", "6"});
+  ASSERT_EQ(engine.line(), "ready");
+  EXPECT_EQ(dump_output(), "mar_dump worked!\n");
+  EXPECT_EQ(Program({T1_PATH, "stopeng"}).status(), 0);
+  EXPECT_EQ(engine.output().find("freed"), std::string::npos);
+  EXPECT_EQ(engine.status(), 0);
+}
 
 TEST(Standin, AnswersEachOfManyClientsItsOwn) {
   Standin engine({"--slots", "40", "--fault", "*:echo"});

@@ -33,14 +33,14 @@ TEST(FaultPlan, RefusesWhatItDoesNotUnderstand) {
       {"dump:result=2147483648", "\"result=2147483648\": the value is no number in range"},
       {"dump:size=-1", "\"size=-1\": the value is no number in range"},
   };
-  for (const auto& row : rows) EXPECT_EQ(FaultPlan().Add(row.text), row.want) << row.text;
-  for (const FaultAction& action : fault_actions()) EXPECT_EQ(FaultPlan().Add(action.example), "");
+  for (const auto& row : rows) EXPECT_EQ(FaultPlan().Add(row.text).reason(), row.want) << row.text;
+  for (const FaultAction& action : fault_actions()) EXPECT_EQ(FaultPlan().Add(action.example).reason(), "");
 }
 
 TEST(FaultPlan, HitsTheRequestsItNames) {
   FaultPlan plan;
   for (const char* fault : {"dump#2:result=-5", "126:marker=7", "*:delay=1", "dump:delay=2", "start:close"}) {
-    ASSERT_EQ(plan.Add(fault), "");
+    ASSERT_EQ(plan.Add(fault).reason(), "");
   }
   struct {
     uint32_t code;
@@ -68,7 +68,7 @@ TEST(FaultPlan, HitsTheRequestsItNames) {
 TEST(FaultPlan, DrawsTheSameLotsFromTheSameSeed) {
   const auto hits = [](uint64_t seed, const char* fault) {
     FaultPlan plan(seed);
-    EXPECT_EQ(plan.Add(fault), "");
+    EXPECT_EQ(plan.Add(fault).reason(), "");
     std::string pattern;
     for (int i = 0; i < 200; ++i) pattern += plan.ForRequest(125).no_answer ? 'x' : '.';
     return pattern;
@@ -103,7 +103,7 @@ TEST(Answer, IsFramedAndFilledAsTold) {
   };
   for (const auto& row : rows) {
     FaultPlan plan;
-    ASSERT_EQ(plan.Add(row.fault), "");
+    ASSERT_EQ(plan.Add(row.fault).reason(), "");
     const FaultEffects effects = plan.ForRequest(117);
     AnswerShape shape = effects.answer;
     shape.result = effects.result.value_or(MAR_OK);

@@ -142,6 +142,12 @@ TEST(RequestLine, StaysOneLineWhateverARequestHolds) {
             "request 7 from 12/34: add-threshold a=4 b=0 c=0 d=0 e=0 numbers=[0,2,1] identifier=\"" +
                 identifier + "ab\" pattern=\"a\\\"\\n\\ufffd\" host=\"" + host +
                 "\" application=\"\" transaction=\"\" -> -4 (*:result=-4)");
+  std::string padding;
+  for (int i = 1; i < 512; ++i) padding += "\\u0000";
+  TCLIMessage lying = suffix(4000);
+  lying.sender = {1, 2};
+  EXPECT_EQ(request_line(LineForm::kPlain, 7, lying, -4, ""),
+            "request 7 from 1/2: set-correlator-suffix suffix=\"x" + padding + "\" length=4000 -> -4");
   EXPECT_EQ(request_line(LineForm::kJson, 8, of_kind(request_of(117, kNoBytes, 3), 2), -4, "")
                 .find(R"({"event":"request","number":8,"process":)"),
             0u);

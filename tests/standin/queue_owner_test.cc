@@ -9,6 +9,7 @@
 #include "ipc/naming.h"
 #include "tests/standin/requests.h"
 #include "tests/support/child.h"
+#include "tests/support/files.h"
 #include "tests/support/kernel_objects.h"
 
 namespace {
@@ -20,7 +21,7 @@ bool exists(const char* path) { return access(path, F_OK) == 0; }
 // Creates a queue and lives until it is killed.
 long create_and_stay(uint16_t slots) {
   QueueOwner owner(CLI_IPC_NAME, slots);
-  if (owner.Create().empty()) pause();
+  if (owner.Create()) pause();
   return 0;
 }
 
@@ -32,7 +33,7 @@ bool engine_lives() {
 
 TEST(QueueOwner, LaysTheSegmentOutToTheByte) {
   QueueOwner owner(CLI_IPC_NAME, 2);
-  ASSERT_EQ(owner.Create(), "");
+  ASSERT_EQ(owner.Create().reason(), "");
   std::vector<uint8_t> want(12 + 2 * 16 + 2 * 10264, 0);
   const uint8_t header_and_heads[44] = {
       0, 0, 1, 0, 44,   0,    0,    0,    0,    0,    0,    0,  // one head claimed; first free slot
@@ -52,7 +53,7 @@ TEST(QueueOwner, TakesEverythingAwayThatItMade) {
   for (const bool directory_was_there : {false, true}) {
     if (directory_was_there) mkdir("/var/zarn", 0755);
     QueueOwner owner(CLI_IPC_NAME, 3);
-    ASSERT_EQ(owner.Create(), "");
+    ASSERT_EQ(owner.Create().reason(), "");
     EXPECT_EQ(kernel_objects(), 3);
     owner.Remove();
     EXPECT_EQ(kernel_objects(), 0);
@@ -63,10 +64,10 @@ TEST(QueueOwner, TakesEverythingAwayThatItMade) {
 
 TEST(QueueOwner, ServesEachInstanceApart) {
   QueueOwner plain(CLI_IPC_NAME, 2);
-  ASSERT_EQ(plain.Create(), "");
+  ASSERT_EQ(plain.Create().reason(), "");
   setenv("ARM_AGENT_PREFIX", "two", 1);
   QueueOwner second(CLI_IPC_NAME, 3);
-  EXPECT_EQ(second.Create(), "");
+  EXPECT_EQ(second.Create().reason(), "");
   EXPECT_EQ(segment_bytes("/var/zarn/controls_cl.zarn.two").size(), 12u + 3 * 10280);
   second.Remove();
   unsetenv("ARM_AGENT_PREFIX");
@@ -78,11 +79,11 @@ TEST(QueueOwner, LeavesALivingEngineAloneAndReplacesADeadOne) {
   Child engine([] { return create_and_stay(8); });
   ASSERT_TRUE(engine_lives());
   QueueOwner owner(CLI_IPC_NAME, 2);
-  EXPECT_EQ(owner.Create(), "an engine already serves /var/zarn/controls_cl.zarn");
+  EXPECT_EQ(owner.Create().reason(), "an engine runs here already: /var/zarn/controls_cl.zarn");
   EXPECT_TRUE(CommandQueue(CLI_IPC_NAME, false).CreatorAlive());
   engine.kill();
   // The dead engine's segment is larger: reused, it would give everybody else another number of slots.
-  ASSERT_EQ(owner.Create(), "");
+  ASSERT_EQ(owner.Create().reason(), "");
   EXPECT_EQ(segment_bytes(CLI_IPC_NAME).size(), 12u + 2 * 10280);
   EXPECT_EQ(semaphore_values(CLI_IPC_NAME, 3).size(), 4u);
   EXPECT_EQ(kernel_objects(), 3);
@@ -90,7 +91,7 @@ TEST(QueueOwner, LeavesALivingEngineAloneAndReplacesADeadOne) {
 
 TEST(QueueOwner, LeavesItsSuccessorAlone) {
   QueueOwner owner(CLI_IPC_NAME, 2);
-  ASSERT_EQ(owner.Create(), "");
+  ASSERT_EQ(owner.Create().reason(), "");
   CkesSharedMemory successor(CLI_IPC_NAME, 12 + 10280, true);  // takes over our larger segment
   ASSERT_TRUE(successor.IsInitialized());
   owner.Remove();
@@ -98,21 +99,84 @@ TEST(QueueOwner, LeavesItsSuccessorAlone) {
   EXPECT_TRUE(CkesSharedMemory(CLI_IPC_NAME, false).CreatorAlive());
 }
 
+// The old engine's file is deleted under it, and a new engine serves under the name.
+TEST(QueueOwner, LeavesAControlFileThatIsNoLongerItsOwn) {
+  QueueOwner owner(CLI_IPC_NAME, 2), successor(CLI_IPC_NAME, 2);
+  ASSERT_EQ(owner.Create().reason(), "");
+  unlink(CLI_IPC_NAME);
+  ASSERT_EQ(successor.Create().reason(), "");
+  owner.Remove();
+  EXPECT_TRUE(CommandQueue(CLI_IPC_NAME, false).CreatorAlive());
+}
+
 TEST(QueueOwner, SaysWhyThereIsNoQueue) {
-  QueueOwner nowhere("/nowhere/at/all", 2);
-  EXPECT_EQ(nowhere.Create(), "control file /nowhere/at/all: No such file or directory");
+  ASSERT_EQ(mkfifo("/var/zarn/fifo", 0600), 0);
+  const std::pair<const char*, const char*> rows[] = {
+      {"/nowhere/at/all", "control file /nowhere/at/all: No such file or directory"},
+      {"/var/zarn", "control file /var/zarn: not a regular file"},
+      {"/var/zarn/fifo", "control file /var/zarn/fifo: not a regular file"},
+      {"plain", "control file plain: name its folder too, as in ./plain"},
+  };
+  for (const auto& [name, want] : rows) EXPECT_EQ(QueueOwner(name, 2).Create().reason(), want);
+  EXPECT_FALSE(exists("plain"));
   // This namespace's limit on the size of a semaphore set.
-  if (!(std::ofstream("/proc/sys/kernel/sem") << "5 32000 500 10" << std::flush))
-    GTEST_SKIP() << "fixed limits";
+  static constexpr char kLimits[] = "/proc/sys/kernel/sem";
+  const std::string before = read_file(kLimits);
+  if (!(std::ofstream(kLimits) << "5 32000 500 10" << std::flush)) GTEST_SKIP() << "fixed limits";
   QueueOwner too_many(CLI_IPC_NAME, 4);
-  EXPECT_EQ(too_many.Create(), "the queue's semaphores: Invalid argument");
+  EXPECT_EQ(
+      too_many.Create().reason(),
+      "too many slots: the queue needs a set of 6 semaphores, see /proc/sys/kernel/sem: Invalid argument");
+  write_file(kLimits, before);
   EXPECT_EQ(kernel_objects(), 0);
   EXPECT_FALSE(exists(CLI_IPC_NAME));
 }
 
+// To us, a client of another process namespace has the number of no process.
+TEST(QueueOwner, TakesADeadClientForAliveWhileItWaits) {
+  QueueOwner owner(CLI_IPC_NAME, 3);
+  ASSERT_EQ(owner.Create().reason(), "");
+  const auto nobody = static_cast<uint32_t>(Child([] { return long{getpid()}; }).result());
+  const _TIPCIdentifier waiting{nobody, 1}, gone{nobody, 2};
+  Child reader([&] {
+    CommandQueue queue(CLI_IPC_NAME, false);
+    TCLIMessage answer;
+    return queue.Get(waiting, answer) != 0 ? 1 : pause();
+  });
+  const auto now = QueueOwner::Clock::now();
+  ASSERT_TRUE(eventually([&] { return owner.Lives(waiting, now); }));
+  EXPECT_FALSE(owner.Lives(gone, now));
+  ASSERT_EQ(owner.PutAnswer(gone, {}), 0);
+  EXPECT_EQ(owner.Reap(now), 1) << "the one that does not wait";
+  kill(reader.pid(), SIGSTOP);  // as if woken and not yet at the lock
+  waitpid(reader.pid(), nullptr, WUNTRACED);
+  ASSERT_EQ(owner.PutAnswer(waiting, {}), 0);
+  EXPECT_EQ(owner.Reap(now), 0) << "its answer is still to be read";
+  EXPECT_EQ(owner.Reap(now + std::chrono::seconds(6)), 1);
+}
+
+// A reader whose time is up leaves state and post of the withdrawal behind.
+TEST(QueueOwner, BringsAWithdrawnHeadBackIntoUse) {
+  QueueOwner owner(CLI_IPC_NAME, 2);
+  ASSERT_EQ(owner.Create().reason(), "");
+  const _TIPCIdentifier client{static_cast<uint32_t>(getpid()), 1};
+  ASSERT_EQ(owner.PutAnswer(client, {}), 0);
+  owner.Discard(client);
+  CkesSharedMemory memory(CLI_IPC_NAME, false);
+  const auto state = [&]() -> uint8_t& { return static_cast<uint8_t*>(memory.GetAddress())[12 + 16]; };
+  state() = HEAD_WITHDRAWN;
+  EXPECT_FALSE(owner.Restore(client)) << "its reader may be on the way to the lock";
+  QueueSemaphores semaphores;
+  ASSERT_TRUE(semaphores.implInitialize(CLI_IPC_NAME, 0));
+  ASSERT_EQ(semaphores.implPut_ID(3), 0);
+  EXPECT_TRUE(owner.Restore(client));
+  EXPECT_EQ(state(), HEAD_IDLE);
+  EXPECT_EQ(semaphore_values(CLI_IPC_NAME, 3), (std::vector<int>{1, 0, 0, 0}));
+}
+
 TEST(QueueOwner, FreesTheHeadsOfTheDeadAndOfNobodyElse) {
   QueueOwner owner(CLI_IPC_NAME, 6);
-  ASSERT_EQ(owner.Create(), "");
+  ASSERT_EQ(owner.Create().reason(), "");
   const auto self = static_cast<uint32_t>(getpid());
   const TCLIMessage record{};
 
@@ -127,11 +191,11 @@ TEST(QueueOwner, FreesTheHeadsOfTheDeadAndOfNobodyElse) {
   const _TIPCIdentifier nonsense{0u - static_cast<uint32_t>(getpgrp()), 1};  // to kill(), our living group
   const _TIPCIdentifier living{self, 1};
   for (const auto& client : {unread, unread, nonsense, living}) ASSERT_EQ(owner.PutAnswer(client, record), 0);
-  EXPECT_EQ(owner.Reap(), 1) << "the nonsense";
+  EXPECT_EQ(owner.Reap(QueueOwner::Clock::now()), 1) << "the nonsense";
   waiting->kill();
   idle.kill();
-  EXPECT_EQ(owner.Reap(), 2);
-  EXPECT_EQ(owner.Reap(), 0);
+  EXPECT_EQ(owner.Reap(QueueOwner::Clock::now()), 2);
+  EXPECT_EQ(owner.Reap(QueueOwner::Clock::now()), 0);
   owner.Discard(ZARNENGINE_ID);  // as for a request that names the engine as its sender
 
   const auto bytes = segment_bytes(CLI_IPC_NAME);

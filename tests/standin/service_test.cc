@@ -5,6 +5,7 @@
 
 #include "contract/payloads.h"
 #include "ipc/naming.h"
+#include "standin/messages.h"
 #include "tests/standin/requests.h"
 #include "tests/support/engine.h"
 #include "tests/support/kernel_objects.h"
@@ -88,6 +89,41 @@ TEST(Service, DiesWhenTold) {
     EXPECT_EQ(engine.Join(), Child::kNoResult);
     EXPECT_FALSE(client.queue.CreatorAlive());
   }
+}
+
+// Slots that killed processes have taken off the free list and put nowhere.
+TEST(Service, BringsLostSlotsBack) {
+  CkesSharedMemory* memory = nullptr;
+  const auto lose_slots = [&](uint32_t free_list) {
+    std::memcpy(static_cast<uint8_t*>(memory->GetAddress()) + 4, &free_list, 4);
+  };
+  EngineOptions options = with_slots(3);
+  uint32_t at_dump = 0;
+  options.on_request = [&](const ServedRequest& served) {
+    if (message_code(served.record) == CMD_DUMP) lose_slots(at_dump);
+  };
+  EngineThread engine(options);
+  CkesSharedMemory attached(CLI_IPC_NAME, false);
+  memory = &attached;
+  Client client;
+  EXPECT_EQ(client.Ask(kDump), 1) << "lost before the answer is put";
+  lose_slots(0);
+  EXPECT_TRUE(eventually([&] { return client.Ask(kPing) == 1; })) << "lost before a request is put";
+  at_dump = 7;
+  EXPECT_EQ(client.Ask(kDump), QUEUE_INVALID_ID) << "damaged for good: the client must not sleep";
+  lose_slots(0);
+  EXPECT_TRUE(eventually([&] { return client.Ask(kPing) == 1; })) << "its head is of use again";
+}
+
+TEST(Service, EndsTheWaitOfAClientForWhichThereIsNoRoom) {
+  EngineOptions options = with_slots(4);
+  options.answer_patience_ms = 50;
+  EngineThread engine(with_faults({"dump:size=30000"}, options));
+  Client client(1), idle(2);
+  for (int i = 0; i < 3; ++i) ASSERT_EQ(idle.queue.Put(idle.id, kPing), 0);
+  EXPECT_EQ(client.Ask(kDump), QUEUE_INVALID_ID);
+  EXPECT_EQ(client.Ask(kPing), 1);
+  EXPECT_EQ(idle.queue.EmptyHeadOf(idle.id), 0);  // nor is the end delayed for it
 }
 
 // A client killed between linking its request and posting it: the next look round must find the item.

@@ -13,16 +13,16 @@
 
 // {"add-edge-policy#2:result=-5", "*:echo"} as options.
 inline EngineOptions with_faults(std::initializer_list<const char*> faults, EngineOptions options = {}) {
-  for (const char* fault : faults) EXPECT_EQ(options.faults.Add(fault), "");
+  for (const char* fault : faults) EXPECT_EQ(options.faults.Add(fault).reason(), "");
   return options;
 }
 
 class EngineThread {
  public:
   explicit EngineThread(EngineOptions options = {}) : engine_(keeping_requests(std::move(options))) {
-    const std::string wrong = engine_.Start();
-    EXPECT_EQ(wrong, "");
-    if (wrong.empty()) server_ = std::thread([this] { ended_well_ = engine_.Run(); });
+    const auto started = engine_.Start();
+    EXPECT_EQ(started.reason(), "");
+    if (started) server_ = std::thread([this] { ended_well_ = engine_.Run(); });
   }
   ~EngineThread() { Stop(); }
 
@@ -75,7 +75,7 @@ class EngineProcess {
     StandInEngine engine(std::move(options));
     serving = &engine;
     ::signal(SIGTERM, [](int) { serving->StopSoon(); });
-    if (!engine.Start().empty()) return 1;
+    if (!engine.Start()) return 1;
     if (write(ready_.second, "r", 1) != 1) return 2;
     close(ready_.first);
     close(ready_.second);  // so that a reader sees our end

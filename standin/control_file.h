@@ -1,0 +1,43 @@
+// The control file that a queue of ours is found by. It is locked from before the queue is made until after
+// the queue is gone, so each file has one engine, however many start at once.
+#pragma once
+
+#include <string>
+
+#include "util/outcome.h"
+
+namespace mar::standin {
+
+class ControlFile {
+ public:
+  static constexpr int kInUse = 1;  // code of a failed take(): another engine holds the file
+
+  ControlFile() = default;
+  ~ControlFile() { remove(); }
+  ControlFile(const ControlFile&) = delete;
+  ControlFile& operator=(const ControlFile&) = delete;
+
+  // Locks the file `path`. Makes it, and the folder that it lies in, if they are missing. Never waits.
+  [[nodiscard]] Outcome<> take(const std::string& path);
+
+  // Removes the file, if it is still the one that was taken, and the folder, if take() made it and it is
+  // empty. Unlocks the file last. Does nothing when no file is held.
+  void remove();
+
+  // Unlocks the file and leaves it in place.
+  void release();
+
+  // The file's path; empty when none is held.
+  const std::string& path() const { return path_; }
+
+ private:
+  bool open_or_make(const std::string& path);
+  bool make_directory(const std::string& directory);
+  bool is_at_path(int flags) const;
+
+  std::string path_;
+  std::string made_directory_;
+  int descriptor_ = -1;
+};
+
+}  // namespace mar::standin
