@@ -70,7 +70,7 @@ TEST(Show, DrawsSeveralSlotsAsOne) {
   const std::string row(63, '.');
   EXPECT_NE(drawn.find("\n      0 ?" + row + "\n    128 ." + row + '\n'), std::string::npos) << drawn;
   EXPECT_NE(drawn.find("\n   1024 .\n"), std::string::npos) << drawn;
-  EXPECT_NE(drawn.find("one sign for 2 slots"), std::string::npos) << drawn;
+  EXPECT_NE(drawn.find("one character for 2 slots"), std::string::npos) << drawn;
 }
 
 TEST_F(WornQueue, IsOnlyRepairedWhenToldTo) {

@@ -9,205 +9,203 @@
 
 #include "tools/mar_queue/elsewhere.h"
 #include "tools/mar_queue/service_diagnosis.h"
-#include "tools/mar_queue/text.h"
+#include "tools/mar_queue/wording.h"
+
+namespace mar::queue_tool {
 
 namespace {
 
-// One of the queue's three kernel objects and what it should be.
+// One of the queue's three kernel objects.
 struct Part {
   const std::optional<IpcObject>& object;
   const char* name;
+  const char* unit;     // of its size
   const char* remover;  // the command that removes it, before its id
   bool fits;
 };
 
-unsigned hex(key_t key) { return static_cast<unsigned>(key); }
-
-class Diagnosis {
+// Why a client cannot reach a living engine.
+class AccessDiagnosis {
  public:
-  explicit Diagnosis(const Snapshot& snapshot)
-      : snapshot_(snapshot), place_(snapshot.place), path_(printable(snapshot.place.path)) {}
+  explicit AccessDiagnosis(const Snapshot& snapshot)
+      : snapshot_(snapshot), file_(snapshot.control_file), path_(printable(snapshot.control_file.path)) {}
 
-  // Why a client cannot reach a living engine; nothing if it can.
-  Findings Unreachable() {
-    if (place_.error != 0) {
-      NoControlFile();
-    } else if (!snapshot_.segment && !snapshot_.segment_set && !snapshot_.queue_set) {
-      NoObjects();
-    } else if (!KeyClash() && !NoPermission() && !HalfMade() && !creator_lives(snapshot_)) {
-      DeadCreator();
+  // Empty if a client can reach one. The cause comes first, then notes.
+  Findings run() {
+    if (file_.error != 0) {
+      no_control_file();
+    } else if (!snapshot_.segment && !snapshot_.lock_set && !snapshot_.wakeup_set) {
+      no_objects();
+    } else if (!find_key_clash() && !find_missing_permission() && !find_missing_part() &&
+               !creator_lives(snapshot_)) {
+      dead_creator();
     }
-    // The reason comes first, notes behind it.
     std::stable_sort(findings_.begin(), findings_.end(),
                      [](const Finding& a, const Finding& b) { return a.severity > b.severity; });
     return std::move(findings_);
   }
 
  private:
-  void Add(Severity severity, const char* code, std::string sentence) {
-    findings_.push_back({severity, code, std::move(sentence)});
-  }
-  void Trouble(const char* code, std::string sentence) { Add(Severity::kTrouble, code, std::move(sentence)); }
+  void add(Finding finding) { findings_.push_back(std::move(finding)); }
 
-  void NoControlFile() {
-    if (place_.error == ENAMETOOLONG) {
-      Add(Severity::kBlind, "name-too-long",
-          text("The control file's name is too long: clients would look for %s.", path_.c_str()));
-    } else if (place_.error != ENOENT && place_.error != ENOTDIR) {
-      Add(Severity::kBlind, "no-access",
-          text("The control file %s cannot be looked at (%s): let everybody search its directories, or run "
-               "this "
-               "as root.",
-               path_.c_str(), std::strerror(place_.error)));
+  void no_control_file() {
+    if (file_.error == ENAMETOOLONG) {
+      add(blind("name-too-long", "The control file's name is too long: clients would look for {}.", path_));
+    } else if (file_.error != ENOENT && file_.error != ENOTDIR) {
+      add(blind("no-access",
+                "The control file {} cannot be examined ({}): let everyone search its directories, or run "
+                "mar-queue as root.",
+                path_, std::strerror(file_.error)));
     } else {
-      if (!AddOrphans("control-file-removed", "removed") && !AddOtherInstance(Severity::kTrouble)) {
-        Trouble("no-control-file", text("There is no control file %s: start the engine.", path_.c_str()));
+      if (!add_orphans("control-file-removed", "removed") && !add_other_instance(Severity::kTrouble)) {
+        add(trouble("no-control-file", "There is no control file {}: start the engine.", path_));
       }
-      AddOtherNamespaces();
+      add_other_namespaces();
     }
   }
 
-  void NoObjects() {
-    const bool found = AddOrphans("control-file-replaced", "replaced");
-    if (!AddOtherNamespaces() && !found) {
-      Trouble("no-queue", text("The control file %s is there but no queue: the engine has stopped or has not "
-                               "made it yet; start "
-                               "the engine.",
-                               path_.c_str()));
+  void no_objects() {
+    const bool found = add_orphans("control-file-replaced", "replaced");
+    if (!add_other_namespaces() && !found) {
+      add(trouble("no-queue",
+                  "There is a control file {} but no queue: the engine has stopped or is still starting; "
+                  "start the engine.",
+                  path_));
     }
-    AddOtherInstance(Severity::kNote);
+    add_other_instance(Severity::kNote);
   }
 
-  void DeadCreator() {
-    Trouble("creator-dead",
-            text("The engine has died%s and its queue is left over: start the engine, or mar-queue "
-                 "remove-stale.",
-                 snapshot_.creator > 0 ? text(" (process %d)", snapshot_.creator).c_str() : ""));
-    AddOtherNamespaces();
-    AddOtherInstance(Severity::kNote);
+  void dead_creator() {
+    add(trouble("creator-dead",
+                "The engine{} has died and left its queue: start the engine, or run mar-queue "
+                "remove-stale.",
+                snapshot_.creator > 0 ? fmt::format(" (process {})", snapshot_.creator) : ""));
+    add_other_namespaces();
+    add_other_instance(Severity::kNote);
   }
 
-  std::vector<Part> Parts() const {
-    const auto& segment = snapshot_.segment;
+  std::vector<Part> parts() const {
     const bool fits = segment_fits(snapshot_);
-    const uint64_t heads = fits ? kCommandQueueLayout.capacity(segment->size) : 0;
-    const auto size_of = [](const std::optional<IpcObject>& set) { return set ? set->size : 0; };
-    return {{segment, "segment", "ipcrm -m", fits},
-            {snapshot_.segment_set, "lock's semaphore set", "ipcrm -s", size_of(snapshot_.segment_set) == 2},
-            {snapshot_.queue_set, "wake-up semaphore set", "ipcrm -s",
-             !fits || size_of(snapshot_.queue_set) == heads + kFirstHeadSem}};
+    const uint64_t heads = fits ? kCommandQueueLayout.capacity(snapshot_.segment->size) : 0;
+    const auto has_size = [](const auto& set, uint64_t size) { return set && set->size == size; };
+    return {{snapshot_.segment, "segment", "byte", "ipcrm -m", fits},
+            {snapshot_.lock_set, "lock set", "semaphore", "ipcrm -s", has_size(snapshot_.lock_set, 2)},
+            {snapshot_.wakeup_set, "wake-up set", "semaphore", "ipcrm -s",
+             !fits || has_size(snapshot_.wakeup_set, heads + kFirstHeadSem)}};
   }
 
-  bool KeyClash() {
-    const size_t before = findings_.size();
-    for (const Part& part : Parts()) {
+  bool find_key_clash() {
+    for (const Part& part : parts()) {
       if (!part.object || part.fits) continue;
-      const bool segment = &part.object == &snapshot_.segment;
-      Trouble("key-clash", text("The object under the key of the %s (id %d, %s, of user %u) is not this "
-                                "queue's: stop the program "
-                                "that made it or remove it (%s %d), then restart the engine.",
-                                part.name, part.object->id,
-                                count_of(part.object->size, segment ? "byte" : "semaphore").c_str(),
-                                part.object->owner, part.remover, part.object->id));
+      add(trouble("key-clash",
+                  "The object under the key of the {} (id {}, {}, of user {}) is not this queue's: stop the "
+                  "program that made it or remove it ({} {}), then restart the engine.",
+                  part.name, part.object->id, count_of(part.object->size, part.unit), part.object->owner,
+                  part.remover, part.object->id));
     }
-    return findings_.size() > before;
+    return !findings_.empty();
   }
 
-  bool NoPermission() {
-    for (const Part& part : Parts()) {
+  bool find_missing_permission() {
+    for (const Part& part : parts()) {
       if (!part.object || part.object->usable) continue;
-      const bool readable = part.object->readable;
-      Add(readable ? Severity::kTrouble : Severity::kBlind, "no-permission",
-          text(
-              "User %u may not %s the queue's %s, which is user %u's: run clients%s as that user or as root.",
-              geteuid(), readable ? "write" : "read", part.name, part.object->owner,
-              readable ? "" : " and this"));
+      if (part.object->readable) {
+        add(trouble("no-permission",
+                    "User {} may not write the queue's {}, which belongs to user {}: run clients as that "
+                    "user or as root.",
+                    geteuid(), part.name, part.object->owner));
+      } else {
+        add(blind("no-permission",
+                  "User {} may not read the queue's {}, which belongs to user {}: run clients and "
+                  "mar-queue as that user or as root.",
+                  geteuid(), part.name, part.object->owner));
+      }
       return true;
     }
     return false;
   }
 
-  bool HalfMade() {
+  bool find_missing_part() {
     std::string missing;
-    for (const Part& part : Parts()) {
+    for (const Part& part : parts()) {
       if (!part.object) missing += (missing.empty() ? "" : " and ") + std::string(part.name);
     }
-    if (missing.empty() && snapshot_.sign == 0) missing = "creator's sign of life";
+    if (missing.empty() && snapshot_.creator_alive == 0) missing = "creator's sign of life";
     if (missing.empty()) return false;
-    Trouble(
-        "half-made",
-        text(
-            "The queue is not complete, it lacks the %s: the engine is just starting, or was cut short; look "
-            "again in a moment, then start the engine.",
-            missing.c_str()));
+    add(trouble("half-made",
+                "The queue is incomplete, it lacks the {}: the engine is still starting or was interrupted. "
+                "Look again in a moment, then start the engine.",
+                missing));
     return true;
   }
 
-  // A living engine nobody can find is the reason; a dead one is only worth a note.
-  bool AddOrphans(const char* code, const char* fate) {
+  // A queue that clients cannot find explains a failure only if its engine lives; a dead one is worth a note.
+  bool add_orphans(const char* code, const char* fate) {
     bool alive = false;
-    for (const Orphan& orphan : find_orphans(place_, snapshot_.objects)) {
+    for (const Orphan& orphan : find_orphans(file_, snapshot_.objects)) {
       const std::string slots = count_of(orphan.slots, "slot");
+      const auto hex = [](key_t key) { return fmt::format("0x{:08x}", static_cast<uint32_t>(key)); };
       if (orphan.alive) {
         alive = true;
-        Trouble(code,
-                text("The control file %s has been %s since process %s made a queue of %s, which no client "
-                     "finds any more: restart that process if it is the engine.",
-                     path_.c_str(), fate, process_label(orphan.creator).c_str(), slots.c_str()));
+        add(trouble(
+            code,
+            "The control file {} has been {} since process {} made a queue of {}, which clients can no "
+            "longer find: restart that process if it is the engine.",
+            path_, fate, process_label(orphan.creator), slots));
       } else {
-        Add(Severity::kNote, "orphan",
-            text("A dead process %d has left a queue of %s whose control file is gone: ipcrm -M 0x%08x -S "
-                 "0x%08x "
-                 "-S 0x%08x removes it.",
-                 orphan.creator, slots.c_str(), hex(orphan.keys.segment), hex(orphan.keys.segment_semaphores),
-                 hex(orphan.keys.queue_semaphores)));
+        add(note(
+            "orphan",
+            "The dead process {} has left a queue of {} whose control file is gone: ipcrm -M {} -S {} -S "
+            "{} removes it.",
+            orphan.creator, slots, hex(orphan.keys.segment), hex(orphan.keys.segment_semaphores),
+            hex(orphan.keys.queue_semaphores)));
       }
     }
     return alive;
   }
 
-  bool AddOtherInstance(Severity severity) {
-    for (const std::string& file : other_control_files(place_)) {
-      if (!has_living_creator(file, snapshot_.objects)) continue;
-      Add(severity, "other-instance",
-          text("There is no engine for %s, but one for %s: run clients with %s.", path_.c_str(),
-               printable(file).c_str(), printable(environment_for(place_, file)).c_str()));
+  bool add_other_instance(Severity severity) {
+    for (const std::string& other : other_control_files(file_)) {
+      if (!has_living_creator(other, snapshot_.objects)) continue;
+      add(trouble("other-instance", "No engine runs for {}, but one does for {}: run clients with {}.", path_,
+                  printable(other), printable(environment_for(file_, other))));
+      findings_.back().severity = severity;
       return true;
     }
     return false;
   }
 
-  // True if the queue of our very control file is in another namespace. Others, in containers with files of
-  // their own, are only worth a note.
-  bool AddOtherNamespaces() {
-    const NamespaceSearch search = search_namespaces(place_);
+  // Returns whether the queue of our very control file is in another namespace. A container with files of its
+  // own is worth a note.
+  bool add_other_namespaces() {
+    const NamespaceSearch search = search_namespaces(file_);
     for (const NamespaceUser& user : search.users) {
       if (!user.same_file) continue;
-      Trouble("other-namespace", text("Process %s uses a queue of this control file in another IPC "
-                                      "namespace: run clients there, as by "
-                                      "nsenter --target %d --ipc.",
-                                      process_label(user.process).c_str(), user.process));
+      add(trouble("other-namespace",
+                  "Process {} uses a queue of this control file in another IPC namespace: run clients "
+                  "there, for example with nsenter --target {} --ipc.",
+                  process_label(user.process), user.process));
     }
-    const auto is_separate = [](const NamespaceUser& user) { return !user.same_file; };
-    const auto separate = std::find_if(search.users.begin(), search.users.end(), is_separate);
+    const auto separate =
+        std::find_if_not(search.users.begin(), search.users.end(), std::mem_fn(&NamespaceUser::same_file));
     if (separate != search.users.end()) {
-      Add(Severity::kNote, "other-container",
-          text("Process %s uses a queue of a control file of the same name in another IPC namespace and file "
-               "system: "
-               "if that engine is meant, run clients there, as by nsenter --target %d --ipc --mount.",
-               process_label(separate->process).c_str(), separate->process));
+      add(note("other-container",
+               "Process {} uses a queue of a control file of the same name in another IPC namespace and "
+               "file system: if that is the engine you mean, run clients there, for example with "
+               "nsenter --target {} --ipc --mount.",
+               process_label(separate->process), separate->process));
     }
     if (!search.complete) {
-      Add(Severity::kNote, "search-incomplete",
-          text("Some processes could not be looked at%s, so an engine in another IPC namespace may be "
-               "overlooked.",
-               geteuid() == 0 ? "" : " (run this as root)"));
+      add(note("search-incomplete",
+               "Some processes could not be examined{}, so an engine in another IPC namespace may "
+               "have been overlooked.",
+               geteuid() == 0 ? "" : " (run mar-queue as root)"));
     }
-    return std::any_of(search.users.begin(), search.users.end(), std::not_fn(is_separate));
+    return std::any_of(search.users.begin(), search.users.end(), std::mem_fn(&NamespaceUser::same_file));
   }
 
   const Snapshot& snapshot_;
-  const Place& place_;
+  const ControlFile& file_;
   const std::string path_;
   Findings findings_;
 };
@@ -215,19 +213,22 @@ class Diagnosis {
 }  // namespace
 
 Findings diagnose(const Snapshot& snapshot, const std::optional<CheckResult>& checked) {
-  Findings findings = Diagnosis(snapshot).Unreachable();
-  const bool reachable = findings.empty();
-  if (!snapshot.image || !checked) return findings;
-  if (reachable) findings = diagnose_service(snapshot, *checked);
+  Findings findings = AccessDiagnosis(snapshot).run();
+  if (!checked) return findings;
+  if (findings.empty()) findings = diagnose_service(snapshot, *checked);
   add_notes(snapshot, *checked, findings);
   return findings;
 }
 
-Findings why_no_image(const Snapshot& snapshot) {
+Findings explain_missing_image(const Snapshot& snapshot) {
   if (snapshot.image) return {};
-  Findings findings = Diagnosis(snapshot).Unreachable();
+  Findings findings = AccessDiagnosis(snapshot).run();
   for (Finding& finding : findings) {
     if (finding.severity != Severity::kNote) finding.severity = Severity::kBlind;
   }
+  if (findings.empty())
+    findings.push_back(blind("changed", "The queue has just been removed or replaced: try again."));
   return findings;
 }
+
+}  // namespace mar::queue_tool

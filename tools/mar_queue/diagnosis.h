@@ -1,5 +1,5 @@
-// Why a client gets an answer from the engine, or why not: every reason told apart, in one sentence that says
-// what to do.
+// Why a client is answered by the engine, or why not: every cause told apart, in one sentence that says what
+// to do.
 #pragma once
 
 #include <optional>
@@ -8,8 +8,12 @@
 #include "tools/mar_queue/finding.h"
 #include "tools/mar_queue/snapshot.h"
 
-// The first finding is the answer; what follows adds to it. `checked` belongs to the snapshot's image.
+namespace mar::queue_tool {
+
+// The first finding is the answer; the others add to it. `checked` is the check of the snapshot's image.
 Findings diagnose(const Snapshot& snapshot, const std::optional<CheckResult>& checked);
 
-// Why nothing can be said about the inside of the queue; empty if there is an image.
-Findings why_no_image(const Snapshot& snapshot);
+// Why the inside of the queue cannot be seen; empty if the snapshot has an image.
+Findings explain_missing_image(const Snapshot& snapshot);
+
+}  // namespace mar::queue_tool

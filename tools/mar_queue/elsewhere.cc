@@ -1,5 +1,7 @@
 #include "tools/mar_queue/elsewhere.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cctype>
 #include <cstdlib>
@@ -10,20 +12,21 @@
 #include "contract/names.h"
 #include "contract/queue_layout.h"
 #include "tools/mar_queue/snapshot.h"
-#include "tools/mar_queue/text.h"
+
+namespace mar::queue_tool {
 
 namespace {
 
 namespace fs = std::filesystem;
 
-// "/proc/7/ns/ipc" leads to "ipc:[4026531839]"; empty if we may not look.
+// What "/proc/7/ns/ipc" links to: "ipc:[4026531839]". Empty with `error` set if we may not see it.
 std::string ipc_namespace(const fs::path& process, std::error_code& error) {
   return fs::read_symlink(process / "ns/ipc", error).string();
 }
 
-// Mapped segments appear as files that are named for their key.
+// Mapped segments appear as files named after their key.
 bool maps_segment(const fs::path& process, key_t key) {
-  const std::string name = text("/SYSV%08x", static_cast<unsigned>(key));
+  const std::string name = fmt::format("/SYSV{:08x}", static_cast<uint32_t>(key));
   std::ifstream maps(process / "maps");
   for (std::string line; std::getline(maps, line);) {
     if (line.find(name) != std::string::npos) return true;
@@ -36,7 +39,7 @@ bool is_process(const std::string& name) {
          std::all_of(name.begin(), name.end(), [](unsigned char c) { return std::isdigit(c); });
 }
 
-// The two sets that belong to a segment: the same file's bits with other key numbers.
+// A key holds 16 bits of the file's inode, 8 of its device, and the number that tells a file's keys apart.
 constexpr uint32_t kFileBits = 0x00FFFFFF;
 constexpr uint32_t kDeviceBits = 0x00FF0000;
 
@@ -60,7 +63,7 @@ std::set<key_t> keys_beside(const fs::path& directory) {
 
 }  // namespace
 
-NamespaceSearch search_namespaces(const Place& place) {
+NamespaceSearch search_namespaces(const ControlFile& control_file) {
   NamespaceSearch search;
   std::error_code error;
   std::set<std::string> known{ipc_namespace("/proc/self", error)};
@@ -71,23 +74,23 @@ NamespaceSearch search_namespaces(const Place& place) {
     const std::string ipc = ipc_namespace(entry->path(), refused);
     if (refused == std::errc::permission_denied) search.complete = false;
     if (ipc.empty() || known.contains(ipc)) continue;
-    const std::string their_path = entry->path().string() + "/root" + place.path;
+    const std::string their_path = entry->path().string() + "/root" + control_file.path;
     struct stat file;
     IpcKeys keys;
     if (stat(their_path.c_str(), &file) != 0 || !impl_ipc_keys(their_path.c_str(), keys)) continue;
     if (!maps_segment(entry->path(), keys.segment)) continue;
-    const bool same =
-        place.error == 0 && file.st_dev == place.file.st_dev && file.st_ino == place.file.st_ino;
+    const struct stat& ours = control_file.status;
+    const bool same = control_file.error == 0 && file.st_dev == ours.st_dev && file.st_ino == ours.st_ino;
     search.users.push_back({static_cast<pid_t>(std::atoi(name.c_str())), same});
     known.insert(ipc);
   }
   return search;
 }
 
-std::vector<Orphan> find_orphans(const Place& place, const IpcObjects& objects) {
+std::vector<Orphan> find_orphans(const ControlFile& control_file, const IpcObjects& objects) {
   std::vector<Orphan> orphans;
-  const fs::path directory = fs::path(place.path).parent_path();
-  IpcKeys directory_keys;  // any key of this file system
+  const fs::path directory = fs::path(control_file.path).parent_path();
+  IpcKeys directory_keys;  // for the bits of the device
   if (!impl_ipc_keys(directory.c_str(), directory_keys)) return orphans;
   const std::set<key_t> claimed = keys_beside(directory);
   for (const IpcObject& segment : objects.segments) {
@@ -108,9 +111,11 @@ std::vector<Orphan> find_orphans(const Place& place, const IpcObjects& objects) 
   return orphans;
 }
 
-bool has_living_creator(const std::string& control_file, const IpcObjects& objects) {
+bool has_living_creator(const std::string& path, const IpcObjects& objects) {
   IpcKeys keys;
-  if (!impl_ipc_keys(control_file.c_str(), keys)) return false;
+  if (!impl_ipc_keys(path.c_str(), keys)) return false;
   const auto set = with_key(objects.semaphore_sets, keys.segment_semaphores);
   return set && semaphore_value(set->id, kCreatorAliveSem) > 1;
 }
+
+}  // namespace mar::queue_tool

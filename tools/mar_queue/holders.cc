@@ -1,10 +1,14 @@
 #include "tools/mar_queue/holders.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <map>
 #include <utility>
 
-#include "tools/mar_queue/text.h"
+#include "tools/mar_queue/wording.h"
+
+namespace mar::queue_tool {
 
 namespace {
 
@@ -22,12 +26,10 @@ std::vector<Holder> find_holders(const Snapshot& snapshot, const CheckResult& ch
     const HeadUse& use = snapshot.uses[i];
     if (snapshot.image->heads[i].state == HEAD_IDLE && checked.items[i] == 0 && use.waiting <= 0) continue;
     const pid_t process = process_of(snapshot, i);
-    Holder& holder = found[{use.owner, process}];
-    if (++holder.heads == 1) {
-      holder.owner = use.owner;
-      holder.process = process;
-      holder.stopped = process > 0 && is_stopped(process);
-    }
+    const auto [entry, fresh] = found.try_emplace({use.owner, process}, Holder{use.owner, process});
+    Holder& holder = entry->second;
+    if (fresh) holder.stopped = process > 0 && is_stopped(process);
+    ++holder.heads;
     holder.messages += checked.items[i];
   }
   std::vector<Holder> holders;
@@ -41,22 +43,24 @@ std::string holding(const Holder& holder) {
   const std::string messages = count_of(holder.messages, "message");
   switch (holder.owner) {
     case Owner::kEngine:
-      return "the engine has " + messages + " to take";
+      return fmt::format("the engine has {} to take", messages);
     case Owner::kAlive:
-      return "client " + process_label(holder.process) + " holds " + messages;
+      return fmt::format("client {} holds {}", process_label(holder.process), messages);
     case Owner::kGone:
-      return text("ended process %d holds ", holder.process) + messages;
+      return fmt::format("ended process {} holds {}", holder.process, messages);
     case Owner::kNobody:
       break;
   }
-  return "heads without an owner hold " + messages;
+  return fmt::format("heads without an owner hold {}", messages);
 }
 
 std::string remedy_for(const Holder& holder) {
-  const std::string process = std::to_string(holder.process);
+  const pid_t process = holder.process;
   if (holder.owner == Owner::kEngine && !holder.stopped) return "wait until the engine has taken some";
-  if (holder.owner == Owner::kEngine) return "continue the engine (kill -CONT " + process + ")";
+  if (holder.owner == Owner::kEngine) return fmt::format("continue the engine (kill -CONT {})", process);
   if (holder.owner != Owner::kAlive) return "restart the engine";
-  if (holder.stopped) return "continue client " + process + " (kill -CONT " + process + ") or end it";
-  return "wait until client " + process + " is done, or end it";
+  if (holder.stopped) return fmt::format("continue client {0} (kill -CONT {0}) or end it", process);
+  return fmt::format("wait until client {} is done, or end it", process);
 }
+
+}  // namespace mar::queue_tool

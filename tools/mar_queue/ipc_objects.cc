@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+namespace mar::queue_tool {
+
 namespace {
 
 // The C library leaves this definition to its users.
@@ -23,22 +25,22 @@ constexpr int kReadAndWrite = 0600;
 IpcObjects list_ipc_objects() {
   IpcObjects objects;
   shm_info segments_info;
-  shmid_ds segment;
+  shmid_ds segment = {};
   const int last_segment = shmctl(0, SHM_INFO, reinterpret_cast<shmid_ds*>(&segments_info));
   for (int index = 0; index <= last_segment; ++index) {
     const int id = shmctl(index, SHM_STAT_ANY, &segment);
-    if (id == -1 || segment.shm_perm.__key == IPC_PRIVATE) continue;
     const key_t key = segment.shm_perm.__key;
+    if (id == -1 || key == IPC_PRIVATE) continue;
     objects.segments.push_back({key, id, segment.shm_segsz, segment.shm_perm.uid, shmget(key, 0, kRead) == id,
                                 shmget(key, 0, kReadAndWrite) == id});
   }
   seminfo sets_info;
-  semid_ds set;
+  semid_ds set = {};
   const int last_set = semctl(0, 0, SEM_INFO, SemaphoreArgument{.info = &sets_info});
   for (int index = 0; index <= last_set; ++index) {
     const int id = semctl(index, 0, SEM_STAT_ANY, SemaphoreArgument{.status = &set});
-    if (id == -1 || set.sem_perm.__key == IPC_PRIVATE) continue;
     const key_t key = set.sem_perm.__key;
+    if (id == -1 || key == IPC_PRIVATE) continue;
     objects.semaphore_sets.push_back({key, id, set.sem_nsems, set.sem_perm.uid, semget(key, 0, kRead) == id,
                                       semget(key, 0, kReadAndWrite) == id});
   }
@@ -53,4 +55,6 @@ std::optional<IpcObject> with_key(const std::vector<IpcObject>& objects, key_t k
 
 int semaphore_value(int set, int number) { return semctl(set, number, GETVAL); }
 
-int semaphore_process(int set, int number) { return semctl(set, number, GETPID); }
+pid_t semaphore_process(int set, int number) { return semctl(set, number, GETPID); }
+
+}  // namespace mar::queue_tool

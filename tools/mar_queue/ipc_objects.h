@@ -1,4 +1,4 @@
-// The System V objects of this IPC namespace that have a key, whoever may read them.
+// The System V objects of this IPC namespace that have a key, including those that this process may not read.
 #pragma once
 
 #include <sys/types.h>
@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <optional>
 #include <vector>
+
+namespace mar::queue_tool {
 
 struct IpcObject {
   key_t key;
@@ -25,7 +27,11 @@ IpcObjects list_ipc_objects();
 
 std::optional<IpcObject> with_key(const std::vector<IpcObject>& objects, key_t key);
 
-// The value of a semaphore, or the process that last changed it (0: not one of this process namespace); -1 if
-// it cannot be read.
+// A semaphore's value; -1 if it cannot be read.
 int semaphore_value(int set, int number);
-int semaphore_process(int set, int number);
+
+// The process that last changed a semaphore: 0 if it is not of this process namespace, -1 if it cannot be
+// read.
+pid_t semaphore_process(int set, int number);
+
+}  // namespace mar::queue_tool

@@ -4,6 +4,8 @@
 
 #include "tools/mar_queue/picture.h"
 
+namespace mar::queue_tool {
+
 namespace {
 
 using Json = nlohmann::ordered_json;
@@ -12,7 +14,7 @@ Json number_or_null(int number) { return number < 0 ? Json(nullptr) : Json(numbe
 
 Json head_json(const _TIPCHeadItem& head, const HeadUse& use, uint32_t items) {
   return {{"owner", owner_name(use.owner)},     {"process", head.owner.process_id},
-          {"thread", head.owner.thread_id},     {"state", state_name(head.state)},
+          {"thread", head.owner.thread_id},     {"state", head_state_name(head.state)},
           {"semaphore", head.semNumber},        {"queued", items},
           {"posts", number_or_null(use.posts)}, {"waiting", number_or_null(use.waiting)}};
 }
@@ -53,9 +55,11 @@ std::string json_report(const std::string& command, const Snapshot& snapshot, co
   }
   const Json report = {{"command", command},
                        {"exit", static_cast<int>(worst(findings))},
-                       {"control_file", snapshot.place.path},
+                       {"control_file", snapshot.control_file.path},
                        {"findings", std::move(list)},
                        {"queue", checked == nullptr ? Json(nullptr) : queue_json(snapshot, *checked)}};
   // Paths need not be UTF-8.
   return report.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
+
+}  // namespace mar::queue_tool

@@ -1,4 +1,4 @@
-// mar-queue: looks at the command queue from outside, says why an engine does not answer, and repairs what
+// mar-queue: examines the command queue from outside, says why the engine does not answer, and repairs what
 // dead clients and dead engines have left.
 #include <unistd.h>
 
@@ -16,7 +16,9 @@
 #include "tools/mar_queue/picture.h"
 #include "tools/mar_queue/repair.h"
 #include "tools/mar_queue/snapshot.h"
-#include "tools/mar_queue/text.h"
+#include "tools/mar_queue/wording.h"
+
+namespace mar::queue_tool {
 
 namespace {
 
@@ -39,43 +41,42 @@ CLI::App* add_command(CLI::App& app, Arguments& arguments, const char* name, con
 }
 
 void define_options(CLI::App& app, Arguments& arguments) {
-  app.add_option("--name", arguments.name, "Control file, without instance suffix")->capture_default_str();
-  app.add_flag("--json", arguments.json, "One JSON object instead of text");
+  app.add_option("--name", arguments.name, "Control file, without the instance")->capture_default_str();
+  app.add_flag("--json", arguments.json, "Print one JSON object instead of text");
   app.fallthrough();
   app.require_subcommand(1);
   add_command(app, arguments, "status", "Does the engine run, and if clients cannot reach it, why?");
   add_command(app, arguments, "show", "Draw the queue: header, slots, heads")
-      ->add_option("--watch", arguments.watch_s, "Draw again every SECONDS (1 if not given)")
+      ->add_option("--watch", arguments.watch_s, "Redraw every SECONDS (default 1)")
       ->expected(0, 1)
       ->default_str("1")
       ->type_name("SECONDS")
       ->check(CLI::Range(0.1, 86400.0));
   add_command(app, arguments, "check", "Prove that each slot is free or queued exactly once");
-  const char* const yes_help = "Do it; without, only tell what would be done";
+  const char* const yes_help = "Do it; without this, only report what would be done";
   add_command(app, arguments, "reap", "Free what ended processes hold")
       ->add_flag("--yes", arguments.yes, yes_help);
   add_command(app, arguments, "remove-stale", "Remove the kernel objects of a dead engine")
       ->add_flag("--yes", arguments.yes, yes_help);
-  app.footer("Exit status: 0 fine, 1 trouble found, 2 could not look (or wrong usage).");
+  app.footer("Exit status: 0 fine, 1 trouble found, 2 could not examine the queue (or wrong usage).");
 }
 
-Findings check_findings(const Snapshot& snapshot, const CheckResult& checked) {
+Findings report_check(const Snapshot& snapshot, const CheckResult& checked) {
   if (!snapshot.settled) {
-    return {{Severity::kBlind, "unsettled",
-             "The queue was in use, or its lock held, all the time: nothing can be proved, try again."}};
+    return {blind("unsettled",
+                  "The queue was in use, or its lock held, all the time: nothing can be proved, try again.")};
   }
   if (!checked.damage.empty()) return checked.damage;
-  return {{Severity::kNote, "sound",
-           text("The queue is sound: %s, %u free and %u queued, each exactly once.",
-                count_of(snapshot.image->slots, "slot").c_str(), checked.free, checked.queued)}};
+  return {note("sound", "The queue is sound: {}, {} free and {} queued, each exactly once.",
+               count_of(snapshot.image->slots, "slot"), checked.free, checked.queued)};
 }
 
 Findings run(const Arguments& arguments, const Snapshot& snapshot,
              const std::optional<CheckResult>& checked) {
   if (arguments.command == "status") return diagnose(snapshot, checked);
   if (arguments.command == "remove-stale") return remove_stale(snapshot, arguments.yes);
-  if (!checked) return why_no_image(snapshot);
-  if (arguments.command == "check") return check_findings(snapshot, *checked);
+  if (!checked) return explain_missing_image(snapshot);
+  if (arguments.command == "check") return report_check(snapshot, *checked);
   if (arguments.command == "reap") return reap(snapshot, *checked, arguments.yes);
   return {};
 }
@@ -84,34 +85,33 @@ std::string text_report(const Findings& findings) {
   std::string report;
   for (size_t i = 0; i < findings.size() && i < kPrintedFindings; ++i) report += findings[i].text + '\n';
   if (findings.size() > kPrintedFindings) {
-    report += text("And %zu more (--json tells all).\n", findings.size() - kPrintedFindings);
+    report += fmt::format("And {} more (--json lists all).\n", findings.size() - kPrintedFindings);
   }
   return report;
 }
 
-// One look, one report. Returns the exit status, or -1 when nobody reads the report any more.
+// Examines the queue once and prints one report. Returns the exit status, or -1 if the report cannot be
+// written.
 int report(const Arguments& arguments) {
-  const Snapshot snapshot = look(arguments.name);
+  const Snapshot snapshot = take_snapshot(arguments.name);
   std::optional<CheckResult> checked;
-  if (snapshot.image) checked = check(*snapshot.image, snapshot.uses);
+  if (snapshot.image) checked = check_queue(*snapshot.image, snapshot.uses);
   const Findings findings = run(arguments, snapshot, checked);
   std::string output;
   if (arguments.watch_s > 0 && !arguments.json && isatty(STDOUT_FILENO) != 0) output = kRedraw;
   if (arguments.json) {
     output += json_report(arguments.command, snapshot, checked ? &*checked : nullptr, findings) + '\n';
   } else {
-    if (arguments.command == "show" && checked) output += picture(snapshot, *checked);
+    if (arguments.command == "show" && checked) output += draw(snapshot, *checked);
     output += text_report(findings);
   }
   const bool written = std::fputs(output.c_str(), stdout) >= 0 && std::fflush(stdout) == 0;
   return written ? static_cast<int>(worst(findings)) : -1;
 }
 
-}  // namespace
-
-int main(int argc, char** argv) {
+int run_program(int argc, char** argv) {
   Arguments arguments;
-  CLI::App app("Looks at the command queue of the MAR measurement engine, and repairs it.", "mar-queue");
+  CLI::App app("Examines the command queue of the MAR measurement engine, and repairs it.", "mar-queue");
   define_options(app, arguments);
   try {
     app.parse(argc, argv);
@@ -125,3 +125,9 @@ int main(int argc, char** argv) {
   }
   return status == -1 ? static_cast<int>(Severity::kBlind) : status;
 }
+
+}  // namespace
+
+}  // namespace mar::queue_tool
+
+int main(int argc, char** argv) { return mar::queue_tool::run_program(argc, argv); }

@@ -8,104 +8,102 @@
 
 #include "ipc/queue.h"
 #include "tools/mar_queue/repair_plan.h"
-#include "tools/mar_queue/text.h"
+#include "tools/mar_queue/wording.h"
+#include "util/outcome.h"
+
+namespace mar::queue_tool {
 
 namespace {
 
-std::string head_text(const _TIPCHeadItem& head, uint16_t index, uint32_t items) {
-  return text("head %u of ended process %u, with %s", index, head.owner.process_id,
-              count_of(items, "message").c_str());
+std::string head_label(const Snapshot& snapshot, uint16_t index, uint64_t items) {
+  return fmt::format("head {} of ended process {}, with {}", index,
+                     snapshot.image->heads[index].owner.process_id, count_of(items, "message"));
 }
 
-Finding lasting_damage(const Finding& damage) {
-  const char* const remedy = needs_restart(damage) ? "Only a restart of the engine mends this: " : "";
-  return {Severity::kTrouble, "not-repaired", remedy + damage.text};
-}
-
-Findings foretell(const Snapshot& snapshot, const CheckResult& checked, const RepairPlan& plan) {
+Findings describe(const Snapshot& snapshot, const CheckResult& checked, const RepairPlan& plan) {
   Findings findings;
   for (const uint16_t index : plan.heads) {
     findings.push_back(
-        {Severity::kTrouble, "would-free",
-         "Would free " + head_text(snapshot.image->heads[index], index, checked.items[index]) + '.'});
+        trouble("would-free", "Would free {}.", head_label(snapshot, index, checked.items[index])));
   }
   for (const Finding& damage : plan.repairable) {
-    findings.push_back({Severity::kTrouble, "would-repair", "Would repair: " + damage.text});
+    findings.push_back(trouble("would-repair", "Would repair: {}", damage.text));
   }
   return findings;
 }
 
-void free_head(QueueCore& queue, const Snapshot& snapshot, uint16_t index, Findings& done) {
-  const _TIPCHeadItem& head = snapshot.image->heads[index];
+Finding free_head(QueueCore& queue, const Snapshot& snapshot, uint16_t index, bool has_items) {
   int freed = 0;
-  const long code = queue.EmptyHead(index, head.owner, freed);
-  if (code == 0) {
-    done.push_back(
-        {Severity::kNote, "freed", "Freed " + head_text(head, index, static_cast<uint32_t>(freed)) + '.'});
-  } else {
-    done.push_back(
-        {Severity::kTrouble, "not-freed", text("Head %u could not be freed (code %ld).", index, code)});
-  }
+  const long code = queue.EmptyHead(index, snapshot.image->heads[index].owner, freed);
+  if (code != 0) return trouble("not-freed", "Head {} could not be freed (code {}).", index, code);
+  if (has_items && freed == 0)
+    return note("not-freed", "Head {} has since come into use: it is left as it is.", index);
+  return note("freed", "Freed {}.", head_label(snapshot, index, static_cast<uint64_t>(freed)));
 }
 
-void recover_slots(QueueCore& queue, Findings& done) {
+Finding recover_slots(QueueCore& queue) {
   int recovered = 0;
   const long code = queue.RecoverSlots(recovered);
-  if (code == 0) {
-    done.push_back({Severity::kNote, "repaired",
-                    text("Put %s back on the free list and counted the queue anew.",
-                         count_of(static_cast<uint64_t>(recovered), "lost slot").c_str())});
-  } else {
-    done.push_back({Severity::kTrouble, "not-repaired",
-                    text("The lost slots or the count could not be repaired (code %ld).", code)});
-  }
+  if (code != 0)
+    return trouble("not-repaired", "The lost slots or the count could not be repaired (code {}).", code);
+  return note("repaired", "Returned {} to the free list and recounted the queue.",
+              count_of(static_cast<uint64_t>(recovered), "lost slot"));
 }
 
+Findings carry_out(const RepairPlan& plan, const Snapshot& snapshot, const CheckResult& checked) {
+  CIPCQueue<TCLIMessage> queue(snapshot.control_file.base.c_str(), false);
+  if (!queue.IsInitialized() || queue.Capacity() != snapshot.image->slots) {
+    return {blind("changed", "The queue has just been replaced: try again.")};
+  }
+  Findings findings;
+  for (const uint16_t index : plan.heads) {
+    findings.push_back(free_head(queue, snapshot, index, checked.items[index] > 0));
+  }
+  if (!plan.repairable.empty()) findings.push_back(recover_slots(queue));
+  return findings;
+}
+
+// A kernel object that remove_stale would remove.
 struct Target {
   const IpcObject& object;
-  bool segment;
+  bool is_segment;
   bool fits;
   const char* name;
 
-  int Remove() const {
-    return segment ? shmctl(object.id, IPC_RMID, nullptr) : semctl(object.id, 0, IPC_RMID);
+  Outcome<> remove() const {
+    const int result = is_segment ? shmctl(object.id, IPC_RMID, nullptr) : semctl(object.id, 0, IPC_RMID);
+    if (result != 0) return Failure{std::strerror(errno)};
+    return {};
   }
 };
 
-// The lock's set first: an engine that starts replaces it before it touches anything else, so whoever removes
-// it has the rest to himself.
-std::vector<Target> stale_objects(const Snapshot& snapshot) {
+// The lock set comes first: an engine that starts replaces it before anything else, so whoever has removed it
+// has the other two to itself.
+std::vector<Target> list_targets(const Snapshot& snapshot) {
   std::vector<Target> targets;
-  if (snapshot.segment_set) {
-    targets.push_back(
-        {*snapshot.segment_set, false, snapshot.segment_set->size == 2, "lock's semaphore set"});
-  }
-  if (snapshot.segment) {
-    targets.push_back({*snapshot.segment, true, segment_fits(snapshot), "segment"});
-  }
-  if (snapshot.queue_set) {
-    targets.push_back({*snapshot.queue_set, false, true, "wake-up semaphore set"});
-  }
+  if (snapshot.lock_set)
+    targets.push_back({*snapshot.lock_set, false, snapshot.lock_set->size == 2, "lock set"});
+  if (snapshot.segment) targets.push_back({*snapshot.segment, true, segment_fits(snapshot), "segment"});
+  if (snapshot.wakeup_set) targets.push_back({*snapshot.wakeup_set, false, true, "wake-up set"});
   return targets;
 }
 
-// Whether an engine has started since the snapshot: it makes the lock's set before it uses what is left of
-// us.
-bool engine_has_started(const Snapshot& snapshot) {
-  const int set = semget(snapshot.place.keys.segment_semaphores, 0, 0);
-  return set != -1 && (!snapshot.segment_set || set != snapshot.segment_set->id);
+// An engine makes its lock set before it uses what is left of the old queue.
+bool engine_has_started_since(const Snapshot& snapshot) {
+  const int set = semget(snapshot.control_file.keys.segment_semaphores, 0, 0);
+  return set != -1 && (!snapshot.lock_set || set != snapshot.lock_set->id);
 }
 
-// Why the objects must stay; empty if their creator is dead or there is nothing to show that there ever was
-// one.
-std::string why_not_stale(const Snapshot& snapshot) {
-  if (!snapshot.segment_set) return "";
+// Succeeds if the creator is dead, or nothing shows that there ever was one.
+Outcome<> prove_stale(const Snapshot& snapshot) {
+  if (!snapshot.lock_set) return {};
   if (creator_lives(snapshot)) {
-    return snapshot.creator > 0 ? "Its creator lives, process " + process_label(snapshot.creator)
-                                : "Its creator lives, in another process namespace";
+    return Failure{snapshot.creator > 0 ? "Its creator lives, process " + process_label(snapshot.creator)
+                                        : "Its creator lives, in another process namespace"};
   }
-  if (snapshot.sign == 0) return "It is just being made";
-  return snapshot.sign == -1 ? "Whether its creator lives cannot be told" : "";
+  if (snapshot.creator_alive == 0) return Failure{"The queue is still being made"};
+  if (snapshot.creator_alive == -1) return Failure{"You may not see whether its creator lives"};
+  return {};
 }
 
 }  // namespace
@@ -113,45 +111,39 @@ std::string why_not_stale(const Snapshot& snapshot) {
 Findings reap(const Snapshot& snapshot, const CheckResult& checked, bool really) {
   const RepairPlan plan = plan_repair(snapshot, checked);
   if (plan.obstacle) return {*plan.obstacle};
-  Findings findings;
-  if (really && !plan.nothing_to_do()) {
-    CIPCQueue<TCLIMessage> queue(snapshot.place.base.c_str(), false);
-    if (!queue.IsInitialized() || queue.Capacity() != snapshot.image->slots) {
-      return {{Severity::kBlind, "changed", "The queue was replaced while this looked at it: try again."}};
-    }
-    for (const uint16_t index : plan.heads) free_head(queue, snapshot, index, findings);
-    if (!plan.repairable.empty()) recover_slots(queue, findings);
-  } else {
-    findings = foretell(snapshot, checked, plan);
+  Findings findings = really && !plan.nothing_to_do() ? carry_out(plan, snapshot, checked)
+                                                      : describe(snapshot, checked, plan);
+  for (const Finding& damage : plan.lasting) {
+    const char* const advice = needs_restart(damage) ? "Only a restart of the engine repairs this: " : "";
+    findings.push_back(trouble("not-repaired", "{}{}", advice, damage.text));
   }
-  for (const Finding& damage : plan.lasting) findings.push_back(lasting_damage(damage));
-  if (findings.empty())
-    findings.push_back({Severity::kNote, "nothing-to-do", "No ended process holds anything."});
+  if (findings.empty()) findings.push_back(note("nothing-to-do", "There is nothing to repair."));
   return findings;
 }
 
 Findings remove_stale(const Snapshot& snapshot, bool really) {
-  if (const std::string reason = why_not_stale(snapshot); !reason.empty()) {
-    return {{Severity::kTrouble, "not-stale", reason + ": nothing is removed."}};
+  if (const auto stale = prove_stale(snapshot); !stale) {
+    return {trouble("not-stale", "{}: nothing is removed.", stale.reason())};
   }
   Findings findings;
-  for (const Target& target : stale_objects(snapshot)) {
-    const std::string what = text("the %s, id %d", target.name, target.object.id);
+  for (const Target& target : list_targets(snapshot)) {
+    const std::string object = fmt::format("the {}, id {}", target.name, target.object.id);
     if (!target.fits) {
-      findings.push_back({Severity::kTrouble, "key-clash", "Left alone, it is not a queue's: " + what + '.'});
+      findings.push_back(trouble("key-clash", "Left alone {}: it is not a queue's.", object));
     } else if (!really) {
-      findings.push_back({Severity::kTrouble, "would-remove", "Would remove " + what + '.'});
-    } else if (engine_has_started(snapshot)) {
-      findings.push_back({Severity::kTrouble, "not-stale", "An engine is starting: the rest is left to it."});
+      findings.push_back(trouble("would-remove", "Would remove {}.", object));
+    } else if (engine_has_started_since(snapshot)) {
+      findings.push_back(trouble("not-stale", "An engine is starting: the rest is left to it."));
       break;
-    } else if (target.Remove() == 0) {
-      findings.push_back({Severity::kNote, "removed", "Removed " + what + '.'});
+    } else if (const auto removed = target.remove(); removed) {
+      findings.push_back(note("removed", "Removed {}.", object));
     } else {
-      findings.push_back({Severity::kBlind, "not-removed",
-                          text("Could not remove %s: %s.", what.c_str(), std::strerror(errno))});
-      break;  // somebody else is at work here, or we may not
+      findings.push_back(blind("not-removed", "Could not remove {}: {}.", object, removed.reason()));
+      break;  // another process is at work here, or this one has no right to be
     }
   }
-  if (findings.empty()) findings.push_back({Severity::kNote, "nothing-to-do", "There is nothing to remove."});
+  if (findings.empty()) findings.push_back(note("nothing-to-do", "There is nothing to remove."));
   return findings;
 }
+
+}  // namespace mar::queue_tool

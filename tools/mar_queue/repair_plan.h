@@ -1,4 +1,5 @@
-// What `reap` can repair. Decided here alone: `reap` does it, and `status` promises nothing else.
+// What `reap` can repair. It is decided here alone: `reap` carries out the plan, and `status` promises
+// nothing else.
 #pragma once
 
 #include <cstdint>
@@ -9,18 +10,22 @@
 #include "tools/mar_queue/finding.h"
 #include "tools/mar_queue/snapshot.h"
 
+namespace mar::queue_tool {
+
 struct RepairPlan {
   std::optional<Finding> obstacle;  // why nothing can be repaired now
   std::vector<uint16_t> heads;      // of ended processes, to be freed
-  Findings repairable;              // damage that goes away
-  Findings lasting;                 // damage that stays
-  uint32_t messages = 0;            // that go with the heads
+  uint32_t messages = 0;            // that are freed with them
+  Findings repairable;              // damage that the repair removes
+  Findings lasting;                 // damage that remains
 
   bool nothing_to_do() const { return heads.empty() && repairable.empty(); }
 };
 
-// The snapshot has an image, `checked` is its check.
+// The snapshot has an image; `checked` is its check.
 RepairPlan plan_repair(const Snapshot& snapshot, const CheckResult& checked);
 
-// Whether only a new start of the engine ends this damage, and not the end of a client.
+// Whether this damage lasts until the engine is restarted. Otherwise ending a client removes it.
 bool needs_restart(const Finding& damage);
+
+}  // namespace mar::queue_tool

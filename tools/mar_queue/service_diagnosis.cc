@@ -1,29 +1,29 @@
 #include "tools/mar_queue/service_diagnosis.h"
 
 #include <algorithm>
+#include <functional>
 #include <string>
 
 #include "tools/mar_queue/holders.h"
 #include "tools/mar_queue/repair_plan.h"
-#include "tools/mar_queue/text.h"
+#include "tools/mar_queue/wording.h"
+
+namespace mar::queue_tool {
 
 namespace {
 
 constexpr size_t kNamedHolders = 3;
 
-// Whether a new client would get a head: by the rules of claiming.
+// Whether a new client would get a head, by the rules of claiming one.
 bool has_head_for_newcomer(const Snapshot& snapshot) {
   const QueueImage& image = *snapshot.image;
   for (uint16_t i = 0; i < image.slots; ++i) {
     const HeadUse& use = snapshot.uses[i];
-    const bool idle = image.heads[i].state == HEAD_IDLE && image.heads[i].firstItem == 0 && use.waiting <= 0;
     if (image.heads_in_use < image.slots && use.owner == Owner::kNobody) return true;
-    if (image.heads_in_use <= image.slots && idle) return true;
+    if (image.heads[i].state == HEAD_IDLE && image.heads[i].firstItem == 0 && use.waiting <= 0) return true;
   }
   return false;
 }
-
-bool is_stopped_client(const Holder& holder) { return holder.owner == Owner::kAlive && holder.stopped; }
 
 // "client 7 (t1, stopped) holds 3 messages, the engine has 1 message to take"
 std::string list_of(const std::vector<Holder>& holders) {
@@ -33,170 +33,175 @@ std::string list_of(const std::vector<Holder>& holders) {
   return holders.size() > kNamedHolders ? list + ", ..." : list;
 }
 
-struct Service {
-  const Snapshot& snapshot;
-  const CheckResult& checked;
-  const RepairPlan plan = plan_repair(snapshot, checked);
-  const std::vector<Holder> holders = find_holders(snapshot, checked);
-  Findings findings = {};
+class ServiceDiagnosis {
+ public:
+  ServiceDiagnosis(const Snapshot& snapshot, const CheckResult& checked)
+      : snapshot_(snapshot), checked_(checked) {}
 
-  void Trouble(const char* code, std::string sentence) {
-    findings.push_back({Severity::kTrouble, code, std::move(sentence)});
+  Findings run() {
+    diagnose_state();
+    diagnose_lock();
+    if (image_.slots == 0) {
+      report("no-slots",
+             "The engine runs but can serve no client: its queue has no slots (the segment has {}, one slot "
+             "needs {}). Restart it with a larger queue.",
+             count_of(snapshot_.segment->size, "byte"),
+             count_of(kCommandQueueLayout.segment_size_bytes(1), "byte"));
+    } else {
+      diagnose_engine();
+      diagnose_room();
+      diagnose_damage();
+    }
+    if (findings_.empty()) {
+      const pid_t engine = snapshot_.creator;
+      findings_.push_back(
+          note("running", "The engine runs: {} serves a queue of {}, {} queued.",
+               engine > 0 ? "process " + process_label(engine) : "a process of another process namespace",
+               count_of(image_.slots, "slot"), checked_.queued));
+    }
+    return std::move(findings_);
   }
 
-  void LookAtState() {
-    const uint32_t state = snapshot.image->state;
-    if (state == IPCQUEUE_OPEN) return;
-    if (state == IPCQUEUE_CLOSE) {
-      Trouble("closing",
-              "The engine is closing its queue and takes no more requests: wait for its end, then start it "
-              "again.");
-    } else if (state == IPCQUEUE_DESTROY) {
-      Trouble("destroyed", "The engine has given its queue up: wait for its end, then start it again.");
+ private:
+  template <typename... Args>
+  void report(const char* code, fmt::format_string<Args...> format, Args&&... args) {
+    findings_.push_back(trouble(code, format, std::forward<Args>(args)...));
+  }
+
+  void diagnose_state() {
+    if (image_.state == IPCQUEUE_OPEN) return;
+    if (image_.state == IPCQUEUE_CLOSE) {
+      report(
+          "closing",
+          "The engine is closing its queue and accepts no more requests: wait until it has ended, then start "
+          "it again.");
+    } else if (image_.state == IPCQUEUE_DESTROY) {
+      report("destroyed", "The engine has given up its queue: wait until it has ended, then start it again.");
     } else {
-      Trouble("bad-state", text("The queue has the unknown state %u: restart the engine.", state));
+      report("bad-state", "The queue has the unknown state {}: restart the engine.", image_.state);
     }
   }
 
-  void LookAtLock() {
-    if (snapshot.lock <= 0) return;
-    const pid_t holder = snapshot.lock_process;
+  void diagnose_lock() {
+    if (snapshot_.lock <= 0) return;
+    const pid_t holder = snapshot_.lock_user;
     if (holder > 0 && process_is_gone(static_cast<uint32_t>(holder))) {
-      Trouble("lock-lost",
-              text("The lock is taken but process %d, the last to use it, has ended (the semaphore was "
-                   "set by hand): restart the engine.",
-                   holder));
+      report("lock-lost",
+             "The lock is held although process {}, the last to use it, has ended (the semaphore was set by "
+             "hand): restart the engine.",
+             holder);
     } else {
-      Trouble("lock-held",
-              text("Process %s holds the lock all the time and everybody waits for it: continue it if it "
-                   "is stopped, or end it.",
-                   process_label(holder).c_str()));
+      report("lock-held",
+             "Process {} never releases the lock, and all others wait for it: continue it if it is stopped, "
+             "or end it.",
+             process_label(holder));
     }
   }
 
-  void LookAtEngine() {
-    if (snapshot.creator > 0 && is_stopped(snapshot.creator)) {
-      Trouble("engine-stopped", text("The engine does not run, process %s: continue it (kill -CONT %d).",
-                                     process_label(snapshot.creator).c_str(), snapshot.creator));
+  void diagnose_engine() {
+    const pid_t engine = snapshot_.creator;
+    if (engine > 0 && is_stopped(engine)) {
+      report("engine-stopped", "The engine, process {}, does not run: continue it (kill -CONT {}).",
+             process_label(engine), engine);
     }
-    if (snapshot.creator > 0 && process_is_gone(static_cast<uint32_t>(snapshot.creator))) {
-      Trouble("false-life", text("Clients take the engine for alive, but process %d, the last to say so, has "
-                                 "ended (the semaphore was "
-                                 "set by hand): start the engine if none runs, else restart it.",
-                                 snapshot.creator));
+    if (engine > 0 && process_is_gone(static_cast<uint32_t>(engine))) {
+      report("false-life",
+             "Clients take the engine for alive, but process {}, the last to declare that, has ended (the "
+             "semaphore was set by hand): start the engine if none runs, otherwise restart it.",
+             engine);
     }
-    const QueueImage& image = *snapshot.image;
-    for (uint16_t i = 0; i < image.slots; ++i) {
-      if (snapshot.uses[i].owner == Owner::kEngine && image.heads[i].state == HEAD_CHANNEL) return;
+    for (uint16_t i = 0; i < image_.slots; ++i) {
+      if (snapshot_.uses[i].owner == Owner::kEngine && image_.heads[i].state == HEAD_CHANNEL) return;
     }
-    Trouble("no-engine-head",
-            "The engine has not opened its own head, so nobody reads requests: look again in a "
-            "moment, then restart the engine.");
+    report("no-engine-head",
+           "The engine has not opened its own head, so it reads no requests: look again in a moment, "
+           "then restart the engine.");
   }
 
-  // What ends a lack: reap where that helps, else `otherwise`.
-  std::string Remedy(bool reap_helps, const std::string& otherwise) const {
-    if (in_another_process_namespace(snapshot)) {
+  // What ends a shortage: reap if that helps, otherwise `otherwise`.
+  std::string remedy(bool reap_helps, const std::string& otherwise) const {
+    if (in_another_process_namespace(snapshot_)) {
       return "mar-queue status in the engine's process namespace tells which of them have ended";
     }
     if (!reap_helps) return otherwise;
-    return snapshot.lock > 0 ? "mar-queue reap --yes, once the lock is free, frees some"
-                             : "mar-queue reap --yes frees some";
+    return fmt::format("mar-queue reap --yes{} frees some",
+                       snapshot_.lock > 0 ? ", once the lock is free," : "");
   }
 
-  void LookAtRoom() {
-    const QueueImage& image = *snapshot.image;
-    if (image.state != IPCQUEUE_OPEN) return;  // too late for more room
-    if (image.items >= image.slots) {
-      const bool reap_helps = plan.messages > 0 || !plan.repairable.empty();
-      Trouble("full",
-              text("The queue is full, all %s are taken (%s): %s.", count_of(image.slots, "slot").c_str(),
-                   list_of(holders).c_str(),
-                   Remedy(reap_helps, holders.empty() ? "restart the engine" : remedy_for(holders.front()))
-                       .c_str()));
+  void diagnose_room() {
+    if (image_.state != IPCQUEUE_OPEN) return;  // it takes no more messages anyway
+    if (image_.items >= image_.slots) {
+      report("full", "The queue is full, all {} are taken ({}): {}.", count_of(image_.slots, "slot"),
+             list_of(holders_),
+             remedy(plan_.messages > 0 || !plan_.repairable.empty(),
+                    holders_.empty() ? "restart the engine" : remedy_for(holders_.front())));
     }
-    if (image.heads_in_use > image.slots) {
-      Trouble("no-free-head",
-              text("The header counts %u heads in use though there are %u, so no new client gets "
-                   "one: restart the engine.",
-                   image.heads_in_use, image.slots));
-    } else if (!has_head_for_newcomer(snapshot)) {
-      const auto stopped = std::find_if(holders.begin(), holders.end(), is_stopped_client);
-      const std::string otherwise =
-          stopped == holders.end() ? "wait until a client has finished" : remedy_for(*stopped);
-      Trouble("no-free-head",
-              text("No head is free for a new client, all %u are taken (%s): %s.", image.slots,
-                   list_of(holders).c_str(), Remedy(!plan.heads.empty(), otherwise).c_str()));
+    if (image_.heads_in_use > image_.slots) {
+      report("no-free-head",
+             "No new client gets a head, because the header counts {} of {} in use: restart the engine.",
+             image_.heads_in_use, image_.slots);
+    } else if (!has_head_for_newcomer(snapshot_)) {
+      const auto stopped =
+          std::find_if(holders_.begin(), holders_.end(), std::mem_fn(&Holder::is_stopped_client));
+      report("no-free-head", "No head is free for a new client, all {} are taken ({}): {}.", image_.slots,
+             list_of(holders_),
+             remedy(!plan_.heads.empty(),
+                    stopped == holders_.end() ? "wait until a client has finished" : remedy_for(*stopped)));
     }
   }
 
-  void LookAtDamage() {
-    if (!snapshot.settled || checked.damage.empty() || snapshot.image->state != IPCQUEUE_OPEN) return;
-    const bool restart = std::any_of(plan.lasting.begin(), plan.lasting.end(), needs_restart);
+  void diagnose_damage() {
+    if (!snapshot_.settled || checked_.damage.empty() || image_.state != IPCQUEUE_OPEN) return;
     std::string remedy;
-    if (!plan.repairable.empty()) {
-      const char* const where = plan.obstacle ? ", run in the engine's process namespace," : "";
-      remedy = text("mar-queue reap --yes%s repairs %zu", where, plan.repairable.size());
+    if (!plan_.repairable.empty()) {
+      remedy = fmt::format("mar-queue reap --yes{} repairs {}",
+                           plan_.obstacle ? ", run in the engine's process namespace," : "",
+                           plan_.repairable.size());
     }
-    if (!plan.lasting.empty()) {
+    if (!plan_.lasting.empty()) {
+      const bool restart = std::any_of(plan_.lasting.begin(), plan_.lasting.end(), needs_restart);
       remedy += remedy.empty() ? "" : ", then ";
       remedy += restart ? "restart the engine" : "end the client that it names";
     }
-    Trouble("damaged", text("The queue is damaged (%s found by mar-queue check): %s.",
-                            count_of(checked.damage.size(), "problem").c_str(), remedy.c_str()));
+    report("damaged", "The queue is damaged (mar-queue check finds {}): {}.",
+           count_of(checked_.damage.size(), "problem"), remedy);
   }
+
+  const Snapshot& snapshot_;
+  const CheckResult& checked_;
+  const QueueImage& image_ = *snapshot_.image;
+  const RepairPlan plan_ = plan_repair(snapshot_, checked_);
+  const std::vector<Holder> holders_ = find_holders(snapshot_, checked_);
+  Findings findings_;
 };
 
 }  // namespace
 
 Findings diagnose_service(const Snapshot& snapshot, const CheckResult& checked) {
-  Service service{snapshot, checked};
-  service.LookAtState();
-  service.LookAtLock();
-  if (snapshot.image->slots == 0) {
-    service.Trouble(
-        "no-slots",
-        text("The engine runs but serves nobody, its queue has no slots (the segment has %s, one slot "
-             "needs %s): restart it with room for some.",
-             count_of(snapshot.segment->size, "byte").c_str(),
-             count_of(kCommandQueueLayout.segment_size_bytes(1), "byte").c_str()));
-  } else {
-    service.LookAtEngine();
-    service.LookAtRoom();
-    service.LookAtDamage();
-  }
-  if (service.findings.empty()) {
-    const std::string process = snapshot.creator > 0 ? "process " + process_label(snapshot.creator)
-                                                     : std::string("a process of another process namespace");
-    service.findings.push_back({Severity::kNote, "running",
-                                text("The engine runs: %s serves a queue of %s, %u queued.", process.c_str(),
-                                     count_of(snapshot.image->slots, "slot").c_str(), checked.queued)});
-  }
-  return service.findings;
+  return ServiceDiagnosis(snapshot, checked).run();
 }
 
 void add_notes(const Snapshot& snapshot, const CheckResult& checked, Findings& findings) {
-  const auto note = [&](const char* code, std::string sentence) {
-    findings.push_back({Severity::kNote, code, std::move(sentence)});
-  };
   if (!snapshot.settled) {
-    note("unsettled", "The queue was in use all the time: its numbers may be those of different moments.");
+    findings.push_back(
+        note("unsettled", "The queue was in use all the time: its numbers may be of different moments."));
   }
   const RepairPlan plan = plan_repair(snapshot, checked);
   if (!plan.heads.empty() && !plan.obstacle) {
-    note("dead-owners",
-         text("Ended processes hold %s with %s: mar-queue reap --yes frees them.",
-              count_of(plan.heads.size(), "head").c_str(), count_of(plan.messages, "message").c_str()));
+    findings.push_back(note("dead-owners",
+                            "Ended processes hold {} with {}: mar-queue reap --yes frees them.",
+                            count_of(plan.heads.size(), "head"), count_of(plan.messages, "message")));
   }
   for (const Holder& holder : find_holders(snapshot, checked)) {
-    if (is_stopped_client(holder)) {
-      note("client-stopped", text("On %s, %s: %s.", count_of(holder.heads, "head").c_str(),
-                                  holding(holder).c_str(), remedy_for(holder).c_str()));
-    }
+    if (!holder.is_stopped_client()) continue;
+    findings.push_back(note("client-stopped", "On {}, {}: {}.", count_of(holder.heads, "head"),
+                            holding(holder), remedy_for(holder)));
   }
   if (in_another_process_namespace(snapshot)) {
-    note("process-namespace",
-         "The engine is in another process namespace: which owners of heads have ended cannot "
-         "be told from here.");
+    findings.push_back(note("process-namespace",
+                            "The engine is in another process namespace: which owners of heads have "
+                            "ended cannot be seen from here."));
   }
 }
+
+}  // namespace mar::queue_tool

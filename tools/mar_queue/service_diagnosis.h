@@ -5,8 +5,12 @@
 #include "tools/mar_queue/finding.h"
 #include "tools/mar_queue/snapshot.h"
 
+namespace mar::queue_tool {
+
 // The snapshot has an image and a living creator.
 Findings diagnose_service(const Snapshot& snapshot, const CheckResult& checked);
 
-// What is worth knowing in any case.
+// Adds what is worth knowing in any case.
 void add_notes(const Snapshot& snapshot, const CheckResult& checked, Findings& findings);
+
+}  // namespace mar::queue_tool

@@ -9,10 +9,12 @@
 
 #include "ipc/shared_field.h"
 
+namespace mar::queue_tool {
+
 namespace {
 
-// A busy queue rests for moments only: many tries in a row, then some now and then.
-constexpr int kHastyTries = 2000;
+// A busy queue rests only for moments: many attempts in a row, then one now and then.
+constexpr int kEagerAttempts = 2000;
 constexpr std::chrono::milliseconds kPause{1};
 constexpr std::chrono::milliseconds kPatience{300};
 
@@ -78,34 +80,34 @@ bool same_image(const QueueImage& a, const QueueImage& b) {
           std::memcmp(a.heads.data(), b.heads.data(), a.heads.size() * sizeof(_TIPCHeadItem)) == 0);
 }
 
-void look_at_semaphores(Snapshot& snapshot) {
+void read_head_semaphores(Snapshot& snapshot) {
   snapshot.uses.assign(snapshot.image->slots, {});
   for (uint16_t i = 0; i < snapshot.image->slots; ++i) {
     const _TIPCHeadItem& head = snapshot.image->heads[i];
     HeadUse& use = snapshot.uses[i];
-    if (CIPCUtils::sameIPCIdentifiers(head.owner, NULL_IPC_ID) || !snapshot.queue_set) continue;
-    if (head.semNumber < kFirstHeadSem || head.semNumber >= snapshot.queue_set->size) continue;
-    use.posts = semaphore_value(snapshot.queue_set->id, head.semNumber);
-    use.waiting = semctl(snapshot.queue_set->id, head.semNumber, GETNCNT);
+    if (CIPCUtils::sameIPCIdentifiers(head.owner, NULL_IPC_ID) || !snapshot.wakeup_set) continue;
+    if (head.semNumber < kFirstHeadSem || head.semNumber >= snapshot.wakeup_set->size) continue;
+    use.posts = semaphore_value(snapshot.wakeup_set->id, head.semNumber);
+    use.waiting = semctl(snapshot.wakeup_set->id, head.semNumber, GETNCNT);
   }
 }
 
-// Copies until three copies in a row are the same and nobody holds the lock between them. A copy that caught
-// a writer half-way differs from the next one by the time that writer has let the lock go.
-void look_inside(const AttachedSegment& segment, Snapshot& snapshot) {
+// Copies until three copies in a row are equal and the lock is free between them. A copy that caught a writer
+// half-way differs from the next one by the time that writer has released the lock.
+void copy_settled(const AttachedSegment& segment, Snapshot& snapshot) {
   const auto slots = static_cast<uint16_t>(kLayout.capacity(snapshot.segment->size));
   const auto lock_held = [&] {
-    return snapshot.segment_set && semaphore_value(snapshot.segment_set->id, kLockSem) > 0;
+    return snapshot.lock_set && semaphore_value(snapshot.lock_set->id, kLockSem) > 0;
   };
   bool always_held = true;
   const auto deadline = std::chrono::steady_clock::now() + kPatience;
-  for (int tries = 0; !snapshot.settled && (tries == 0 || std::chrono::steady_clock::now() < deadline);
-       ++tries) {
-    if (tries >= kHastyTries) std::this_thread::sleep_for(kPause);
+  for (int attempt = 0; !snapshot.settled && (attempt == 0 || std::chrono::steady_clock::now() < deadline);
+       ++attempt) {
+    if (attempt >= kEagerAttempts) std::this_thread::sleep_for(kPause);
     snapshot.image = copy_queue(segment, slots);
     const bool held_before = lock_held();
     const bool same_before = same_image(copy_queue(segment, slots), *snapshot.image);
-    look_at_semaphores(snapshot);
+    read_head_semaphores(snapshot);
     const bool held_after = lock_held();
     const bool same_after = same_image(copy_queue(segment, slots), *snapshot.image);
     snapshot.settled = same_before && same_after && !held_before && !held_after;
@@ -117,26 +119,25 @@ void look_inside(const AttachedSegment& segment, Snapshot& snapshot) {
 
 }  // namespace
 
-Snapshot look(const std::string& base) {
+Snapshot take_snapshot(const std::string& base) {
   Snapshot snapshot;
-  snapshot.place = find_place(base);
+  snapshot.control_file = find_control_file(base);
   snapshot.objects = list_ipc_objects();
-  if (snapshot.place.error != 0) return snapshot;
-  const IpcKeys& keys = snapshot.place.keys;
+  if (snapshot.control_file.error != 0) return snapshot;
+  const IpcKeys& keys = snapshot.control_file.keys;
   snapshot.segment = with_key(snapshot.objects.segments, keys.segment);
-  snapshot.segment_set = with_key(snapshot.objects.semaphore_sets, keys.segment_semaphores);
-  snapshot.queue_set = with_key(snapshot.objects.semaphore_sets, keys.queue_semaphores);
-  if (snapshot.segment_set) {
-    const int set = snapshot.segment_set->id;
-    snapshot.sign = semaphore_value(set, kCreatorAliveSem);
+  snapshot.lock_set = with_key(snapshot.objects.semaphore_sets, keys.segment_semaphores);
+  snapshot.wakeup_set = with_key(snapshot.objects.semaphore_sets, keys.queue_semaphores);
+  if (snapshot.lock_set) {
+    const int set = snapshot.lock_set->id;
+    snapshot.creator_alive = semaphore_value(set, kCreatorAliveSem);
     snapshot.creator = semaphore_process(set, kCreatorAliveSem);
     snapshot.lock = semaphore_value(set, kLockSem);
-    snapshot.lock_process = semaphore_process(set, kLockSem);
+    snapshot.lock_user = semaphore_process(set, kLockSem);
   }
   if (!snapshot.segment || !is_queue_size(snapshot.segment->size)) return snapshot;
   const AttachedSegment segment(snapshot.segment->id);
-  if (!segment.usable()) return snapshot;
-  look_inside(segment, snapshot);
+  if (segment.usable()) copy_settled(segment, snapshot);
   return snapshot;
 }
 
@@ -146,5 +147,7 @@ bool is_queue_size(uint64_t segment_size_bytes) {
 
 bool segment_fits(const Snapshot& snapshot) {
   return snapshot.segment && is_queue_size(snapshot.segment->size) &&
-         (snapshot.segment_set || kLayout.capacity(snapshot.segment->size) > 0);
+         (snapshot.lock_set || kLayout.capacity(snapshot.segment->size) > 0);
 }
+
+}  // namespace mar::queue_tool

@@ -1,0 +1,49 @@
+#include "tools/mar_queue/wording.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <fstream>
+
+namespace mar::queue_tool {
+
+namespace {
+
+// "stopped", "traced", "zombie", or empty for a process that runs or sleeps.
+std::string_view unusual_state(pid_t process) {
+  std::ifstream file(fmt::format("/proc/{}/status", process));
+  for (std::string line; std::getline(file, line);) {
+    if (line.starts_with("State:\tT")) return "stopped";
+    if (line.starts_with("State:\tt")) return "traced";
+    if (line.starts_with("State:\tZ")) return "zombie";
+  }
+  return "";
+}
+
+}  // namespace
+
+std::string count_of(uint64_t count, std::string_view noun) {
+  return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
+}
+
+std::string printable(std::string_view outside) {
+  std::string harmless(outside);
+  const auto is_control = [](unsigned char byte) { return byte < ' ' || byte == 127; };
+  std::replace_if(harmless.begin(), harmless.end(), is_control, '?');
+  return harmless;
+}
+
+bool is_stopped(pid_t process) {
+  const std::string_view state = unusual_state(process);
+  return state == "stopped" || state == "traced";
+}
+
+std::string process_label(pid_t process) {
+  std::ifstream file(fmt::format("/proc/{}/comm", process));
+  std::string name;
+  if (!std::getline(file, name)) return std::to_string(process);
+  const std::string_view state = unusual_state(process);
+  return fmt::format("{} ({}{}{})", process, printable(name), state.empty() ? "" : ", ", state);
+}
+
+}  // namespace mar::queue_tool
