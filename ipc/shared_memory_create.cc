@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cinttypes>
 #include <cstdio>
 #include <cstring>
 
@@ -42,7 +43,8 @@ bool impl_ensure_file(const char* name) {
 
 long CkesSharedMemory::implCreate(const char* name, uint64_t size) {
   trace_ln(
-      "entering CkesSharedMemory::implCreate(const char* name, unsigned long size) - name = %s, size = %lu",
+      "entering CkesSharedMemory::implCreate(const char* name, unsigned long size) - name = %s, size = "
+      "%" PRIu64,
       name, size);
   if (!impl_ensure_file(name)) {
     trace_ln("CkesSharedMemory::implCreate() - ERROR - fopen(name, \"w\") failed to create where errno = %d",
@@ -60,7 +62,8 @@ long CkesSharedMemory::implCreate(const char* name, uint64_t size) {
     return IPC_CREATE_FAILED;
   }
   trace_ln(
-      "exiting CkesSharedMemory::implCreate(const char* name, unsigned long size) - name = %s, size = %lu",
+      "exiting CkesSharedMemory::implCreate(const char* name, unsigned long size) - name = %s, size = "
+      "%" PRIu64,
       name, size);
   return 0;
 }
@@ -113,7 +116,7 @@ bool CkesSharedMemory::implCreateSegment(key_t key, uint64_t size) {
     trace_ln(
         "CkesSharedMemory::implCreate() - ERROR - shmget(mem_key, size, 0666 | IPC_CREAT | IPC_EXCL) where "
         "errno = %d, "
-        "size = %lu",
+        "size = %" PRIu64,
         errno, size);
     return false;
   }

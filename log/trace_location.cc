@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
 
 #include "log/file_calls.h"
@@ -82,12 +83,13 @@ int parseLogProps(const char* text, unsigned int length, char* out, size_t size)
 int fileExists(const char* path, unsigned int* size) {
   struct stat found {};
   if (path == nullptr || stat(path, &found) != 0) return 0;
-  if (size != nullptr) *size = static_cast<unsigned int>(std::min(found.st_size, off_t{UINT_MAX}));
+  if (size != nullptr) *size = static_cast<unsigned int>(std::min<int64_t>(found.st_size, UINT_MAX));
   return 1;
 }
 
 int readFile(const char* path, int length, char** out) {
   if (path == nullptr || out == nullptr || length < 0) return 0;
+  const mar::CancellationDeferred deferred;
   const int fd = open_path(path, O_RDONLY, 0);
   if (fd == -1) return 0;
   const size_t wanted = static_cast<size_t>(length);

@@ -138,7 +138,7 @@ TEST_F(OpenQueue, MessagesKeepTheirOrderAndAFrontPutOvertakes) {
 TEST_F(OpenQueue, OnlyChannelsHaveKeys) {
   ASSERT_EQ(queue->Put(kUser, numbered(1)), 0);  // head 1 has an owner but is no channel
   const auto before = made.bytes();
-  for (const long bad : {1L, 4L, -2L, 1L << 32, 1L << 62}) {
+  for (const long bad : {1L, 4L, -2L, 1L << sizeof(long) * 4, LONG_MAX / 2 + 1}) {
     EXPECT_EQ(queue->KeyPut(bad, numbered(2)), QUEUE_INVALID_KEY) << bad;
     EXPECT_EQ(queue->KeyGet(bad, message), QUEUE_INVALID_KEY) << bad;
   }
