@@ -44,12 +44,28 @@ bool is_local_already(const char* utf8) {
 // `call` on the locale's form of a name, or `failed` when there is none.
 template <class Result, class Call>
 Result with_local_name(const char* name, Result failed, Call call) {
-  if (name != nullptr && is_local_already(name)) return call(name);
+  if (name == nullptr) {
+    errno = EFAULT;  // as the system has it; a stale EINTR would have callers try for ever
+    return failed;
+  }
+  if (is_local_already(name)) return call(name);
   char* local = FromUtf8ToMBCS(name);
   if (local == nullptr) return failed;
   const Result result = call(local);
   free_quietly(local);
   return result;
+}
+
+// The same for a call on a file, made again for as long as a signal interrupts it.
+template <class Result, class Call>
+Result on_file(const char* path, Result failed, Call call) {
+  return with_local_name(path, failed, [&](const char* name) {
+    Result result;
+    do {
+      result = call(name);
+    } while (result == failed && errno == EINTR);
+    return result;
+  });
 }
 
 void forget_local_cs(const xcs_cs_t* codeset) {
@@ -130,31 +146,25 @@ int utf8_open(const char* path, int flags, ...) {
   va_start(arguments, flags);
   const mode_t mode = va_arg(arguments, mode_t);
   va_end(arguments);
-  return with_local_name(path, -1, [&](const char* name) {
-    int file;
-    do {
-      file = open(name, flags, mode);
-    } while (file == -1 && errno == EINTR);
-    return file;
-  });
+  return on_file(path, -1, [&](const char* name) { return open(name, flags, mode); });
 }
 
 FILE* utf8_fopen(const char* path, const char* mode) {
   FILE* const failed = nullptr;
-  return with_local_name(path, failed, [&](const char* name) { return fopen(name, mode); });
+  return on_file(path, failed, [&](const char* name) { return fopen(name, mode); });
 }
 
 int utf8_stat(const char* path, struct stat* status) {
-  return with_local_name(path, -1, [&](const char* name) { return stat(name, status); });
+  return on_file(path, -1, [&](const char* name) { return stat(name, status); });
 }
 
 int utf8_mkdir(const char* path, mode_t mode) {
-  return with_local_name(path, -1, [&](const char* name) { return mkdir(name, mode); });
+  return on_file(path, -1, [&](const char* name) { return mkdir(name, mode); });
 }
 
-int utf8_chdir(const char* path) { return with_local_name(path, -1, chdir); }
+int utf8_chdir(const char* path) { return on_file(path, -1, chdir); }
 
-int utf8_remove(const char* path) { return with_local_name(path, -1, remove); }
+int utf8_remove(const char* path) { return on_file(path, -1, remove); }
 
 int utf8_system(const char* command) { return with_local_name(command, -1, system); }
 

@@ -33,9 +33,10 @@ uint32_t utf8_to_local_cs(const char* utf8, char** out);
 char* FromMBCSToUtf8(const char* text);
 char* FromUtf8ToMBCS(const char* utf8);
 
-// Each as the call without the prefix, on a UTF-8 name. A NULL name, or one that finds no memory, gives -1
-// (utf8_fopen: NULL) and no call is made. errno is the call's. What the locale cannot hold becomes "?" in the
-// name.
+// Each as the call without the prefix, on a UTF-8 name. A call on a file that a signal interrupts is made
+// again: none of these fails with EINTR. A NULL name (errno EFAULT), or one that finds no memory, gives -1
+// (utf8_fopen: NULL) and no call is made; otherwise errno is the call's. What the locale cannot hold becomes
+// "?" in the name.
 int utf8_open(const char* path, int flags, ...);  // always pass the mode
 FILE* utf8_fopen(const char* path, const char* mode);
 int utf8_stat(const char* path, struct stat* status);

@@ -4,6 +4,8 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/time.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -104,6 +106,23 @@ TEST_F(Utf8Files, FilesAndDirectories) {
   EXPECT_EQ(errno, ERANGE);
 }
 
+// A FIFO's end that waits for the other one, interrupted by a signal whose handler is not to restart it.
+TEST_F(Utf8Files, AnInterruptedOpenIsMadeAgain) {
+  static std::string fifo;
+  fifo = directory_.path + "/fifo";
+  struct sigaction other_end {};
+  other_end.sa_handler = [](int) { open(fifo.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC); };
+  sigaction(SIGALRM, &other_end, nullptr);
+  for (const bool stream : {false, true}) {
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    const itimerval soon{{0, 0}, {0, 20'000}};
+    setitimer(ITIMER_REAL, &soon, nullptr);
+    EXPECT_TRUE(stream ? utf8_fopen(fifo.c_str(), "re") != nullptr
+                       : utf8_open(fifo.c_str(), O_RDONLY | O_CLOEXEC, 0) != -1);
+    unlink(fifo.c_str());
+  }
+}
+
 TEST_F(Utf8Files, EvenAsciiNamesAreConvertedToEbcdic) {
   const Codeset ebcdic = load_image(TableImage(XCS_KIND_EBCDIC_SBCS, "EBCDIC", {}).bytes);
   xcs_cs_t* const before = local_cs;
@@ -117,6 +136,9 @@ TEST_F(Utf8Files, ANullNameMakesNoCall) {
   struct stat status;
   char* arguments[] = {nullptr};
   char value[4];
+  errno = 0;
+  EXPECT_EQ(utf8_fopen(nullptr, "r"), nullptr);
+  EXPECT_EQ(errno, EFAULT);
   const int results[] = {utf8_open(nullptr, O_RDONLY, 0),
                          utf8_stat(nullptr, &status),
                          utf8_mkdir(nullptr, 0700),
@@ -130,7 +152,6 @@ TEST_F(Utf8Files, ANullNameMakesNoCall) {
                          utf8_getenv("NOT_SET", value),
                          utf8_getenv_bufflen("NOT_SET")};
   for (const int result : results) EXPECT_EQ(result, -1);
-  EXPECT_EQ(utf8_fopen(nullptr, "r"), nullptr);
 }
 
 TEST_F(Utf8Files, ProcessesGetLocalArguments) {

@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <sys/time.h>
 
 #include <cstdlib>
 #include <string>
@@ -12,15 +13,15 @@ TEST(AgentInstance, NameIsCutPaddedAndTerminated) {
   struct {
     const char* value;
     int size;
-    std::string want;  // the buffer after the call; it starts as ten times "#"
-  } const rows[] = {{"", 3, {"\0\0\0#######", 10}},     {"abc", 6, {"abc\0\0\0####", 10}},
-                    {"prefix", 7, {"prefix\0###", 10}}, {"prefix", 6, {"prefi\0####", 10}},
-                    {"prefix", 1, {"\0#########", 10}}, {"prefix", 0, "##########"},
-                    {"prefix", -1, "##########"},       {nullptr, 8, {"\0#########", 10}}};
+    std::string want;  // the buffer after the call and a byte on either side; it starts as ten times "#"
+  } const rows[] = {{"", 3, {"#\0\0\0######", 10}},     {"abc", 6, {"#abc\0\0\0###", 10}},
+                    {"prefix", 7, {"#prefix\0##", 10}}, {"prefix", 6, {"#prefi\0###", 10}},
+                    {"prefix", 1, {"#\0########", 10}}, {"prefix", 0, "##########"},
+                    {"prefix", -1, "##########"},       {nullptr, 8, {"#\0########", 10}}};
   for (const auto& row : rows) {
     row.value != nullptr ? setenv("ARM_AGENT_PREFIX", row.value, 1) : unsetenv("ARM_AGENT_PREFIX");
     std::string buffer(10, '#');
-    getMultiAgentName(buffer.data(), row.size);
+    getMultiAgentName(buffer.data() + 1, row.size);
     EXPECT_EQ(buffer, row.want) << row.size;
     EXPECT_EQ(isMultiAgent(), row.value != nullptr ? 1 : 0);
   }
@@ -86,12 +87,19 @@ TEST(Time, HighResolutionTimeIsSplitInTheZoneOfTheMoment) {
     ConvertToHRT(row.seconds, row.nanoseconds, &got);
     char text[100];
     const size_t date = strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S %Z", &got.broken_down);
-    snprintf(text + date, sizeof text - date, " %lu %lu %lu", got.msec, got.usec, got.nsec);
+    snprintf(text + date, sizeof text - date, " %d %d %d", int(got.msec), int(got.usec), int(got.nsec));
     EXPECT_STREQ(text, row.want);
   }
+}
+
+TEST(Time, TheCurrentTimeIsExactToTheMicrosecond) {
+  timeval before{}, after{};
   uint32_t seconds = 0, nanoseconds = 1;
+  gettimeofday(&before, nullptr);
   ZarnBestGetCurrentTime(&seconds, &nanoseconds);
-  EXPECT_LE(time(nullptr) - seconds, 1);
+  gettimeofday(&after, nullptr);
+  const timeval now{seconds, nanoseconds / 1000};
+  EXPECT_TRUE(!timercmp(&now, &before, <) && !timercmp(&now, &after, >)) << seconds << ' ' << nanoseconds;
   EXPECT_EQ(nanoseconds % 1000, 0u);
 }
 
