@@ -50,8 +50,12 @@ long CkesThread::GetID(unsigned long* out) const {
 
 long CkesThread::Start() {
   int expected = THREAD_READY;
-  const bool ready = state.compare_exchange_strong(expected, THREAD_RUNNING);
-  return record_failure(ready ? startEvent.Signal() : kThreadWrongState, "CkesThread::Start()");
+  if (!state.compare_exchange_strong(expected, THREAD_RUNNING)) {
+    return record_failure(kThreadWrongState, "CkesThread::Start()");
+  }
+  const long code = startEvent.Signal();
+  if (code != 0) CkesErrorManager::AddFunction("CkesThread::Start()");  // the event has begun the trail
+  return code;
 }
 
 long CkesThread::Join() {

@@ -47,7 +47,9 @@ class CkesThread {
   int GetState() const { return state; }
   long GetID(unsigned long* out) const;  // unless THREAD_INVALID
 
-  long Start();  // when THREAD_READY; or the code of the start event's Signal
+  // When THREAD_READY. Can return a failure of the start event's Signal, its own name added to that trail;
+  // the state is THREAD_RUNNING all the same.
+  long Start();
 
   // Waits for the thread's end; at once when THREAD_ENDED. Can give kThreadJoinDeadlock (it is the calling
   // thread) or kThreadJoinFailed.

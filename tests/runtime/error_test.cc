@@ -63,6 +63,12 @@ TEST(ErrorStack, FullRingDropsTheOldest) {
   EXPECT_EQ(dump(stack, 118), round + "newest\nsecond\n");  // a wrapped trail has no end but the buffer's
   stack.SetErrorCode(-2, "afresh");
   EXPECT_EQ(dump(stack, 200), "afresh\n");
+  // The new trail begins where the old one ended: from the ring's last place on it soon goes round again.
+  for (int i = 0; i < 149; ++i) EXPECT_EQ(stack.AddFunction("y"), i < 49 ? 0 : -202) << i;
+  stack.SetErrorCode(-3, "last place");
+  EXPECT_EQ(stack.GetStackSize(), 51);
+  stack.AddFunction("first place");
+  EXPECT_EQ(dump(stack, 26), "last place\nfirst place\ny\n");
 }
 
 TEST(ErrorManager, EveryThreadHasItsOwnStack) {

@@ -1,6 +1,11 @@
 // What the tests of the runtime share.
 #pragma once
 
+#include <pthread.h>
+#include <time.h>
+
+#include <atomic>
+#include <cerrno>
 #include <string>
 
 #include "tests/support/error_trail.h"
@@ -23,4 +28,15 @@ struct OutOfMemory {
   OutOfMemory() { refuses = true; }
   ~OutOfMemory() { refuses = false; }
   static inline thread_local bool refuses = false;
+};
+
+// Refuses the calling thread's calls of POSIX mutexes or condition variables for a scope, with EINVAL.
+struct Refused {
+  enum : unsigned { kMutex = 1, kCondition = 2 };
+  explicit Refused(unsigned kinds) { now = kinds; }
+  ~Refused() { now = 0; }
+  static inline thread_local unsigned now = 0;
+  static inline thread_local int locks = 0;        // mutexes that the calling thread has locked
+  static inline std::atomic<int> waits = 0;        // of all threads; a waiter holds the mutex until it waits
+  static inline thread_local timespec deadline{};  // of the last timed wait
 };

@@ -2,8 +2,6 @@
 #include <gtest/gtest.h>
 #include <limits.h>
 
-#include <atomic>
-#include <chrono>
 #include <string>
 #include <thread>
 #include <vector>
@@ -11,34 +9,47 @@
 #include "runtime/event.h"
 #include "runtime/mutex.h"
 #include "tests/runtime/runtime_test.h"
+#include "tests/support/child.h"
 
 namespace {
 
-TEST(Mutex, FailuresAreReturnedAndRecorded) {
+// What every operation returns and records.
+std::string failures(CkesMutex& mutex, CkesEvent& event) {
+  std::string text = failure(mutex.Lock());
+  text += failure(mutex.TryLock());
+  text += failure(mutex.Unlock());
+  text += failure(event.Wait());
+  text += failure(event.Wait(1));
+  text += failure(event.Signal());
+  text += failure(event.Pulse());
+  return text + failure(event.Reset());
+}
+
+TEST(Sync, FailuresAreReturnedAndRecorded) {
   CkesMutex mutex;
   ASSERT_EQ(mutex.Lock(), 0);
   EXPECT_EQ(failure(mutex.TryLock()), "-124 CkesMutex::TryLock()\n");
-  ASSERT_EQ(mutex.Unlock(), 0);
-  ASSERT_EQ(mutex.TryLock(), 0);
-  ASSERT_EQ(mutex.Unlock(), 0);
+  ASSERT_EQ(mutex.Unlock() + mutex.TryLock() + mutex.Unlock(), 0);
 
-  // The default mutex checks nothing, so an error-checking one takes its place for the other failures.
-  CkesMutex checked;
-  pthread_mutexattr_t checking;
-  pthread_mutexattr_init(&checking);
-  pthread_mutexattr_settype(&checking, PTHREAD_MUTEX_ERRORCHECK);
-  pthread_mutex_destroy(checked.GetUNIXMutex());
-  ASSERT_EQ(pthread_mutex_init(checked.GetUNIXMutex(), &checking), 0);
-#ifndef __SANITIZE_THREAD__  // which reports the misuse itself
-  EXPECT_EQ(failure(checked.Unlock()), "-123 CkesMutex::Unlock()\n");
-#endif
-  EXPECT_EQ(checked.Lock(), 0);
-  EXPECT_EQ(failure(checked.Lock()), "-122 CkesMutex::Lock()\n");
-  checked.Unlock();
+  for (const TEventMode mode : {AUTO_RESET, MANUAL_RESET}) {
+    CkesEvent event(mode, false);
+    const Refused refused(Refused::kMutex | Refused::kCondition);
+    EXPECT_EQ(failures(mutex, event),
+              "-122 CkesMutex::Lock()\n-122 CkesMutex::TryLock()\n-123 CkesMutex::Unlock()\n"
+              "-133 CkesEvent::Wait()\n-133 CkesEvent::Wait(long)\n-134 CkesEvent::Signal()\n"
+              "-134 CkesEvent::SignalAll()\n0, but -123 CkesMutex::Unlock()\n");
+  }
+  const Refused refused(Refused::kMutex);
+  CkesMutex no_mutex;
+  CkesEvent no_event;
+  EXPECT_EQ(failures(no_mutex, no_event),
+            "-120 CkesMutex::Lock()\n-120 CkesMutex::TryLock()\n-120 CkesMutex::Unlock()\n"
+            "-130 CkesEvent::Wait()\n-130 CkesEvent::Wait(long)\n-130 CkesEvent::Signal()\n"
+            "-130 CkesEvent::SignalAll()\n-130 CkesEvent::Reset()\n");
 }
 
 // Each row plays its steps on a new event: S signal, P pulse, R reset, and for each w (Wait(0)) the outcome
-// is written as "0" or "t" for a time-out.
+// is written as "0" or "t" for a time-out. Every step locks the event once.
 TEST(Event, FlagAfterEachStep) {
   struct {
     TEventMode mode;
@@ -46,7 +57,7 @@ TEST(Event, FlagAfterEachStep) {
     const char* steps;
     const char* outcomes;
   } const rows[] = {
-      {AUTO_RESET, false, "Sw", "t"},  // a signal for nobody is lost
+      {AUTO_RESET, false, "Sw", "t"},  // a signal for no waiter is lost
       {AUTO_RESET, true, "ww", "0t"},  // the first flag lets one pass
       {AUTO_RESET, true, "Sw", "t"},   // and any operation takes it down
       {AUTO_RESET, true, "Pw", "t"},           {AUTO_RESET, true, "Rw", "t"},
@@ -57,53 +68,66 @@ TEST(Event, FlagAfterEachStep) {
     CkesEvent event(row.mode, row.up);
     std::string outcomes;
     for (const char* step = row.steps; *step != '\0'; ++step) {
+      const int before = Refused::locks;
       long code = 0;
       if (*step == 'S') code = event.Signal();
       if (*step == 'P') code = event.Pulse();
       if (*step == 'R') code = event.Reset();
       EXPECT_EQ(code, 0) << row.steps;
       if (*step == 'w') outcomes += event.Wait(0) == 0 ? "0" : "t";
+      EXPECT_EQ(Refused::locks, before + 1) << *step;
     }
     EXPECT_EQ(outcomes, row.outcomes) << row.steps;
   }
 }
 
-TEST(Event, TimedWaitsRunOut) {
-  CkesEvent event;
-  for (const long wait_ms : {LONG_MIN, -1001L, -1L, 0L, 100L}) {
-    EXPECT_EQ(failure(event.Wait(wait_ms)), "-132 CkesEvent::Wait(long)\n") << wait_ms;
+TEST(Event, DeadlineOfATimedWait) {
+  struct {
+    long wait_ms, seconds, nanoseconds;
+  } const rows[] = {{0, 0, 0},
+                    {-1, 0, 0},
+                    {LONG_MIN, 0, 0},
+                    {999, 0, 999'000'000},
+                    {2034, 2, 34'000'000},
+                    {INT_MAX, 2147483, 647'000'000}};
+  for (const auto& row : rows) {
+    CkesEvent event;
+    const time_t before = time(nullptr);
+    const Refused refused(Refused::kCondition);
+    EXPECT_EQ(event.Wait(row.wait_ms), -133);
+    EXPECT_EQ(Refused::deadline.tv_nsec, row.nanoseconds) << row.wait_ms;
+    EXPECT_GE(Refused::deadline.tv_sec, before + row.seconds) << row.wait_ms;
+    EXPECT_LE(Refused::deadline.tv_sec, time(nullptr) + row.seconds) << row.wait_ms;
   }
+  CkesEvent event;
+  EXPECT_EQ(failure(event.Wait(100)), "-132 CkesEvent::Wait(long)\n");
 }
 
-// Threads that wait on one event, every other one with the longest time there is.
+// Threads that wait on an event, every other one with the longest time there is.
 struct Waiters {
   Waiters(CkesEvent& event, int count) {
+    const int before = Refused::waits;
     for (int i = 0; i < count; ++i) {
       threads.emplace_back([this, &event, i] {
         EXPECT_EQ(i % 2 == 0 ? event.Wait() : event.Wait(LONG_MAX), 0);
         ++released;
       });
     }
-    settle();
+    EXPECT_TRUE(eventually([&] { return Refused::waits == before + count; }));
   }
-  // Time to fall asleep or to come back. Too little of it hides a fault and reports none.
-  static void settle() { std::this_thread::sleep_for(std::chrono::milliseconds(30)); }
-
   std::atomic<int> released = 0;
   std::vector<std::jthread> threads;
 };
 
-// A waiter may come too late for a signal, so signals are repeated; but in auto mode none may release two.
 TEST(Event, SignalAndPulseReleaseWaiters) {
   for (const TEventMode mode : {AUTO_RESET, MANUAL_RESET}) {
     for (const bool pulse : {false, true}) {
       CkesEvent event(mode, false);
       Waiters waiters(event, 3);
-      EXPECT_EQ(waiters.released, 0);
       for (int signals = 1; waiters.released < 3; ++signals) {
         ASSERT_EQ(pulse ? event.Pulse() : event.Signal(), 0);
-        Waiters::settle();
-        EXPECT_LE(waiters.released, mode == AUTO_RESET ? signals : 3);
+        ASSERT_TRUE(eventually([&] { return waiters.released >= (mode == AUTO_RESET ? signals : 3); }));
+        EXPECT_EQ(waiters.released, mode == AUTO_RESET ? signals : 3);
       }
       EXPECT_EQ(event.Wait(0), mode == MANUAL_RESET && !pulse ? 0 : -132);
     }

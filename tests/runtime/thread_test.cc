@@ -112,6 +112,15 @@ TEST(Thread, JoinAllStopsAtTheFirstFailure) {
   EXPECT_EQ(recorded(), "-106 CkesThread::Join()\nCkesThreadLibrary::JoinAll()\n");
 }
 
+TEST(Thread, StartPassesAFailedSignalOn) {
+  Worker worker([] {});
+  {
+    const Refused refused(Refused::kCondition);
+    EXPECT_EQ(failure(worker.Start()), "-134 CkesEvent::Signal()\nCkesThread::Start()\n");
+  }
+  EXPECT_EQ(worker.Terminate(), 0);  // it waits on, or runs
+}
+
 // A cancelled wait must not keep the event's lock, nor its thread the error stack (seen by the leak check).
 TEST(Thread, TerminatedInAWaitItLeavesTheEventUsable) {
   CkesEvent gate(MANUAL_RESET, false), waiting(MANUAL_RESET, false);

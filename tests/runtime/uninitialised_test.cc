@@ -3,9 +3,9 @@
 #include <pthread.h>
 
 #include "runtime/error_manager.h"
-#include "runtime/event.h"
 #include "runtime/mutex.h"
 #include "runtime/thread_library.h"
+#include "tests/support/child.h"
 
 namespace {
 
@@ -30,15 +30,19 @@ TEST_F(Uninitialised, MutexAndLibrary) {
   EXPECT_EQ(CkesThreadLibrary::Initialize(), -101);
 }
 
-TEST_F(Uninitialised, Event) {
-  CkesEvent event;
-  const long codes[] = {event.Wait(), event.Wait(1), event.Signal(), event.Pulse(), event.Reset()};
-  for (const long code : codes) EXPECT_EQ(code, -130);
-}
-
-TEST_F(Uninitialised, Library) {
-  unsigned long id;
-  EXPECT_EQ(CkesThreadLibrary::GetCurrentThreadID(&id), -102);
+// Only the first call finds the library uninitialised, so each is made in a process of its own.
+TEST_F(Uninitialised, EveryCallOfTheLibraryTriesOnce) {
+  using Library = CkesThreadLibrary;
+  long (*const calls[])() = {[] { return Library::CreateNewKey(nullptr); },
+                             [] { return Library::SetKeyValue(0, nullptr); },
+                             [] { return Library::GetKeyValue(0, nullptr); },
+                             [] { return Library::GetCurrentThreadName(nullptr); },
+                             [] { return Library::GetCurrentThreadID(nullptr); },
+                             [] { return Library::GiveWay(); },
+                             [] { return Library::JoinAll(nullptr, 0); }};
+  for (const auto call : calls) {
+    EXPECT_EQ(Child([=] { return call(); }).result(), -102) << "row " << (&call - calls);
+  }
 }
 
 }  // namespace
