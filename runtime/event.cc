@@ -5,15 +5,69 @@
 #include <algorithm>
 
 #include "runtime/error_manager.h"
+#include "runtime/fork_order.h"
 #include "runtime/thread_library.h"
+
+namespace mar {
+
+// The process's initialised events. fork() takes the inner lock of each, none of which is held for long, and
+// gives the child condition variables on which no thread waits: the kernel copies the waiters' count but not
+// the waiters, and destroying such a condition variable would wait for them.
+class EventList {
+ public:
+  static void add(CkesEvent* event) {
+    pthread_mutex_lock(&mutex);
+    event->next = first;
+    if (first != nullptr) first->previous = event;
+    first = event;
+    pthread_mutex_unlock(&mutex);
+  }
+  static void remove(CkesEvent* event) {
+    pthread_mutex_lock(&mutex);
+    (event->previous != nullptr ? event->previous->next : first) = event->next;
+    if (event->next != nullptr) event->next->previous = event->previous;
+    pthread_mutex_unlock(&mutex);
+  }
+
+  [[gnu::constructor(kForkInnermost)]] static void keep_over_fork() {
+    pthread_atfork(lock_all, unlock_all, renew_all);
+  }
+
+ private:
+  static void lock_all() {
+    pthread_mutex_lock(&mutex);
+    for (CkesEvent* event = first; event != nullptr; event = event->next)
+      pthread_mutex_lock(event->lock.GetUNIXMutex());
+  }
+  static void unlock_all() {
+    for (CkesEvent* event = first; event != nullptr; event = event->next)
+      pthread_mutex_unlock(event->lock.GetUNIXMutex());
+    pthread_mutex_unlock(&mutex);
+  }
+  static void renew_all() {
+    for (CkesEvent* event = first; event != nullptr; event = event->next) event->condition = {};
+    unlock_all();
+  }
+
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wzero-as-null-pointer-constant"  // the system's macro says 0
+  static inline constinit pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+#pragma GCC diagnostic pop
+  static inline constinit CkesEvent* first = nullptr;
+};
+
+}  // namespace mar
 
 CkesEvent::CkesEvent(TEventMode reset_mode, bool initially_signalled)
     : mode(reset_mode), signalled(initially_signalled) {
   initialized = lock.IsInitialized();  // which has initialised the thread library
+  if (initialized) mar::EventList::add(this);
 }
 
 CkesEvent::~CkesEvent() {
-  if (initialized) implDestroy();
+  if (!initialized) return;
+  mar::EventList::remove(this);
+  implDestroy();
 }
 
 long CkesEvent::Wait() {

@@ -20,7 +20,12 @@ inline constexpr long kEventSignalFailed = -134;
 // Any other value behaves as MANUAL_RESET.
 enum TEventMode : int32_t { MANUAL_RESET = 0, AUTO_RESET = 1 };
 
-// Any thread may call any operation. Failures are returned and recorded on the calling thread's error stack,
+namespace mar {
+class EventList;
+}
+
+// Any thread may call any operation. In a forked child an event is as it was, with no thread waiting on it.
+// Failures are returned and recorded on the calling thread's error stack,
 // as "CkesEvent::Wait()". Must not be destroyed while a thread waits on it: the destructor would wait for
 // that one.
 class CkesEvent {
@@ -60,4 +65,8 @@ class CkesEvent {
   pthread_cond_t condition = {};  // all zero bytes: ready for use
   CkesMutex lock;
   bool signalled;  // guarded by lock
+
+  friend class mar::EventList;
+  CkesEvent* next = nullptr;  // the links are guarded by the list's mutex
+  CkesEvent* previous = nullptr;
 };

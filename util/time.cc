@@ -1,8 +1,38 @@
 #include "util/time.h"
 
+#include <pthread.h>
 #include <sys/time.h>
 
+#include "runtime/fork_order.h"
+
+namespace {
+
+// The C library keeps the time zone under a lock of its own, which fork() does not put in order: a child
+// forked while another thread converts a time would wait for it for ever. Every conversion here takes this
+// lock first, and so does fork().
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wzero-as-null-pointer-constant"  // the system's macro says 0
+constinit pthread_mutex_t conversion_mutex = PTHREAD_MUTEX_INITIALIZER;
+#pragma GCC diagnostic pop
+
+void lock_conversion() { pthread_mutex_lock(&conversion_mutex); }
+void unlock_conversion() { pthread_mutex_unlock(&conversion_mutex); }
+
+[[gnu::constructor(mar::kForkInnermost)]] void keep_conversion_over_fork() {
+  pthread_atfork(lock_conversion, unlock_conversion, unlock_conversion);
+}
+
+struct Conversion {
+  Conversion() { lock_conversion(); }
+  ~Conversion() { unlock_conversion(); }
+  Conversion(const Conversion&) = delete;
+  Conversion& operator=(const Conversion&) = delete;
+};
+
+}  // namespace
+
 bool local_time_of(time_t seconds, struct tm* out) {
+  const Conversion conversion;
   tzset();  // localtime_r alone need not notice that TZ has changed; localtime does
   if (localtime_r(&seconds, out) != nullptr) return true;
   *out = {};
@@ -12,12 +42,17 @@ bool local_time_of(time_t seconds, struct tm* out) {
 void zarn_time(time_t* out) { time(out); }
 
 struct tm* zarn_localtime(const time_t* seconds) {
+  const Conversion conversion;
   return localtime(seconds);
 }
 
-time_t zarn_mktime(struct tm* broken_down) { return mktime(broken_down); }
+time_t zarn_mktime(struct tm* broken_down) {
+  const Conversion conversion;
+  return mktime(broken_down);
+}
 
 struct tm* zarn_gmtime(const time_t* seconds) {
+  const Conversion conversion;
   return gmtime(seconds);
 }
 

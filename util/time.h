@@ -1,5 +1,6 @@
 // Thin time helpers of the engine family: the C library's calls under the family's names, the local offset
-// from UTC, and a broken-down time with sub-second fields. All keep to the current setting of TZ.
+// from UTC, and a broken-down time with sub-second fields. All keep to the current setting of TZ. A child
+// forked while another thread converts a time may call them.
 #pragma once
 
 #include <time.h>

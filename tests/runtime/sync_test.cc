@@ -134,4 +134,28 @@ TEST(Event, SignalAndPulseReleaseWaiters) {
   }
 }
 
+// Forked while another thread uses an event and a third one waits on it.
+TEST(Event, IsFreeInAForkedChild) {
+  auto* event = new CkesEvent(MANUAL_RESET, false);
+  Waiters waiters(*event, 1);
+  std::atomic<bool> stop = false;
+  std::jthread busy([&] {
+    while (!stop) event->Reset();
+  });
+  for (int i = 0; i < 100 && !stop; ++i) {
+    const Child child([&] {
+      const long code = event->Reset() + event->Signal();
+      delete event;  // would wait for the waiter, which the child does not have
+      return code;
+    });
+    stop = !eventually([&] { return child.ended(); });
+  }
+  EXPECT_FALSE(stop) << "a child hangs";
+  stop = true;
+  busy.join();
+  event->Signal();
+  waiters.threads.clear();
+  delete event;
+}
+
 }  // namespace
