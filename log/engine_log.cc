@@ -1,8 +1,8 @@
 #include "log/engine_log.h"
 
-#include <errno.h>
 #include <string.h>
 
+#include <cerrno>
 #include <cstdlib>
 
 #include "charset/codeset.h"
@@ -63,30 +63,32 @@ void ZARNLogUninitialize(LogRecord& log) {
 }
 
 int initialize(LogRecord& log, const char* fileName, long maxSize, int threshold, long components) {
+  char* copy = fileName == nullptr ? nullptr : strdup(fileName);  // first: it may be the name in use
   if (log.initialized != 0) ZARNLogUninitialize(log);
-  if (maxSize < 1 || components < 0 || fileName == nullptr || ValidateLogThreshold(threshold) != 0) return -1;
-  log.fileName = strdup(fileName);
-  if (log.fileName == nullptr) return -2;
-  ZARNConvertDirToUnixFormat(log.fileName);
+  if (maxSize < 1 || components < 0 || fileName == nullptr || ValidateLogThreshold(threshold) != 0) {
+    free(copy);
+    return -1;
+  }
+  if (copy == nullptr) return -2;
+  ZARNConvertDirToUnixFormat(copy);
+  log.fileName = copy;
   log.rollStream = nullptr;
   log.maxSize = ZARNLogCheckFileSize(maxSize);
   log.threshold = threshold;
   log.components = components;
-  log.initialized = 1;
   survive_file_size_limit();
   xcs_init();  // for file names and wide strings; here, since a first use by several threads would be a race
+  log.initialized = 1;
   return 0;
 }
 
 // Not inlined: a message that is filtered out need not set up the buffers' stack.
 [[gnu::noinline]] void write_message(LogRecord& log, int wide, const char* format, va_list args) {
-  const int caller_errno = errno;
+  const mar::CallerUndisturbed undisturbed;
   char message[kMessageBufferSize];
   if (!BuildLogMessage(message, wide, format, args)) return;
-  // A thread cancelled in one of the calls below would take the log mutex with it.
-  int cancel_state = 0;
-  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
   if (log.console != 0) {
+    const mar::SigpipeHeldBack held_back;
     printf("(%04d:%04d)%s\n", getPid(), static_cast<int>(getTid()), message);
     fflush(stdout);
   } else {
@@ -97,13 +99,12 @@ int initialize(LogRecord& log, const char* fileName, long maxSize, int threshold
       LogFileRollOver(log.fileName, log.maxSize, &log.rollStream);
     }
   }
-  pthread_setcancelstate(cancel_state, nullptr);
-  errno = caller_errno;
 }
 
 }  // namespace
 
 int ZARNLogInit(const char* fileName, long maxSize, int threshold, long components, int /*unused*/) {
+  const mar::CallerUndisturbed undisturbed;
   ZARNLogMutexLock();
   const int result = initialize(*LogInfo(), fileName, maxSize, threshold, components);
   ZARNLogMutexUnlock();

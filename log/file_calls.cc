@@ -1,28 +1,58 @@
 #include "log/file_calls.h"
 
-#include <errno.h>
 #include <fcntl.h>
-#include <signal.h>
+#include <sys/stat.h>
+#include <time.h>
 
 #include "util/utf8_files.h"
 
 namespace {
 
-template <typename Open>
-int open_safely(Open open_named, const char* path, int flags, mode_t mode) {
+bool is_regular(int stat_result, const struct stat& found) {
+  return stat_result == 0 && S_ISREG(found.st_mode);
+}
+
+// O_NONBLOCK is there for FIFOs. On a regular file it has one effect: an open that conflicts with another
+// process's lease fails at once instead of waiting for it, so such a file is opened again without the flag.
+template <typename Open, typename Stat>
+int open_safely(Open open_named, Stat stat_named, const char* path, int flags, mode_t mode) {
+  flags |= O_CLOEXEC | O_NOCTTY;
+  const int fd = open_named(path, flags | O_NONBLOCK, mode);
+  if (fd != -1 || errno != EWOULDBLOCK) return fd;
+  struct stat found {};
+  if (is_regular(stat_named(path, &found), found)) return open_named(path, flags, mode);
+  errno = EWOULDBLOCK;
+  return -1;
+}
+
+int open_restarted(const char* path, int flags, mode_t mode) {
   int fd;
   do {
-    fd = open_named(path, flags | O_CLOEXEC | O_NOCTTY | O_NONBLOCK, mode);
+    fd = open(path, flags, mode);
   } while (fd == -1 && errno == EINTR);
   return fd;
 }
 
+sigset_t only_sigpipe() {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, SIGPIPE);
+  return set;
+}
+
+bool sigpipe_is_pending() {
+  sigset_t pending;
+  return sigpending(&pending) == 0 && sigismember(&pending, SIGPIPE) == 1;
+}
+
 }  // namespace
 
-int open_path(const char* path, int flags, mode_t mode) { return open_safely(open, path, flags, mode); }
+int open_path(const char* path, int flags, mode_t mode) {
+  return open_safely(open_restarted, stat, path, flags, mode);
+}
 
 int open_utf8_path(const char* path, int flags, mode_t mode) {
-  return open_safely(utf8_open, path, flags, mode);
+  return open_safely(utf8_open, utf8_stat, path, flags, mode);
 }
 
 void survive_file_size_limit() {
@@ -32,3 +62,21 @@ void survive_file_size_limit() {
   action.sa_handler = SIG_IGN;
   sigaction(SIGXFSZ, &action, nullptr);
 }
+
+namespace mar {
+
+SigpipeHeldBack::SigpipeHeldBack() : pending_before_(sigpipe_is_pending()) {
+  const sigset_t sigpipe = only_sigpipe();
+  pthread_sigmask(SIG_BLOCK, &sigpipe, &mask_before_);
+}
+
+SigpipeHeldBack::~SigpipeHeldBack() {
+  const int error = errno;
+  const sigset_t sigpipe = only_sigpipe();
+  const timespec at_once{};
+  while (!pending_before_ && sigtimedwait(&sigpipe, nullptr, &at_once) == -1 && errno == EINTR) continue;
+  pthread_sigmask(SIG_SETMASK, &mask_before_, nullptr);
+  errno = error;
+}
+
+}  // namespace mar

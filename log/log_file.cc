@@ -45,9 +45,9 @@ void append_whole(int fd, const char* text, size_t length) {
   }
 }
 
-// Locks (F_LOCK) or unlocks (F_ULOCK) the whole file, waiting for others as long as it takes.
-bool lock_whole(int fd, int operation) {
-  lseek(fd, 0, SEEK_SET);
+// Locks (F_LOCK) or unlocks (F_ULOCK) the file from its current offset on, waiting for others as long as it
+// takes.
+bool lock_from_here(int fd, int operation) {
   while (lockf(fd, operation, 0) == -1) {
     if (errno != EINTR) return false;
   }
@@ -63,13 +63,26 @@ long size_of(int fd) {
 constexpr char kRollHeader[] = "Previous Log Messages were removed because log_size of %ld was exceeded.\n";
 constexpr size_t kRollHeaderRoom = sizeof kRollHeader + 20;
 
-// Reads the file's newest `keep` bytes into `out` and returns their count; -1 when there is nothing to do
-// since another process has just trimmed the file, or does so while we read.
+// Whether another process holds the lock that writers take; only looks, without taking it.
+bool is_locked(int fd) {
+  struct flock whole {};
+  whole.l_type = F_WRLCK;
+  whole.l_whence = SEEK_SET;
+  return fcntl(fd, F_GETLK, &whole) == 0 && whole.l_type != F_UNLCK;
+}
+
+// Reads the file's newest `keep` bytes into `out` and returns their count; -1 when the file is to be left as
+// it is: another process has just trimmed it or does so while we read, or writes the last line just now.
 long read_tail(FILE* stream, char* out, long keep, long max_size) {
-  const long size = size_of(fileno(stream));
+  const int fd = fileno(stream);
+  const long size = size_of(fd);
   if (size <= max_size || fseek(stream, -keep, SEEK_END) != 0) return -1;
   const size_t count = fread(out, 1, static_cast<size_t>(keep), stream);
-  return size_of(fileno(stream)) < size ? -1 : static_cast<long>(count);
+  // A last line without an end is kept, unless it is one whose end we have not seen yet: its writer holds the
+  // lock, or has given it up since we read and the file is longer now.
+  const bool ended = count > 0 && out[count - 1] == '\n';
+  if (!ended && (is_locked(fd) || size_of(fd) != size)) return -1;
+  return size_of(fd) < size ? -1 : static_cast<long>(count);
 }
 
 bool starts_with(int fd, const char* header, size_t length) {
@@ -77,9 +90,9 @@ bool starts_with(int fd, const char* header, size_t length) {
   return pread(fd, start, length, 0) == static_cast<ssize_t>(length) && memcmp(start, header, length) == 0;
 }
 
-// Replaces the file's content by the header and the whole lines of its tail. `room` has kRollHeaderRoom +
-// keep bytes: the header is put right before the kept lines, so that one write brings both and no other
-// process's line can come between them.
+// Replaces the file's content by the header and its tail from the first line end on. `room` has
+// kRollHeaderRoom + keep bytes: the header is put right before the kept lines, so that one write brings both
+// and no other process's line can come between them.
 void rewrite(FILE* stream, char* room, long keep, long max_size) {
   const int fd = fileno(stream);
   char header[kRollHeaderRoom];
@@ -89,7 +102,6 @@ void rewrite(FILE* stream, char* room, long keep, long max_size) {
   if (count < 0) return;
   std::string_view kept(tail, static_cast<size_t>(count));
   kept.remove_prefix(std::min(kept.find('\n'), kept.size()));
-  kept.remove_suffix(kept.size() - (kept.rfind('\n') + 1));
   char* const block = tail + (kept.data() - tail) - header_length;
   const size_t length = header_length + kept.size();
   memcpy(block, header, header_length);
@@ -107,6 +119,7 @@ void rewrite(FILE* stream, char* room, long keep, long max_size) {
 }  // namespace
 
 void LogFileRollOver(const char* name, long max_size, FILE** stream) {
+  const mar::CallerUndisturbed undisturbed;
   // Opened once for reading and appending, and truncated in place: writing from offset 0 would overwrite what
   // other processes append meanwhile and tear their lines.
   const int fd = open_utf8_path(name, O_RDWR | O_APPEND, 0);
@@ -126,6 +139,8 @@ void LogFileRollOver(const char* name, long max_size, FILE** stream) {
 }
 
 void ZARN_FileSendMessage(const char* name, const char* line) {
+  if (name == nullptr || line == nullptr) return;
+  const mar::CallerUndisturbed undisturbed;
   for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
     const int fd = open_utf8_path(name, O_WRONLY | O_CREAT | O_APPEND, 0666);
     if (fd != -1) {
@@ -142,9 +157,17 @@ void ZARN_FileSendMessage(const char* name, const char* line) {
 }
 
 void ZARNLogWriteLock(int fd, const char* /*name*/, const char* buffer, size_t length) {
-  if (!lock_whole(fd, F_LOCK)) return;
-  append_whole(fd, buffer, length);
-  lock_whole(fd, F_ULOCK);
+  // The seek that the lock needs anyway tells a pipe from a file, so that a file costs no call more.
+  const bool is_pipe = lseek(fd, 0, SEEK_SET) == -1;
+  if (!lock_from_here(fd, F_LOCK)) return;
+  if (is_pipe) {
+    const mar::SigpipeHeldBack held_back;
+    append_whole(fd, buffer, length);
+  } else {
+    append_whole(fd, buffer, length);
+  }
+  lseek(fd, 0, SEEK_SET);
+  lock_from_here(fd, F_ULOCK);
 }
 
 long ZARNLogFileSize(const char* name) {
@@ -155,7 +178,8 @@ long ZARNLogFileSize(const char* name) {
 long ZARNLogCheckFileSize(long size) { return std::clamp(size, kMinFileSize, kMaxFileSize); }
 
 char* ZARN_FileRead(const char* name, unsigned int count) {
-  const int fd = name == nullptr ? -1 : open_utf8_path(name, O_RDONLY, 0);
+  const mar::CancellationDeferred deferred;
+  const int fd = open_utf8_path(name, O_RDONLY, 0);
   if (fd == -1) return nullptr;
   // A shared lock: lockf asks for an exclusive one, which the system refuses on a file opened for reading.
   struct flock first_bytes {};

@@ -5,18 +5,20 @@
 #include <cstddef>
 #include <cstdio>
 
-// Trims the file `name`, which has passed `max_size` bytes, to a header line, an empty line and the whole
-// lines within its newest max_size / 8 bytes. `*stream` is the file's stream meanwhile and null again
-// afterwards. To be called with the log mutex held. Takes no lock on the file: a line that another process
-// appends between the last look at the file and its truncation is lost, and of several processes that trim at
-// once one may put its kept lines behind newer ones. No line is torn, and a file that another process has
-// just trimmed is left alone.
+// Trims the file `name`, which has passed `max_size` bytes, to a header line, an empty line and the lines
+// that begin within its newest max_size / 8 bytes; a last line without an end is kept, too. `*stream` is the
+// file's stream meanwhile and null again afterwards. To be called with the log mutex held.
+// Takes no lock on the file: a line that another process appends between the last look at the file and its
+// truncation is lost, and of several processes that trim at once one may put its kept lines after newer ones.
+// No line is torn. The file is left alone when another process has just trimmed it, or is writing a line just
+// then: the next line trims it.
 void LogFileRollOver(const char* name, long max_size, FILE** stream);
 
 extern "C" {
 
 // Appends `line` to the file `name`, under the file's lock, and closes it again. Missing directories are
-// created; a file that cannot be opened in ten attempts loses the line. Never blocks but for the file's lock.
+// created; a file that cannot be opened in ten attempts loses the line, and so does a pipe that is full or
+// has no reader. Waits for the file's lock and for a lease on it. Without a name or a line: does nothing.
 void ZARN_FileSendMessage(const char* name, const char* line);
 
 // Appends `length` bytes to the open file `fd` while holding the lock that the log's processes share (on the
@@ -31,7 +33,7 @@ long ZARNLogFileSize(const char* name);
 long ZARNLogCheckFileSize(long size);
 
 // The first `count` bytes of the file `name`, read under a lock on its first 2048 bytes, as a new heap block
-// of exactly `count` bytes that the caller frees: zeros behind a shorter file, no terminator behind a longer
+// of exactly `count` bytes that the caller frees: zeros after a shorter file, no terminator after a longer
 // one. Null when the name is null or the file cannot be opened or locked, or memory is short.
 char* ZARN_FileRead(const char* name, unsigned int count);
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <new>
 
@@ -65,19 +66,41 @@ class MessageText {
   size_t length_ = 0;
 };
 
-// The date of the last line's second. Guarded by the log mutex.
-struct DateOfSecond {
-  time_t second;
-  size_t length;
-  char text[kLogDateSize];
+// The value of TZ that a date was made under: a program may change it from one line to the next.
+class ZoneName {
+ public:
+  bool is(const char* zone) const {
+    return known_ && set_ == (zone != nullptr) && (zone == nullptr || strcmp(text_, zone) == 0);
+  }
+  void keep(const char* zone) {
+    set_ = zone != nullptr;
+    known_ = !set_ || strlen(zone) < sizeof text_;
+    if (set_ && known_) stpcpy(text_, zone);
+  }
+
+ private:
+  bool known_ = false;  // false at first, and for a value that is too long to keep
+  bool set_ = false;
+  char text_[64] = "";
 };
-constinit DateOfSecond last_date{-1, 0, ""};
+
+// The date of the last line, guarded by the log mutex. Made anew for each line it would cost a system call,
+// a look at /etc/localtime, where TZ is not set.
+struct DateOfSecond {
+  time_t second = 0;
+  ZoneName zone;
+  size_t length = 0;
+  char text[kLogDateSize] = "";
+};
+constinit DateOfSecond last_date;
 
 const DateOfSecond& date_of(time_t second) {
-  if (second != last_date.second) {
+  const char* zone = getenv("TZ");
+  if (second != last_date.second || !last_date.zone.is(zone)) {
     struct tm broken_down;
     local_time_of(second, &broken_down);
     last_date.second = second;
+    last_date.zone.keep(zone);
     // A month name that does not fit, as some locales may have it, leaves no date: the length is 0 then.
     last_date.length = strftime(last_date.text, sizeof last_date.text, "%b %d %H:%M:%S", &broken_down);
   }

@@ -23,7 +23,7 @@ bool BuildLogMessage(char* out, int wide, const char* format, va_list args);
 // Makes the whole line of `message` in `line` of kLineBufferSize bytes, as in
 //   Nov 15 16:22:32:123   the message
 // with "\n" at its end and the local time of now. Returns its length. To be called with the log mutex held:
-// the date is kept from one line to the next and formatted anew only when the second has changed.
+// the date is kept from one line to the next and formatted anew only when the second or TZ has changed.
 size_t MakeTheWholeLogLine(const char* message, char* line);
 
 extern "C" {

@@ -1,6 +1,5 @@
 #include "log/trace.h"
 
-#include <errno.h>
 #include <fcntl.h>
 #include <pthread.h>
 #include <string.h>
@@ -8,6 +7,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <climits>
 #include <cstdarg>
 #include <cstdint>
@@ -111,6 +111,7 @@ void write_xml(int fd, const char* text, const char* time, double time_ms) {
 int open_trace_file() {
   const int fd = open_path(VLogFileSpec, O_RDWR | O_CREAT | O_APPEND, 0600);
   if (fd == -1 && VTriedFileOnce.exchange(1) == 0) {
+    const mar::SigpipeHeldBack held_back;
     printf("Failed to open trace file [%s], make sure that subdirectory exists\n", VLogFileSpec);
     fflush(stdout);
   }
@@ -119,7 +120,7 @@ int open_trace_file() {
 
 void wcDebugWorker(const char* text, int with_header) {
   if (text == nullptr) return;
-  const int caller_errno = errno;
+  const mar::CallerUndisturbed undisturbed;
   const int format = VLogFormat;
   char time[32];
   unsigned long seconds = 0;
@@ -136,7 +137,6 @@ void wcDebugWorker(const char* text, int with_header) {
     }
     close(fd);
   }
-  errno = caller_errno;
 }
 
 }  // namespace
@@ -179,6 +179,7 @@ void wcDebugSetLogFormat(int format) { VLogFormat = format; }
 
 void wcDebugGetLogFileSpec(char* out, size_t size) {
   if (out == nullptr || size == 0) return;
+  const mar::CallerUndisturbed undisturbed;
   initialize_once();
   *stpncpy(out, VLogFileSpec, size - 1) = '\0';
 }

@@ -36,6 +36,8 @@ TEST(EngineLog, SetUpChecksItsArguments) {
   EXPECT_EQ(init("C:\\logs\\x.log", 50, 2, 1), 0);
   EXPECT_STREQ(LogInfo()->fileName, "C:/logs/x.log");
   EXPECT_EQ(LogInfo()->maxSize, 100);
+  EXPECT_EQ(ZARNLogInit(LogInfo()->fileName, 50, 2, 1, 0), 0);
+  EXPECT_STREQ(LogInfo()->fileName, "C:/logs/x.log");
   EXPECT_EQ(init("x", 200'000'000, -100, 0x7FFFFFFF), 0);
   EXPECT_EQ(LogInfo()->maxSize, 100'000'000);
   EXPECT_EQ(init(nullptr, 50, 2, 1), -1);

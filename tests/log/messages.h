@@ -1,18 +1,28 @@
-// Messages by which a log file's reader can tell whole lines from torn ones.
+// Messages by which a log file's reader can tell whole lines from torn ones, and processes that share a file.
 #pragma once
 
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <set>
 #include <string>
 #include <utility>
 
+#include "log/engine_log.h"
+#include "tests/support/child.h"
 #include "tests/support/files.h"
 
 // Message `number` of a writer; its length follows from the number.
 inline std::string message_of(int writer, int number) {
   return "w" + std::to_string(writer) + " n" + std::to_string(number) + " " +
          std::string(static_cast<size_t>(number % 37 * 13), 'x') + " end";
+}
+inline void log_messages(int first, int count) {
+  errno = 77;
+  for (int n = first; n < first + count; ++n) ZARNLog(8192, 3, "%s", message_of(0, n).c_str());
+  if (errno != 77) abort();  // which the caller of a traced child sees, too
 }
 inline constexpr int kLongestLine = 22 + 30 + 36 * 13;
 
@@ -38,4 +48,20 @@ struct LogContent {
       }
     }
   }
+};
+
+// Another process, which has done `first` (0 for success) when the constructor returns, and then does `next`.
+class Neighbour {
+ public:
+  explicit Neighbour(const std::function<int()>& first, const std::function<void()>& next = pause)
+      : child_([&] {
+          if (first() == 0) write_file("/var/zarn/ready", "");
+          next();
+          return 0;
+        }) {
+    EXPECT_TRUE(eventually([] { return unlink("/var/zarn/ready") == 0; }));
+  }
+
+ private:
+  Child child_;
 };

@@ -138,8 +138,10 @@ TEST(Trace, WritesItsRecords) {
   wcDebugln("x");
   EXPECT_EQ(access(kFile.c_str(), F_OK), 0);
   EXPECT_EQ(traced(), "");
-  char cut[10];
-  wcDebugGetLogFileSpec(cut, sizeof cut);
+  char cut[] = "##########";
+  for (const auto get : {wcDebugGetLogFileSpec, getLogFileSpec, findCommonLogDir}) get(cut + 1, 0);
+  EXPECT_STREQ(cut, "##########");
+  wcDebugGetLogFileSpec(cut, sizeof cut - 1);
   EXPECT_STREQ(cut, "/var/qxo/");
 }
 

@@ -1,0 +1,116 @@
+// The log and the trace among signals, other processes, cancelled threads and forked children.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <signal.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <string>
+#include <thread>
+
+#include "log/engine_log.h"
+#include "log/log_file.h"
+#include "log/trace.h"
+#include "tests/log/messages.h"
+#include "util/time.h"
+
+namespace {
+
+const std::string kTraceDirectory = "/var/qxo/brenvik/common/KFD/logs/";
+const std::string kTrace = kTraceDirectory + "trace-armdebug.log";
+constexpr char kFile[] = "/var/zarn/log";
+
+class Neighbours : public testing::Test {
+ protected:
+  Neighbours() {
+    create_dir(kTraceDirectory.c_str());
+    wcDebugSetLogFormat(0);
+    VDebugRun = 1;
+    ZARNLogInit(kFile, 1'000'000, 3, 8192, 0);
+  }
+};
+
+sigset_t blocked(int number) {
+  sigset_t set;
+  sigemptyset(&set);
+  sigaddset(&set, number);
+  sigprocmask(SIG_BLOCK, &set, nullptr);
+  return set;
+}
+
+TEST_F(Neighbours, APipeWithoutAReaderRaisesNoSignal) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends) + close(ends[0]), 0);
+  const int screen = dup(STDOUT_FILENO);
+  dup2(ends[1], STDOUT_FILENO);
+  long results[2][2];
+  for (const int console : {0, 1}) {
+    for (const int pending : {0, 1}) {
+      results[console][pending] = Child([=] {
+                                    signal(SIGPIPE, SIG_DFL);
+                                    ZARNLogInit("/dev/stdout", 1000, 3, 8192, 0);
+                                    LogInfo()->console = console;
+                                    log_messages(0, 1);  // not blocked: it would kill
+                                    sigset_t set = blocked(SIGPIPE);
+                                    if (pending != 0) raise(SIGPIPE);
+                                    log_messages(0, 1);
+                                    sigpending(&set);
+                                    return long{sigismember(&set, SIGPIPE)};
+                                  }).result();
+    }
+  }
+  dup2(screen, STDOUT_FILENO);
+  for (const auto& result : results) {
+    EXPECT_EQ(result[0], 0);
+    EXPECT_EQ(result[1], 1) << "a signal that was pending before stays so";
+  }
+}
+
+// The kernel asks a lease's holder to give it up, by a signal, when another process opens the file.
+TEST_F(Neighbours, ALeaseDelaysALineAndLosesNone) {
+  for (const std::string& path : {std::string(kFile), kTrace}) {
+    write_file(path, "");
+    const Neighbour holder(
+        [&] {
+          blocked(SIGIO);
+          return fcntl(open(path.c_str(), O_RDWR | O_CLOEXEC), F_SETLEASE, F_WRLCK);
+        },
+        [] {
+          const sigset_t set = blocked(SIGIO);
+          sigwaitinfo(&set, nullptr);
+          usleep(20'000);  // longer than ten attempts take that do not wait
+        });
+    path == kFile ? log_messages(0, 1) : wcDebug("line");
+    EXPECT_NE(read_file(path), "") << path;
+  }
+}
+
+TEST_F(Neighbours, ACancelledThreadFinishesItsLine) {
+  const int lowest = dup(0);
+  close(lowest);
+  pthread_t thread;
+  pthread_create(
+      &thread, nullptr,
+      [](void*) -> void* {
+        pthread_cancel(pthread_self());
+        log_messages(0, 1);
+        wcDebugln("line");
+        free(ZARN_FileRead(kFile, 4));
+        ZARN_FileSendMessage(kFile, "line\n");
+        pthread_testcancel();
+        return nullptr;
+      },
+      nullptr);
+  void* result = nullptr;
+  pthread_join(thread, &result);
+  EXPECT_EQ(result, PTHREAD_CANCELED);
+  EXPECT_EQ(dup(0), lowest) << "a descriptor stays open";
+  const std::string text = read_file(kFile), traced = read_file(kTrace);
+  EXPECT_EQ(text.substr(text.size() - 10), " end\nline\n");
+  EXPECT_EQ(traced.substr(traced.rfind('-')), "- line\n");
+  EXPECT_EQ(ZARNMutexTryLock(LogMutex()), 0);
+}
+
+}  // namespace
