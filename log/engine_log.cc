@@ -1,6 +1,7 @@
 #include "log/engine_log.h"
 
 #include <string.h>
+#include <time.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -10,6 +11,7 @@
 #include "log/log_file.h"
 #include "log/message_format.h"
 #include "log/stamp.h"
+#include "runtime/fork_order.h"
 
 long ZARNMutexInit(pthread_mutex_t* mutex) {
   if (mutex == nullptr) return -13200;
@@ -53,8 +55,39 @@ LogRecord* LogInfo() {
   return &VLog;
 }
 
-// All of these with the log mutex held.
 namespace {
+
+// fork() waits for the line that another thread is writing, so that the child finds the mutex free and has no
+// descriptor of a line that is not its own. That line may in turn wait for the file as long as another
+// process holds its lock: then fork() goes on after this time, and the child gets a new mutex.
+constexpr time_t kForkPatience_s = 1;
+constinit thread_local bool locked_for_fork = false;
+
+void lock_for_fork() {
+  timespec deadline{};
+  clock_gettime(CLOCK_MONOTONIC, &deadline);
+  deadline.tv_sec += kForkPatience_s;
+  locked_for_fork = pthread_mutex_clocklock(LogMutex(), CLOCK_MONOTONIC, &deadline) == 0;
+}
+
+void unlock_in_parent() {
+  if (locked_for_fork) ZARNLogMutexUnlock();
+}
+
+void unlock_in_child() {
+  if (locked_for_fork) {
+    ZARNLogMutexUnlock();
+  } else {
+    ZARNMutexInit(LogMutex());
+    LogInfo()->rollStream = nullptr;
+  }
+}
+
+[[gnu::constructor(mar::kForkLog)]] void keep_over_fork() {
+  pthread_atfork(lock_for_fork, unlock_in_parent, unlock_in_child);
+}
+
+// The rest of this block with the log mutex held.
 
 void ZARNLogUninitialize(LogRecord& log) {
   free(log.fileName);

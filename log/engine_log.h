@@ -45,7 +45,8 @@ void ZARNDebug(long component, int level, const char* format, ...) __attribute__
 // 1 when the log is initialised and all bits of `mask` are enabled, else 0.
 int IsComponentEnabled(long mask);
 
-// The log mutex is held while a line is written. It is not recursive and never destroyed.
+// The log mutex is held while a line is written. It is not recursive and never destroyed. fork() waits up to
+// a second for it; the child finds it free, whichever thread held it before.
 pthread_mutex_t* LogMutex(void);
 long ZARNLogMutexLock(void);
 long ZARNLogMutexUnlock(void);

@@ -113,4 +113,46 @@ TEST_F(Neighbours, ACancelledThreadFinishesItsLine) {
   EXPECT_EQ(ZARNMutexTryLock(LogMutex()), 0);
 }
 
+// Forked while another thread is in the middle of a call, a child makes the same call first.
+TEST_F(Neighbours, AForkedChildsFirstCallReturns) {
+  struct {
+    const char* name;
+    void (*call)();
+  } const rows[] = {{"log", [] { log_messages(0, 1); }},
+                    {"filtered", [] { ZARNLog(1, 3, "off"); }},
+                    {"trace", [] { wcDebugln("line"); }},
+                    {"time", [] {
+                       time_t now = 0;
+                       zarn_mktime(zarn_gmtime(&now));
+                       struct tm out;
+                       local_time_of(now, &out);
+                     }}};
+  for (const auto& row : rows) {
+    std::atomic<bool> stop = false;
+    std::jthread busy([&] {
+      while (!stop) row.call();
+    });
+    bool hangs = false;
+    for (int i = 0; i < 50 && !hangs; ++i) {
+      const Child child([&] {
+        row.call();
+        return 0;
+      });
+      hangs = !eventually([&] { return child.ended(); });
+    }
+    EXPECT_FALSE(hangs) << row.name;
+    stop = true;
+  }
+
+  // Nor does fork() wait for a file that another process keeps locked.
+  std::jthread stuck;
+  const Neighbour holder([] { return lockf(open(kFile, O_RDWR | O_CLOEXEC), F_LOCK, 0); });
+  stuck = std::jthread([] { log_messages(0, 1); });
+  EXPECT_TRUE(eventually([] {
+    const long held = ZARNMutexTryLock(LogMutex());
+    return held == 0 ? ZARNLogMutexUnlock() != 0 : held == -13202;
+  }));
+  EXPECT_EQ(Child([] { return long{IsComponentEnabled(8192)}; }).result(), 1);
+}
+
 }  // namespace
