@@ -188,9 +188,6 @@ TEST_F(Refusal, OfAliasesNamesTheLine) {
   write("aliases", "M MINE\nA KOI8R\n");
   EXPECT_EQ(must("aliases --catalogue list aliases"), "");
   EXPECT_EQ(run("aliases aliases").error, "aliases:2: no table KOI8R\n");
-
-  write("circle", "alias A// A//\nalias B// C//\nalias C// B//\n");
-  EXPECT_EQ(must("aliases --catalogue list --harvest circle", "timeout 10"), "");
 }
 
 TEST_F(Refusal, SpoiledTablesAreFound) {

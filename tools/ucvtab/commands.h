@@ -47,14 +47,9 @@ ExitCode run_verify(const VerifyOptions& options);
 ExitCode run_convert(const std::string& from, const std::string& to, const std::vector<std::string>& files);
 
 struct AliasesOptions {
-  std::string catalogue;  // its rows count as tables; none by default, but for a harvest the usual one
+  std::string catalogue;  // its rows count as tables; none by default
   std::string file;       // the aliases file to check; the tables beside it may be targets
-  std::vector<std::string>
-      harvest;  // the C library's gconv-modules files: print pairs made from them instead
 };
 ExitCode run_aliases(const AliasesOptions& options);
-
-// Prints the manifest of the tables in `directory`, or compares it with `expected`.
-ExitCode run_manifest(const std::string& directory, const std::string& expected);
 
 }  // namespace ucvtab

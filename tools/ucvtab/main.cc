@@ -23,7 +23,6 @@ struct CommandLine {
     add_verify(app);
     add_convert(app);
     add_aliases(app);
-    add_manifest(app);
   }
 
   void add_build(CLI::App& app) {
@@ -84,18 +83,10 @@ struct CommandLine {
   }
 
   void add_aliases(CLI::App& app) {
-    CLI::App* command = app.add_subcommand("aliases", "check an aliases file, or make one");
+    CLI::App* command = app.add_subcommand("aliases", "check an aliases file");
     command->add_option("-c,--catalogue", aliases.catalogue, "catalogue file, whose names count as tables");
-    command->add_option("file", aliases.file, "aliases file to check");
-    command->add_option("--harvest", aliases.harvest, "gconv-modules files to make aliases from");
+    command->add_option("file", aliases.file, "aliases file to check")->required();
     command->callback([this] { result = run_aliases(aliases); });
-  }
-
-  void add_manifest(CLI::App& app) {
-    CLI::App* command = app.add_subcommand("manifest", "print the SHA-256 sums of tables, or compare them");
-    command->add_option("directory", left, "directory of the tables")->required();
-    command->add_option("-e,--expect", right, "manifest to compare with");
-    command->callback([this] { result = run_manifest(left, right); });
   }
 
   BuildOptions build;

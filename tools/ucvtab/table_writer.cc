@@ -1,9 +1,10 @@
 #include "tools/ucvtab/table_writer.h"
 
+#include <openssl/sha.h>
+
 #include <algorithm>
 
 #include "charset/table.h"
-#include "tools/ucvtab/sha256.h"
 
 namespace ucvtab {
 namespace {
@@ -118,9 +119,17 @@ void TableWriter::align(unsigned multiple) {
 
 Bytes TableWriter::finish() {
   align(4);
-  const Sha256Digest digest = sha256(image_);
-  std::copy_n(digest.begin(), kStampSize, image_.begin() + kHdr64);
+  const Bytes stamp = stamp_of(image_);
+  std::copy(stamp.begin(), stamp.end(), image_.begin() + kHdr64);
   return std::move(image_);
+}
+
+Bytes stamp_of(Bytes file) {
+  std::fill_n(file.begin() + kHdr64, kStampSize, uint8_t{0});
+  Bytes sum(SHA256_DIGEST_LENGTH);
+  SHA256(file.data(), file.size(), sum.data());
+  sum.resize(kStampSize);
+  return sum;
 }
 
 Bytes build_table(const Codeset& codeset, std::endian order) {

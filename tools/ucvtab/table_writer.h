@@ -16,6 +16,9 @@ constexpr uint32_t kNoteSize = 144;      // bytes, a NUL included
 constexpr uint16_t kLayoutRevision = 1;  // offset 62
 constexpr uint32_t kStampSize = 16;      // offset 64: start of the file's SHA-256, these bytes taken as 0
 
+// The stamp that belongs into `file`, whatever stamp it has now.
+Bytes stamp_of(Bytes file);
+
 class TableWriter {
  public:
   TableWriter(const Codeset& codeset, std::endian order);
