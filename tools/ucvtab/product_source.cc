@@ -13,122 +13,29 @@
 namespace ucvtab {
 namespace {
 
-constexpr int kCutInput = 2;
-constexpr uint32_t kRoom = 32;  // units; more than any single character takes
+constexpr int kCutInput = 2;  // what a converter returns for text that ends inside a character
+constexpr int kRoom = 32;     // units; more than any single character takes
 
-class ProductSource : public Source {
- public:
-  explicit ProductSource(CodesetHandle codeset)
-      : codeset_(std::move(codeset)), kind_(static_cast<Kind>(codeset_->kind)) {}
-
-  Decoded decode(const Code& code) override {
-    const std::string bytes = kind_ == kEbcdicMixed ? with_shifts(code) : std::string(code.view());
-    Decoded result{Decoded::kMapped, {}};
-    codeset_->to_state = 0;
-    if (to_unicode(bytes, result.text) == kCutInput) return {Decoded::kIncomplete, {}};
-    const bool substituted = result.text == U"?" && encode(U'?') != code;
-    return substituted || result.text.empty() ? Decoded{} : result;
+std::u32string from_ucs2(const uint16_t* unit, const uint16_t* end) {
+  std::u32string text;
+  for (; unit != end; ++unit) {
+    const bool joins = unit[0] >> 10 == 0x36 && unit + 1 != end && unit[1] >> 10 == 0x37;
+    text += joins ? 0x10000 + ((unit[0] & 0x3FFu) << 10 | (unit[1] & 0x3FFu)) : char32_t{unit[0]};
+    if (joins) ++unit;
   }
+  return text;
+}
 
-  Code encode(char32_t point) override {
-    std::string bytes;
-    codeset_->from_state = 0;
-    from_unicode(point, bytes);
-    const char question_mark = is_ebcdic(kind_) ? 0x6F : '?';
-    // One per unit: a surrogate pair becomes two.
-    const bool substituted = bytes.find_first_not_of(question_mark) == std::string::npos;
-    if (point != U'?' && substituted) return {};
-    return kind_ == kEbcdicMixed ? without_shifts(bytes) : code_from_bytes(bytes);
-  }
-
- protected:
-  // Both convert one character, and flush towards the codeset.
-  virtual int to_unicode(const std::string& bytes, std::u32string& text) = 0;
-  virtual void from_unicode(char32_t point, std::string& bytes) = 0;
-
-  CodesetHandle codeset_;
-  Kind kind_;
-};
-
-class ThroughUcs2 : public ProductSource {
- public:
-  using ProductSource::ProductSource;
-
- private:
-  int to_unicode(const std::string& bytes, std::u32string& text) override {
-    uint16_t units[kRoom];
-    uint16_t* out = units;
-    uint32_t room = kRoom;
-    const char* in = bytes.data();
-    auto left = static_cast<uint32_t>(bytes.size());
-    const int code = xcs_to_ucs2_r(codeset_.get(), &in, &left, &out, &room);
-    for (const uint16_t* unit = units; unit != out; ++unit) {
-      const bool joins = unit[0] >> 10 == 0x36 && unit + 1 != out && unit[1] >> 10 == 0x37;
-      text += joins ? 0x10000 + ((unit[0] & 0x3FFu) << 10 | (unit[1] & 0x3FFu)) : char32_t{unit[0]};
-      if (joins) ++unit;
-    }
-    return code;
-  }
-
-  void from_unicode(char32_t point, std::string& bytes) override {
-    uint16_t units[3] = {};  // the mixed family reads one unit behind its input
-    uint32_t count = 1;
-    if (point < 0x10000) {
-      units[0] = static_cast<uint16_t>(point);
-    } else {
-      count = 2;
-      units[0] = static_cast<uint16_t>(0xD800 | (point - 0x10000) >> 10);
-      units[1] = static_cast<uint16_t>(0xDC00 | (point & 0x3FF));
-    }
-    char buffer[kRoom];
-    char* out = buffer;
-    uint32_t room = kRoom;
-    const uint16_t* in = units;
-    const uint16_t* none = nullptr;
-    xcs_from_ucs2_r(codeset_.get(), &in, &count, &out, &room);
-    xcs_from_ucs2_r(codeset_.get(), &none, &count, &out, &room);
-    bytes.assign(buffer, out);
-  }
-};
-
-class ThroughUtf8 : public ProductSource {
- public:
-  using ProductSource::ProductSource;
-
- private:
-  int to_unicode(const std::string& bytes, std::u32string& text) override {
-    char utf8[kRoom];
-    char* out = utf8;
-    uint32_t room = kRoom;
-    const char* in = bytes.data();
-    auto left = static_cast<uint32_t>(bytes.size());
-    const int code = xcs_to_utf8_r(codeset_.get(), &in, &left, &out, &room);
-    for (const char* at = utf8; at < out;) {
-      const auto lead = static_cast<uint8_t>(*at++);
-      const int more = lead < 0xC0 ? 0 : lead < 0xE0 ? 1 : lead < 0xF0 ? 2 : 3;
-      char32_t point = more == 0 ? lead : lead & (0x3Fu >> more);
-      for (int i = 0; i < more && at < out; ++i) point = point << 6 | (static_cast<uint8_t>(*at++) & 0x3Fu);
-      text += point;
-    }
-    return code;
-  }
-
-  void from_unicode(char32_t point, std::string& bytes) override {
-    char utf8[5];  // towards a mixed codeset the unit behind the text is read, too
-    const uint32_t length = utf8_length(point);
-    for (uint32_t i = length; i-- > 1; point >>= 6) utf8[i] = static_cast<char>(0x80 | (point & 0x3F));
+std::string to_utf8(const std::u32string& text) {
+  std::string utf8;
+  for (const char32_t point : text) {
     constexpr uint8_t kLeads[] = {0, 0, 0xC0, 0xE0, 0xF0};
-    utf8[0] = static_cast<char>(kLeads[length] | point);
-    char buffer[kRoom];
-    char* out = buffer;
-    uint32_t room = kRoom, left = length;
-    const char* in = utf8;
-    const char* none = nullptr;
-    xcs_from_utf8_r(codeset_.get(), &in, &left, &out, &room);
-    xcs_from_utf8_r(codeset_.get(), &none, &left, &out, &room);
-    bytes.assign(buffer, out);
+    unsigned shift = 6 * (utf8_length(point) - 1);
+    utf8 += static_cast<char>(kLeads[utf8_length(point)] | point >> shift);
+    while (shift != 0) utf8 += static_cast<char>(0x80 | (point >> (shift -= 6) & 0x3F));
   }
-};
+  return utf8;
+}
 
 }  // namespace
 
@@ -145,10 +52,48 @@ CodesetHandle open_codeset(const std::string& name) {
   throw Failure(kBadInput, name + ": the product finds no table here");
 }
 
-std::unique_ptr<Source> open_product(const std::string& path, Form form) {
-  CodesetHandle codeset = open_codeset(path.find('/') == std::string::npos ? "./" + path : path);
-  if (form == Form::kUcs2) return std::make_unique<ThroughUcs2>(std::move(codeset));
-  return std::make_unique<ThroughUtf8>(std::move(codeset));
+ProductSource::ProductSource(const std::string& path)
+    : codeset_(open_codeset(path.find('/') == std::string::npos ? "./" + path : path)),
+      kind_(static_cast<Kind>(codeset_->kind)) {}
+
+Decoded ProductSource::decode(const Code& code) {
+  const std::string bytes = kind_ == kEbcdicMixed ? with_shifts(code) : std::string(code.view());
+  const char* in = bytes.data();
+  auto left = static_cast<uint32_t>(bytes.size());
+  uint16_t units[kRoom];
+  uint16_t* end = units;
+  uint32_t room = kRoom;
+  codeset_->to_state = 0;
+  const int result = xcs_to_ucs2_r(codeset_.get(), &in, &left, &end, &room);
+  const std::u32string text = from_ucs2(units, end);
+  char utf8[4 * kRoom];
+  const size_t length =
+      xcs_to_utf8(codeset_.get(), bytes.data(), static_cast<int>(bytes.size()), utf8, sizeof utf8);
+  const bool agrees = std::string_view(utf8, length) == to_utf8(text);
+  const bool substituted = text == U"?" && encode(U'?') != code;
+  utf8_agrees_ = agrees;
+  if (result == kCutInput) return {Decoded::kIncomplete, {}};
+  return substituted || text.empty() ? Decoded{} : Decoded{Decoded::kMapped, text};
+}
+
+Code ProductSource::encode(char32_t point) {
+  uint16_t units[3] = {static_cast<uint16_t>(point)};  // the mixed family reads one unit past its input
+  const bool is_pair = point > 0xFFFF;
+  if (is_pair) {
+    units[0] = static_cast<uint16_t>(0xD800 | (point - 0x10000) >> 10);
+    units[1] = static_cast<uint16_t>(0xDC00 | (point & 0x3FF));
+  }
+  char out[kRoom], other[kRoom];
+  const std::string_view bytes(out, xcs_from_ucs2(codeset_.get(), units, is_pair ? 2 : 1, out, sizeof out));
+  const std::string utf8 = to_utf8({point});
+  const size_t length =
+      xcs_from_utf8(codeset_.get(), utf8.data(), static_cast<int>(utf8.size()), other, sizeof other);
+  // Only GB18030 takes four-byte UTF-8 as one character.
+  utf8_agrees_ = (is_pair && kind_ != kGb18030) || bytes == std::string_view(other, length);
+  // Of a surrogate pair each half is substituted.
+  const bool substituted = bytes.find_first_not_of(is_ebcdic(kind_) ? '\x6F' : '?') == std::string::npos;
+  if (substituted && point != U'?') return {};
+  return kind_ == kEbcdicMixed ? without_shifts(bytes) : code_from_bytes(bytes);
 }
 
 }  // namespace ucvtab

@@ -11,14 +11,25 @@ struct FreeCodeset {
 };
 using CodesetHandle = std::unique_ptr<xcs_cs_t, FreeCodeset>;
 
-// The codeset that the product gives for `name`; with a "/" in it that is a path and means this file, not one
+// The codeset that the product knows by `name`. A name with a "/" is a path and means this very file, not one
 // of that name in XCSDIR. Throws Failure: kUnknownSource for a name, kFileError or kBadInput for a path.
 CodesetHandle open_codeset(const std::string& name);
 
-enum class Form { kUcs2, kUtf8 };  // the encoding of Unicode on the other side of the converters
+// Converts by way of UCS-2. A "?" that the converters substitute reads as unmapped.
+class ProductSource : public Source {
+ public:
+  // Loads the table at `path` as the product does. Throws what open_codeset throws.
+  explicit ProductSource(const std::string& path);
 
-// Loads the table at `path` as the product does. A "?" that the converters substitute reads as unmapped.
-// Throws what open_codeset throws.
-std::unique_ptr<Source> open_product(const std::string& path, Form form);
+  Decoded decode(const Code& code) override;
+  Code encode(char32_t point) override;
+  // Whether the last call would have returned the same by way of UTF-8.
+  [[nodiscard]] bool utf8_agrees() const { return utf8_agrees_; }
+
+ private:
+  CodesetHandle codeset_;
+  Kind kind_;
+  bool utf8_agrees_ = true;
+};
 
 }  // namespace ucvtab
