@@ -91,9 +91,9 @@ bool verify_trie(const Image& image, uint16_t node, uint32_t depth, uint32_t& bu
   --budget;
   const uint32_t count = load<uint16_t>(image.at(start));
   if (!image.holds(start + 4, 2ull * count)) return false;
-  if (depth == 1) return true;  // the children are values
   if (count > budget) return false;
   budget -= count;
+  if (depth == 1) return true;  // the children are values
   for (uint32_t child = 0; child < count; ++child) {
     if (!verify_trie(image, load<uint16_t>(image.at(start + 4 + 2 * child)), depth - 1, budget)) return false;
   }

@@ -65,6 +65,32 @@ TEST_F(CodePage, DumpBuildsTheSameTable) {
   }
 }
 
+TEST_F(CodePage, IsReadAndWrittenInTheOtherByteOrder) {
+  for (const Page& page : kPages) {
+    const std::string name = page.name;
+    build_text(page.name, page.text);
+    must("build -o big --endian big text:" + name + ".txt");
+    EXPECT_EQ(must("dump big/" + name), must("dump " + name));
+    EXPECT_EQ(must("check big/" + name), "");
+  }
+  const struct {
+    const char* table;
+    size_t offset;
+    std::string bytes;
+  } rows[] = {
+      {"DOUBLE", 1760 + 2 * 0x41, {"\0A", 2}},
+      {"MULTI", 1760 + 16, "\x8F" + std::string(14, '\0') + '\1'},  // a prefix record
+      {"MULTI", 1760 + 48, {"\0\1\0\xA1\xFF\x61\0\0", 8}},          // a node
+      {"GB", 38, "\x06\xE0"},                                       // the structure
+      {"GB", 1760, {"\0\0\0\0\0\0\0\x14\0\0\0\x94\0\0\0\3", 16}},   // its positions
+      {"GB", 1760 + 40, {"\0\x80\0\x82\0\2\x5E\3", 8}},             // a range
+  };
+  for (const auto& row : rows) {
+    EXPECT_EQ(read(std::string("big/") + row.table).substr(row.offset, row.bytes.size()), row.bytes)
+        << row.table << ' ' << row.offset;
+  }
+}
+
 std::string range(const std::string& bytes, size_t offset, size_t size) { return bytes.substr(offset, size); }
 
 // The header, byte by byte, as docs/codeset-tables.md draws it.
@@ -104,7 +130,6 @@ TEST_F(CodePage, LiesInTheFileAsDrawn) {
     EXPECT_EQ(range(table, field.offset, field.little.size()), field.little) << field.name;
     EXPECT_EQ(range(big, field.offset, field.big.size()), field.big) << field.name << ", big-endian";
   }
-  EXPECT_EQ(must("diff ACME1 big/ACME1"), "");
 }
 
 TEST_F(CodePage, DiffNamesEachDifference) {

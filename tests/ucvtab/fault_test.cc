@@ -201,22 +201,17 @@ TEST_F(Refusal, SpoiledTablesAreFound) {
     const char* bytes;  // two of them
     const char* finding;
   } rows[] = {
-      {"ONE", 224 + 2 * 0x20, "\xFF\xFF", "page 20 lies outside"},
+      {"ONE", 224 + 2 * 0x20, "\xFF\xFF",
+       "a position leads out of the file, or a look-up takes too many steps"},
       {"ONE", 736 + 2 * 0x41, "\x42\x01", "byte 41 is not U+0041"},
       {"ONE", 59, "\x20\x80", "U+20AC is lost, as its code is the substitution byte"},
       {"ONE", 60, "\x90\x00", "65406 characters that are not its own encode to 1A"},
       {"ONE", 80, "zz", "the content does not match its stamp"},
       {"ONE", 16, "o-", "o-E: a name is capital letters and digits"},
-      {"ONE", 0, "\xE1\x06", "the data region starts at a bad offset"},
+      {"ONE", 0, "\xDF\x06", "the data region starts at a bad offset"},
       {"ONE", 1760 + 512 + 0xAC, "\x81\x81", "U+20AC encodes to 81, which nothing decodes"},
-      {"TWO", 736 + 2 * 0x81, "\xFF\xFF", "row 81 lies outside"},
       {"TWO", 1248 + 0x90, "\x03\x03", "byte 90 has a class above 2"},
       {"THREE", 1248 + 0x90, "\x00\x00", "byte 90 has a bad class"},
-      {"THREE", 736 + 2 * 0x81, "\xFF\xFE", "byte 81 leads to a bad node"},
-      {"THREE", 1760 + 14, "\x0F\x0F", "the prefix record of U+3000 is bad"},
-      {"TEN", 38, "\xFF\xFF", "the structure lies outside"},
-      // The to-direction's ranges: one list, then the stop.
-      {"TEN", 1760 + 20 - 4, "\xFF\xFF", "to-direction: "},
   };
   for (const auto& row : rows) {
     EXPECT_EQ(must(std::string("check ") + row.table), "");
@@ -256,8 +251,11 @@ TEST_F(Refusal, OfEndlessTablesIsQuick) {
   for (int i = 0; i < 200000; ++i) walk.append("\0\0\0\0\1\0\0\0", 8);
   write("WALK", walk);
 
-  for (const std::string name : {"CIRCLE", "WALK", "/dev/zero"}) {
-    EXPECT_EQ(run("check " + name, "timeout 10").code, name[0] == '/' ? 3 : 1) << name;
+  write("HUGE", walk);
+  std::filesystem::resize_file(path("HUGE"), size_t{4} << 30);
+
+  for (const std::string name : {"CIRCLE", "WALK", "HUGE"}) {
+    EXPECT_EQ(run("check " + name, "timeout 10").code, name == "HUGE" ? 3 : 1) << name;
     for (const std::string command : {"info ", "dump ", "diff TEN "}) {
       EXPECT_EQ(run(command + name, "timeout 10").code, 3) << command << name;
     }

@@ -10,7 +10,7 @@
 #include "tools/ucvtab/catalogue.h"
 #include "tools/ucvtab/commands.h"
 #include "tools/ucvtab/files.h"
-#include "tools/ucvtab/table_reader.h"
+#include "tools/ucvtab/table_image.h"
 
 namespace ucvtab {
 namespace {

@@ -28,7 +28,7 @@ class Builder {
     if (!codeset.lines.empty()) {
       for (const Fault& fault : check_table(image)) refuse(codeset, fault.text, fault.code);
     }
-    write_file(options_.directory + "/" + codeset.name, image.bytes());
+    write_file(options_.directory + "/" + codeset.name, image.file());
   }
 
  private:

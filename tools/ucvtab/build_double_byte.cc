@@ -67,16 +67,19 @@ void build_double_byte(TableWriter& writer) {
   const Codeset& codeset = writer.codeset();
   const bool mixed = codeset.kind == kEbcdicMixed;
   const std::bitset<256> leads = lead_bytes(codeset);
-  const unsigned single_row = writer.add_block16(decode_row(codeset, {}));
+  const unsigned single_row = writer.add_block(decode_row(codeset, {}));
   for (unsigned byte = 0; byte < 256; ++byte) {
     // In mixed EBCDIC any byte from 0x40 to 0xFE may start a pair, so each needs a row.
     const bool lead = mixed ? is_mixed_lead(byte) : leads[byte];
     const bool alone = byte < 0x80 || codeset.decode.contains(single(byte));
-    writer.set_byte_entry(byte, lead ? writer.add_block16(decode_row(codeset, single(byte))) : single_row);
-    writer.set_byte_class(byte, lead ? kClassLead : mixed || alone ? kClassSingle : kClassInvalid);
+    writer.set_byte(byte,
+                    lead             ? kClassLead
+                    : mixed || alone ? kClassSingle
+                                     : kClassInvalid,
+                    lead ? writer.add_block(decode_row(codeset, single(byte))) : single_row);
   }
   for (unsigned high = 0; high < 256; ++high) {
-    writer.set_page(high, writer.add_block16(encode_page(codeset, high)));
+    writer.set_page(high, writer.add_block(encode_page(codeset, high)));
   }
 }
 

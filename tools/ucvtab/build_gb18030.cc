@@ -118,23 +118,24 @@ void build_gb18030(TableWriter& writer) {
   const Direction directions[] = {from_direction(writer.codeset()), to_direction(writer.codeset())};
   std::vector<uint16_t> array;
   Bytes structure;
+  const auto append_position = [&] { append(structure, static_cast<uint32_t>(array.size())); };
   for (const Direction& direction : directions) {
     if (direction.values.size() > kKeys) refuse(writer.codeset(), "value list past 65536 values");
-    writer.append32(structure, static_cast<uint32_t>(array.size()));
+    append_position();
     for (const Range& range : direction.ranges) {
       for (unsigned field : {range.start, range.end, range.type, range.value}) {
         array.push_back(static_cast<uint16_t>(field));
       }
     }
+    append_position();
     const std::vector<uint16_t> blocks = block_index(direction);
-    writer.append32(structure, static_cast<uint32_t>(array.size()));
     array.insert(array.end(), blocks.begin(), blocks.end());
-    writer.append32(structure, static_cast<uint32_t>(array.size()));
+    append_position();
     array.insert(array.end(), direction.values.begin(), direction.values.end());
     // Not read by the converters; kept so that a table can be rebuilt from what it says.
-    writer.append32(structure, writer.codeset().min_run);
+    append(structure, uint32_t{writer.codeset().min_run});
   }
-  for (uint16_t value : array) writer.append16(structure, value);
+  for (uint16_t value : array) append(structure, value);
   writer.put16(kGbStructure, static_cast<unsigned>(writer.size_bytes()));
   writer.append(structure);
 }

@@ -7,8 +7,9 @@
 namespace ucvtab {
 namespace {
 
-constexpr unsigned kClassSingle = 1, kClassInvalid = 255;
-constexpr unsigned kPrefixRecordSize = 16;
+using namespace table_layout;
+
+constexpr unsigned kClassSingle = 1;
 
 // Code length that each lead byte starts: 0 for bytes that start nothing, 2 for leads without assigned codes.
 std::array<unsigned, 256> code_length_by_lead(const Codeset& codeset) {
@@ -50,10 +51,10 @@ unsigned add_node(TableWriter& writer, const Code& prefix, unsigned length) {
     first = std::min(first, byte);
     last = byte;
   }
-  if (first == 256) return writer.add_block16({0, 0});
+  if (first == 256) return writer.add_block(std::vector<uint16_t>{0, 0});
   std::vector<uint16_t> node{static_cast<uint16_t>(last - first + 1), static_cast<uint16_t>(first)};
   node.insert(node.end(), children.begin() + first, children.begin() + last + 1);
-  return writer.add_block16(node);
+  return writer.add_block(node);
 }
 
 // The bytes before the last two of a code, numbered from 0 in sorted order.
@@ -100,8 +101,8 @@ void build_multi_byte(TableWriter& writer) {
   const std::map<Code, unsigned> prefixes = number_prefixes(codeset);
   for (const auto& [prefix, number] : prefixes) {
     Bytes record(prefix.view().begin(), prefix.view().end());
-    record.resize(kPrefixRecordSize - 2);
-    writer.append16(record, prefix.length);
+    record.resize(kMaxPrefix);
+    append(record, uint16_t{prefix.length});
     writer.append(record);
   }
 
@@ -109,24 +110,20 @@ void build_multi_byte(TableWriter& writer) {
   for (unsigned byte = 0; byte < 256; ++byte) {
     const auto found = codeset.decode.find(single(byte));
     if (byte < 0x80) {
-      writer.set_byte_class(byte, kClassSingle);
-      writer.set_byte_entry(byte, byte);
+      writer.set_byte(byte, kClassSingle, byte);
     } else if (found != codeset.decode.end()) {
       if (codeset.leads[byte]) {
         refuse(codeset, "byte " + to_hex(single(byte)) + " is a character and a lead", single(byte));
       }
-      writer.set_byte_class(byte, kClassSingle);
-      writer.set_byte_entry(byte, found->second);
+      writer.set_byte(byte, kClassSingle, found->second);
     } else if (lengths[byte] != 0) {
-      writer.set_byte_class(byte, lengths[byte]);
-      writer.set_byte_entry(byte, add_node(writer, single(byte), lengths[byte]));
+      writer.set_byte(byte, lengths[byte], add_node(writer, single(byte), lengths[byte]));
     } else {
-      writer.set_byte_class(byte, kClassInvalid);
-      writer.set_byte_entry(byte, kUnmapped);
+      writer.set_byte(byte, kInvalidLead, kUnmapped);
     }
   }
   for (unsigned high = 0; high < 256; ++high) {
-    writer.set_page(high, writer.add_block16(encode_page(codeset, prefixes, high)));
+    writer.set_page(high, writer.add_block(encode_page(codeset, prefixes, high)));
   }
 }
 

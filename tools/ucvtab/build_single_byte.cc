@@ -9,8 +9,7 @@ void build_single_byte(TableWriter& writer) {
   for (unsigned byte = 0; byte < 256; ++byte) {
     const auto fixed = fixed_decode(codeset.kind, static_cast<uint8_t>(byte));
     const auto found = codeset.decode.find(single(byte));
-    writer.set_byte_entry(byte, fixed ? *fixed : found != codeset.decode.end() ? found->second : kUnmapped);
-    writer.set_byte_class(byte, 1);
+    writer.set_byte(byte, 1, fixed ? *fixed : found != codeset.decode.end() ? found->second : kUnmapped);
   }
   for (unsigned high = 0; high < 256; ++high) {
     Bytes page(256, writer.substitute());

@@ -11,9 +11,6 @@ constexpr uint32_t kFirstFourByteIndex = 24067;
 constexpr uint32_t kMaxGbIndex = 65534;
 constexpr uint32_t kLastBmpIndex = 63486;  // 8431A439, which is U+FFFF; the next codes mean nothing
 
-// Offset in the table's structure of a u32 that the converters do not read: the compiler's min-run.
-constexpr uint32_t kGbMinRun = 12;
-
 // 0 for a code that has no index a table can hold.
 inline uint32_t gb_index(const Code& code) {
   const auto& b = code.bytes;

@@ -9,7 +9,6 @@
 #include "tools/ucvtab/harvest.h"
 #include "tools/ucvtab/table_check.h"
 #include "tools/ucvtab/table_reader.h"
-#include "tools/ucvtab/table_writer.h"
 #include "tools/ucvtab/text_format.h"
 
 namespace ucvtab {
@@ -34,18 +33,17 @@ void print_info(const std::string& path) {
     round_trips += found != codeset.decode.end() && found->second == unit;
   }
   std::string stamp;
-  for (unsigned i = 0; i < kStampSize; ++i) stamp += to_hex(single(image.u8(table_layout::kHdr64 + i)));
+  for (unsigned i = 0; i < kStampSize; ++i) stamp += to_hex(single(image.file()[table_layout::kHdr64 + i]));
   print("file", path);
   print("name", codeset.name);
   print("kind", codeset.kind);
-  print("bytes", image.bytes().size());
+  print("bytes", image.file().size());
   print("order", image.order() == std::endian::little ? "little" : "big");
   print("longest-code", image.u16(table_layout::kHdr56) >> 8);
   print("substitute", to_hex(single(*codeset.sub)) + " " + to_text(codeset.sub_source));
   print("decoded", codeset.decode.size());
   print("encoded", encoded);
   print("round-trip", round_trips);
-  if (codeset.kind == kGb18030) print("longest-walk", longest_gb_walk(image));
   print("stamp", stamp);
   print("note", codeset.note);
 }

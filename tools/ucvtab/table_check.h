@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/ucvtab/table_reader.h"
+#include "tools/ucvtab/table_image.h"
 
 namespace ucvtab {
 

@@ -1,253 +1,153 @@
 #include "tools/ucvtab/table_reader.h"
 
-#include <algorithm>
-#include <cstring>
-
-#include "charset/table.h"
 #include "tools/ucvtab/failure.h"
 #include "tools/ucvtab/gb18030.h"
 #include "tools/ucvtab/shift.h"
-#include "tools/ucvtab/table_writer.h"
 
 namespace ucvtab {
 namespace {
 
 using namespace table_layout;
+using View = TableView<true>;
 
-constexpr auto kOtherOrder =
-    std::endian::native == std::endian::little ? std::endian::big : std::endian::little;
+// The fixed part and unmapped values are left out here, once for all kinds.
+void add_decode(Codeset& codeset, const Code& code, uint16_t unit) {
+  const bool fixed = code.length == 1 && fixed_decode(codeset.kind, code.bytes[0]);
+  if (!fixed && unit != kUnmapped) codeset.decode[code] = static_cast<char16_t>(unit);
+}
 
-// Collects what a kind's reader finds; the fixed part and unmapped values are left out here, once for all.
-class Collector {
- public:
-  explicit Collector(Codeset& codeset) : codeset_(codeset) {}
-  void decode(const Code& code, unsigned unit) {
-    const bool fixed = code.length == 1 && fixed_decode(codeset_.kind, code.bytes[0]);
-    if (!fixed && unit != kUnmapped) codeset_.decode[code] = static_cast<char16_t>(unit);
+template <class LookUp>
+void add_encodings(Codeset& codeset, const LookUp& look_up) {
+  for (uint32_t unit = 0; unit < 0x10000; ++unit) {
+    if (!fixed_encode(codeset.kind, unit)) codeset.encode[unit] = look_up(unit);
   }
-  template <class Lookup>
-  void encode_all(Lookup lookup) {
-    for (char32_t unit = 0; unit < 0x10000; ++unit) {
-      if (!fixed_encode(codeset_.kind, unit)) codeset_.encode[unit] = lookup(unit);
-    }
+}
+
+void read_single_byte(const View& view, Codeset& codeset) {
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    add_decode(codeset, single(byte), view.byte_entry(static_cast<uint8_t>(byte)));
   }
-
- private:
-  Codeset& codeset_;
-};
-
-void read_single_byte(const TableImage& image, const Codeset& codeset, Collector& out) {
-  for (unsigned byte = 0; byte < 256; ++byte) out.decode(single(byte), image.byte_entry(byte));
-  out.encode_all([&](char32_t unit) {
-    const uint64_t at = image.page(unit >> 8) + (unit & 0xFF);
-    const bool substituted = image.u8(at) == codeset.sub && (unit != codeset.sub_source || unit == kUnmapped);
-    return substituted || !image.holds(at, 1) ? Code{} : single(image.u8(at));
+  add_encodings(codeset, [&](uint32_t unit) {
+    const uint8_t byte = *view.at(view.page(unit) + (unit & 0xFF));
+    const bool substituted = byte == codeset.sub && (unit != codeset.sub_source || unit == kUnmapped);
+    return substituted ? Code{} : single(byte);
   });
 }
 
-void read_double_byte(const TableImage& image, Codeset& codeset, Collector& out) {
-  const bool mixed = image.kind() == kEbcdicMixed;
+void read_double_byte(const View& view, Codeset& codeset) {
+  const bool mixed = codeset.kind == kEbcdicMixed;
+  const auto character = [&](unsigned row, unsigned byte) {
+    return view.u16(4ull * view.byte_entry(static_cast<uint8_t>(row)) + 2 * byte);
+  };
   for (unsigned byte = 0; byte < 256; ++byte) {
-    const bool lead = mixed ? is_mixed_lead(byte) : byte >= 0x80 && image.byte_class(byte) == 2;
-    if (mixed || image.byte_class(byte) == 1) out.decode(single(byte), image.u16(image.row(0) + 2ull * byte));
-    if (!lead) continue;
+    const unsigned byte_class = view.byte_class(static_cast<uint8_t>(byte));
+    if (mixed || byte_class == 1) add_decode(codeset, single(byte), character(0, byte));
+    if (mixed ? !is_mixed_lead(byte) : byte < 0x80 || byte_class != 2) continue;
     if (!mixed) codeset.leads.set(byte);
     for (unsigned trail = 0; trail < 256; ++trail) {
-      out.decode(pair(byte, trail), image.u16(image.row(byte) + 2ull * trail));
+      add_decode(codeset, pair(byte, trail), character(byte, trail));
     }
   }
-  out.encode_all([&](char32_t unit) {
-    const unsigned value = image.u16(image.page(unit >> 8) + 2ull * (unit & 0xFF));
+  add_encodings(codeset, [&](uint32_t unit) {
+    const uint16_t value = view.u16(view.page(unit) + 2ull * (unit & 0xFF));
     return value == kUnmapped ? Code{} : value > 0xFF ? pair(value >> 8, value & 0xFF) : single(value);
   });
 }
 
-// Calls `visit` with every code below `node` and its value. Nodes may be shared, even so that the number of
-// ways explodes: `budget` is the number of children to look at; false when it does not suffice.
-template <class Visit>
-bool walk_trie(const TableImage& image, const Code& prefix, unsigned node, unsigned length, unsigned& budget,
-               const Visit& visit) {
-  const uint64_t at = image.data() + 4ull * node;
-  if (node == kUnmapped || !image.holds(at, 4)) return true;
-  const unsigned count = image.u16(at);
-  const unsigned base = image.u16(at + 2);
-  for (unsigned byte = base; byte < 256 && byte - base < count; ++byte) {
-    if (budget == 0) return false;
-    --budget;
-    const unsigned value = image.u16(at + 4 + 2ull * (byte - base));
-    const Code code = prefix.with(byte);
+// Adds the codes of `length` bytes that start with `prefix`, whose next byte `node` decides.
+void add_node(const View& view, Codeset& codeset, const Code& prefix, uint16_t node, unsigned length) {
+  if (node == kUnmapped) return;
+  const uint64_t at = 4ull * node;
+  const unsigned count = view.u16(at), first = view.u16(at + 2);
+  for (unsigned child = 0; child < count && first + child < 256; ++child) {
+    const uint16_t value = view.u16(at + 4 + 2ull * child);
+    const Code code = prefix.with(first + child);
     if (code.length == length)
-      visit(code, value);
-    else if (!walk_trie(image, code, value, length, budget, visit))
-      return false;
+      add_decode(codeset, code, value);
+    else
+      add_node(view, codeset, code, value, length);
   }
-  return true;
 }
 
-// The same for all leads.
-template <class Visit>
-bool walk_tries(const TableImage& image, const Visit& visit) {
-  unsigned budget = kTrieBudget;
-  for (unsigned byte = 0x80; byte < 256; ++byte) {
-    const unsigned length = image.byte_class(byte);
-    if (length < 2 || length > Code::kMaxLength) continue;
-    if (!walk_trie(image, single(byte), image.byte_entry(byte), length, budget, visit)) return false;
-  }
-  return true;
-}
-
-Code multi_byte_code(const TableImage& image, char32_t unit) {
-  const uint64_t at = image.page(unit >> 8) + 4ull * (unit & 0xFF);
-  const unsigned value = image.u16(at + 2);
+Code multi_byte_code(const View& view, uint32_t unit) {
+  const uint64_t at = view.page(unit) + 4ull * (unit & 0xFF);
+  const uint16_t prefix = view.u16(at), value = view.u16(at + 2);
   if (value < 0x100) return single(value);
-  const uint64_t record = image.data() + 16ull * image.u16(at);
-  const unsigned count = image.u16(record + 14);
-  if (image.u16(at) == kUnmapped || count > Code::kMaxLength - 2) return {};
-  Code code;
-  for (unsigned i = 0; i < count; ++i) code = code.with(image.u8(record + i));
-  return code.with(value >> 8).with(value & 0xFF);
+  if (prefix == kUnmapped) return {};
+  const uint64_t record = 16ull * prefix;
+  const unsigned length = view.u16(record + kPrefixLength);
+  if (length > Code::kMaxLength - 2) return {};
+  const auto* bytes = reinterpret_cast<const char*>(view.at(record));
+  return code_from_bytes({bytes, length}).with(value >> 8).with(value & 0xFF);
 }
 
-void read_multi_byte(const TableImage& image, Codeset& codeset, Collector& out) {
+void read_multi_byte(const View& view, Codeset& codeset) {
   for (unsigned byte = 0x80; byte < 256; ++byte) {
-    const unsigned length = image.byte_class(byte);
-    if (length == 1) out.decode(single(byte), image.byte_entry(byte));
-    if (length >= 2 && length <= Code::kMaxLength) codeset.leads.set(byte);
+    const unsigned length = view.byte_class(static_cast<uint8_t>(byte));
+    const uint16_t entry = view.byte_entry(static_cast<uint8_t>(byte));
+    if (length == 1) add_decode(codeset, single(byte), entry);
+    if (length < 2 || length > Code::kMaxLength) continue;
+    codeset.leads.set(byte);
+    add_node(view, codeset, single(byte), entry, length);
   }
-  walk_tries(image, [&](const Code& code, unsigned value) { out.decode(code, value); });
-  out.encode_all([&](char32_t unit) { return multi_byte_code(image, unit); });
+  add_encodings(codeset, [&](uint32_t unit) { return multi_byte_code(view, unit); });
 }
 
-// What one direction of the GB18030 structure makes of a key: the first covering range going from Unicode,
-// the last one going towards it.
-unsigned gb_lookup(const TableImage& image, unsigned direction, unsigned key) {
-  const uint64_t structure = image.u16(kGbStructure);
-  const uint64_t array = structure + kGbArray;
-  auto list = [&](unsigned field) { return array + 2ull * image.u32(structure + direction + field); };
-  const uint64_t entries = list(kGbEntries);
-  const unsigned first = image.u16(list(kGbBlocks) + 2ull * (key >> kGbBlockShift));
-  unsigned result = kUnmapped;
-  for (uint64_t at = entries + 8ull * first; image.holds(at, 8) && image.u16(at) <= key; at += 8) {
-    if (image.u16(at + 2) < key) continue;
-    const uint64_t value = uint64_t{image.u16(at + 6)} + key - image.u16(at);
-    const unsigned type = image.u16(at + 4);
-    result = type == 1                        ? image.u16(list(kGbValues) + 2 * value)
-             : type == 2 && value < kUnmapped ? static_cast<unsigned>(value)
-                                              : kUnmapped;
-    if (direction == kGbFrom) break;
+// What one direction of the GB18030 structure makes of each key.
+std::vector<uint16_t> gb_values(const uint8_t* image, uint32_t direction) {
+  const uint8_t* structure = image + load<uint16_t>(image + kGbStructure);
+  const auto list = [&](uint32_t field) {
+    return structure + kGbArray + 2ull * load<uint32_t>(structure + direction + field);
+  };
+  std::vector<uint16_t> values(0x10000, kUnmapped);
+  const uint8_t* at = list(kGbEntries) + sizeof(GbEntry) * load<uint16_t>(list(kGbBlocks));
+  for (;; at += sizeof(GbEntry)) {
+    const auto range = load<GbEntry>(at);
+    for (uint32_t key = range.start; key <= range.end; ++key) {
+      const uint32_t value = range.value + key - range.start;
+      if (range.type == 1) values[key] = load<uint16_t>(list(kGbValues) + 2ull * value);
+      if (range.type == 2 && value < kUnmapped) values[key] = static_cast<uint16_t>(value);
+    }
+    if ((direction == kGbFrom ? range.end : range.start) == 0xFFFF) return values;
   }
-  return result;
 }
 
-void read_gb18030(const TableImage& image, Codeset& codeset, Collector& out) {
-  codeset.min_run = image.u32(image.u16(kGbStructure) + kGbMinRun);
-  for (unsigned key = 1; key <= kMaxGbIndex; ++key) out.decode(gb_code(key), gb_lookup(image, kGbTo, key));
-  out.encode_all([&](char32_t unit) {
-    const unsigned index = gb_lookup(image, kGbFrom, unit);
+void read_gb18030(const View& view, Codeset& codeset) {
+  const uint8_t* image = view.image();
+  codeset.min_run = load<uint32_t>(image + load<uint16_t>(image + kGbStructure) + kGbMinRun);
+  const std::vector<uint16_t> units = gb_values(image, kGbTo), indices = gb_values(image, kGbFrom);
+  for (unsigned index = 1; index <= kMaxGbIndex; ++index) add_decode(codeset, gb_code(index), units[index]);
+  add_encodings(codeset, [&](uint32_t unit) {
+    const unsigned index = indices[unit];
     return index == 0 || index == kUnmapped ? Code{} : gb_code(index);
   });
 }
 
 }  // namespace
 
-bool is_table(const Bytes& bytes) {
-  return bytes.size() >= kMinSize && std::memcmp(bytes.data() + kMagic, "ucv", 3) == 0;
-}
-
-TableImage::TableImage(Bytes bytes, const std::string& path) : bytes_(std::move(bytes)), path_(path) {
-  if (!is_table(bytes_) || bytes_.size() > kMaxTableSize) {
-    throw Failure(kBadInput, path + ": not a codeset table");
-  }
-  unsigned kind = u16(kKind);
-  if (!is_known_kind(kind)) {
-    order_ = kOtherOrder;
-    kind = u16(kKind);
-  }
-  if (u16(kScheme) == kSchemeEbcdicSbcs) kind = kEbcdicSingle;
-  if (!is_known_kind(kind)) {
-    throw Failure(kBadInput,
-                  path + ": a table of kind " + std::to_string(kind) + ", which has no converters");
-  }
-  kind_ = static_cast<Kind>(kind);
-}
-
-std::string TableImage::text(size_t offset, size_t size) const {
-  const auto* start = reinterpret_cast<const char*>(bytes_.data()) + offset;
-  return {start, strnlen(start, size)};
-}
-
-unsigned TableImage::u16(uint64_t offset) const {
-  if (!holds(offset, 2)) return kUnmapped;
-  const unsigned first = bytes_[offset], second = bytes_[offset + 1];
-  return order_ == std::endian::big ? first << 8 | second : second << 8 | first;
-}
-
-uint32_t TableImage::u32(uint64_t offset) const {
-  const uint32_t first = u16(offset), second = u16(offset + 2);
-  return order_ == std::endian::big ? first << 16 | second : second << 16 | first;
-}
-
-uint64_t TableImage::page(unsigned high_byte) const {
-  return data() + 4ull * u16(kPageIndex + 2 * high_byte);
-}
-unsigned TableImage::byte_entry(unsigned byte) const { return u16(kByteEntries + 2ull * byte); }
-unsigned TableImage::byte_class(unsigned byte) const { return bytes_[kByteClasses + byte]; }
-
-std::string reading_fault(const TableImage& image) {
-  if (image.kind() == kGb18030 && longest_gb_walk(image) > kMaxGbWalk) {
-    return "a look-up walks over more than 64 ranges";
-  }
-  if (image.kind() == kMultiByte && !walk_tries(image, [](const Code&, unsigned) {})) {
-    return "the nodes have more than a million children, counted by all ways that lead to them";
-  }
-  return {};
-}
-
-unsigned longest_gb_walk(const TableImage& image) {
-  const uint64_t structure = image.u16(kGbStructure);
-  const uint64_t array = structure + kGbArray;
-  unsigned longest = 0;
-  for (unsigned direction : {kGbFrom, kGbTo}) {
-    const uint64_t entries = array + 2ull * image.u32(structure + direction + kGbEntries);
-    const uint64_t blocks = array + 2ull * image.u32(structure + direction + kGbBlocks);
-    for (unsigned key = 0; key < kUnmapped; ++key) {
-      unsigned walked = 0;
-      uint64_t at = entries + 8ull * image.u16(blocks + 2ull * (key >> kGbBlockShift));
-      for (; image.holds(at, 8) && image.u16(at) <= key && walked <= kMaxGbWalk; at += 8) {
-        ++walked;
-        if (direction == kGbFrom && image.u16(at + 2) >= key) break;
-      }
-      longest = std::max(longest, walked);
-    }
-  }
-  return longest;
-}
-
 Codeset read_table(const TableImage& image) {
-  if (std::string fault = reading_fault(image); !fault.empty()) {
-    throw Failure(kBadInput, image.path() + ": " + fault);
-  }
+  if (!image.is_sound()) throw Failure(kBadInput, image.path() + ": " + kNotSound);
   Codeset codeset;
   codeset.kind = image.kind();
   codeset.name = image.text(kName, name_field_size(codeset.kind));
   codeset.note = image.text(kNoteOffset, kNoteSize);
-  codeset.sub = static_cast<uint8_t>(image.u8(kSubstituteByte));
-  codeset.sub_source = static_cast<uint16_t>(image.u16(kSubstituteSource));
-  Collector out(codeset);
+  const View view = image.view();
+  codeset.sub = view.substitute_byte();
+  codeset.sub_source = view.substitute_source();
   switch (codeset.kind) {
     case kSingleByte:
     case kEbcdicSingle:
-      read_single_byte(image, codeset, out);
+      read_single_byte(view, codeset);
       break;
     case kDoubleByte:
     case kEbcdicMixed:
-      read_double_byte(image, codeset, out);
+      read_double_byte(view, codeset);
       break;
     case kMultiByte:
-      read_multi_byte(image, codeset, out);
+      read_multi_byte(view, codeset);
       break;
     case kGb18030:
-      read_gb18030(image, codeset, out);
+      read_gb18030(view, codeset);
       break;
   }
   return codeset;

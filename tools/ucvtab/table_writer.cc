@@ -1,10 +1,9 @@
 #include "tools/ucvtab/table_writer.h"
 
-#include <openssl/sha.h>
-
 #include <algorithm>
+#include <cstring>
 
-#include "charset/table.h"
+#include "tools/ucvtab/table_image.h"
 
 namespace ucvtab {
 namespace {
@@ -21,13 +20,10 @@ unsigned code_lengths(const Codeset& codeset) {
 
 }  // namespace
 
-TableWriter::TableWriter(const Codeset& codeset, std::endian order)
-    : codeset_(codeset), order_(order), image_(kMinSize) {
+TableWriter::TableWriter(const Codeset& codeset) : codeset_(codeset), image_(kMinSize) {
   if (std::string fault = name_fault(codeset.name, codeset.kind); !fault.empty()) refuse(codeset, fault);
-  Bytes number;
-  append32(number, kMinSize);
-  std::copy(number.begin(), number.end(), image_.begin() + kDataOffset);
-  for (unsigned i = 0; i < 3; ++i) image_[kMagic + i] = static_cast<uint8_t>("ucv"[i]);
+  std::memcpy(image_.data() + kDataOffset, &kMinSize, sizeof kMinSize);
+  std::memcpy(image_.data() + kMagic, "ucv", 3);
   std::copy(codeset.name.begin(), codeset.name.end(), image_.begin() + kName);
   put16(kKind, codeset.kind);
   put16(kScheme, codeset.kind == kEbcdicSingle ? kSchemeEbcdicSbcs : 0);
@@ -38,15 +34,18 @@ TableWriter::TableWriter(const Codeset& codeset, std::endian order)
   set_substitute();
 }
 
+uint8_t TableWriter::substitute() const { return image_[kSubstituteByte]; }
+
 void TableWriter::set_page(unsigned high_byte, unsigned position) {
   put16(kPageIndex + 2 * high_byte, position);
 }
-void TableWriter::set_byte_entry(unsigned byte, unsigned value) { put16(kByteEntries + 2 * byte, value); }
-void TableWriter::set_byte_class(unsigned byte, unsigned value) {
-  image_[kByteClasses + byte] = static_cast<uint8_t>(value);
-}
-uint8_t TableWriter::substitute() const { return image_[kSubstituteByte]; }
 
+void TableWriter::set_byte(unsigned byte, unsigned byte_class, unsigned entry) {
+  image_[kByteClasses + byte] = static_cast<uint8_t>(byte_class);
+  put16(kByteEntries + 2 * byte, entry);
+}
+
+// The codeset's own substitution byte, or the first byte that at most one looked-up character maps to.
 void TableWriter::set_substitute() {
   unsigned sources[256] = {};
   char32_t source_of[256] = {};
@@ -77,7 +76,7 @@ void TableWriter::set_substitute() {
 unsigned TableWriter::add_block(Bytes block) {
   auto [found, is_new] = blocks_.try_emplace(std::move(block), 0);
   if (is_new) {
-    align(4);
+    image_.resize((image_.size() + 3) / 4 * 4);
     const size_t position = (image_.size() - kMinSize) / 4;
     // 0xFFFF itself marks "unmapped" where the converters read a position.
     if (position >= kUnmapped) refuse(codeset_, "more than 256 KB of pages, rows and nodes");
@@ -87,53 +86,26 @@ unsigned TableWriter::add_block(Bytes block) {
   return found->second;
 }
 
-unsigned TableWriter::add_block16(const std::vector<uint16_t>& block) {
-  Bytes bytes;
-  bytes.reserve(2 * block.size());
-  for (uint16_t value : block) append16(bytes, value);
-  return add_block(std::move(bytes));
-}
-
-void TableWriter::append16(Bytes& out, unsigned value) const {
-  const auto low = static_cast<uint8_t>(value);
-  const auto high = static_cast<uint8_t>(value >> 8);
-  out.push_back(order_ == std::endian::big ? high : low);
-  out.push_back(order_ == std::endian::big ? low : high);
-}
-
-void TableWriter::append32(Bytes& out, uint32_t value) const {
-  const bool big = order_ == std::endian::big;
-  append16(out, big ? value >> 16 : value & 0xFFFF);
-  append16(out, big ? value & 0xFFFF : value >> 16);
+unsigned TableWriter::add_block(const std::vector<uint16_t>& block) {
+  const auto* bytes = reinterpret_cast<const uint8_t*>(block.data());
+  return add_block(Bytes(bytes, bytes + 2 * block.size()));
 }
 
 void TableWriter::put16(size_t offset, unsigned value) {
-  Bytes number;
-  append16(number, value);
-  std::copy(number.begin(), number.end(), image_.begin() + static_cast<std::ptrdiff_t>(offset));
+  const auto number = static_cast<uint16_t>(value);
+  std::memcpy(image_.data() + offset, &number, sizeof number);
 }
 
-void TableWriter::align(unsigned multiple) {
-  image_.resize((image_.size() + multiple - 1) / multiple * multiple);
-}
-
-Bytes TableWriter::finish() {
-  align(4);
+Bytes TableWriter::finish(std::endian order) {
+  image_.resize((image_.size() + 3) / 4 * 4);
+  if (order != std::endian::native) swap_byte_order(image_, codeset_.kind, true);
   const Bytes stamp = stamp_of(image_);
   std::copy(stamp.begin(), stamp.end(), image_.begin() + kHdr64);
   return std::move(image_);
 }
 
-Bytes stamp_of(Bytes file) {
-  std::fill_n(file.begin() + kHdr64, kStampSize, uint8_t{0});
-  Bytes sum(SHA256_DIGEST_LENGTH);
-  SHA256(file.data(), file.size(), sum.data());
-  sum.resize(kStampSize);
-  return sum;
-}
-
 Bytes build_table(const Codeset& codeset, std::endian order) {
-  TableWriter writer(codeset, order);
+  TableWriter writer(codeset);
   switch (codeset.kind) {
     case kSingleByte:
     case kEbcdicSingle:
@@ -150,7 +122,7 @@ Bytes build_table(const Codeset& codeset, std::endian order) {
       build_gb18030(writer);
       break;
   }
-  return writer.finish();
+  return writer.finish(order);
 }
 
 }  // namespace ucvtab

@@ -1,5 +1,5 @@
-// Assembles a table file: the header that all kinds share and a data region of shared blocks.
-// The file layout is charset/table.h's; docs/codeset-tables.md draws it.
+// Assembles a table file: the header that all kinds share, and a data region of shared blocks. The layout is
+// that of charset/table.h; docs/codeset-tables.md draws it.
 #pragma once
 
 #include <bit>
@@ -10,50 +10,44 @@
 
 namespace ucvtab {
 
-// Header fields that the format leaves to the compiler.
-constexpr uint32_t kNoteOffset = 80;
-constexpr uint32_t kNoteSize = 144;      // bytes, a NUL included
-constexpr uint16_t kLayoutRevision = 1;  // offset 62
-constexpr uint32_t kStampSize = 16;      // offset 64: start of the file's SHA-256, these bytes taken as 0
-
-// The stamp that belongs into `file`, whatever stamp it has now.
-Bytes stamp_of(Bytes file);
-
+// Everything is in host order until finish().
 class TableWriter {
  public:
-  TableWriter(const Codeset& codeset, std::endian order);
+  explicit TableWriter(const Codeset& codeset);
 
   [[nodiscard]] const Codeset& codeset() const { return codeset_; }
-
-  void set_page(unsigned high_byte, unsigned position);
-  void set_byte_entry(unsigned byte, unsigned value);
-  void set_byte_class(unsigned byte, unsigned value);
-  // The codeset's own substitution byte, or the first byte that at most one looked-up character maps to.
-  void set_substitute();
   [[nodiscard]] uint8_t substitute() const;
 
-  // Position, in units of 4 bytes, of the block in the data region; equal blocks are stored once.
+  void set_page(unsigned high_byte, unsigned position);
+  void set_byte(unsigned byte, unsigned byte_class, unsigned entry);
+
+  // Returns the position of the block in the data region, in units of 4 bytes. Equal blocks are stored once.
   // Throws Failure(kDoesNotFit) past the reach of 16 bits.
   unsigned add_block(Bytes block);
-  unsigned add_block16(const std::vector<uint16_t>& block);
+  unsigned add_block(const std::vector<uint16_t>& block);
 
-  // Lower level: numbers in the file's byte order, and the end of the file, unshared.
-  void append16(Bytes& out, unsigned value) const;
-  void append32(Bytes& out, uint32_t value) const;
+  // Lower level: a number anywhere in the file, and unshared bytes at its end.
   void put16(size_t offset, unsigned value);
-  void align(unsigned multiple);
-  [[nodiscard]] size_t size_bytes() const { return image_.size(); }
   void append(const Bytes& bytes) { image_.insert(image_.end(), bytes.begin(), bytes.end()); }
+  [[nodiscard]] size_t size_bytes() const { return image_.size(); }
 
   // The finished file, stamped.
-  Bytes finish();
+  Bytes finish(std::endian order);
 
  private:
+  void set_substitute();
+
   const Codeset& codeset_;
-  std::endian order_;
   Bytes image_;
   std::map<Bytes, unsigned> blocks_;
 };
+
+// Appends a number in host order.
+template <class Number>
+void append(Bytes& out, Number value) {
+  const auto* bytes = reinterpret_cast<const uint8_t*>(&value);
+  out.insert(out.end(), bytes, bytes + sizeof value);
+}
 
 // The whole way from codeset to table file. Throws Failure(kDoesNotFit) when the kind cannot hold it.
 Bytes build_table(const Codeset& codeset, std::endian order = std::endian::native);
