@@ -34,7 +34,7 @@ inline Report mar_queue(std::vector<std::string> words) {
   return report;
 }
 
-// What nobody else of the namespace uses.
+// Removes every kernel object and control file of the test's namespaces.
 inline void clear_scene() {
   unsetenv("ARM_AGENT_PREFIX");
   Program({"ipcrm", "--all"}).status();
@@ -49,9 +49,8 @@ struct Engine {
     long key = 0;
     EXPECT_EQ(queue.OpenChannel(ZARNENGINE_ID, &key), 0);
   }
-  ~Engine() {
-    semctl(set_of(1), kLockSem, SETVAL, 0);
-  }  // so that detaching does not wait for a lock that a test took
+  // Frees the lock that a test may have taken: detaching would wait for it.
+  ~Engine() { semctl(set_of(1), kLockSem, SETVAL, 0); }
   void put(_TIPCIdentifier user, int messages) {
     for (int i = 0; i < messages; ++i) EXPECT_EQ(queue.Put(user, numbered(1)), 0);
   }

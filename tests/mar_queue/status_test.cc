@@ -1,4 +1,4 @@
-// Every reason why a client gets no answer, made for real, and told apart by `mar-queue status`.
+// Every reason why a client gets no answer, brought about for real and told apart by `mar-queue status`.
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -14,11 +14,11 @@
 
 namespace {
 
-// What must live while mar-queue looks.
+// What must stay alive while mar-queue looks.
 using Props = std::shared_ptr<void>;
 using Stage = std::function<Props()>;
 
-// An engine to which something is done.
+// An engine, and a change to it or to its queue.
 Stage with_engine(const std::function<void(Engine&)>& change) {
   return [change] {
     auto engine = std::make_shared<Engine>();
@@ -47,7 +47,7 @@ Props dead_creator() {
   return nullptr;
 }
 
-// A semaphore of the lock's set, by a process that ends.
+// Sets a semaphore of the lock set from a process that then ends.
 void set_by_hand(int semaphore, int value) {
   EXPECT_EQ(Child([=] { return semctl(set_of(1), semaphore, SETVAL, value); }).result(), 0);
 }
@@ -65,7 +65,7 @@ Props other_instance() {
   return made;
 }
 
-// The file keeps existing elsewhere on its file system, so that its inode is not used again.
+// The file is moved, not removed, so that its inode is not reused.
 void lose_control_file(bool replaced) {
   std::filesystem::rename(CLI_IPC_NAME, "/var/lost");
   if (replaced) write_file(CLI_IPC_NAME, "");
@@ -75,7 +75,7 @@ Stage control_file_lost(bool replaced) {
   return with_engine([replaced](Engine&) { lose_control_file(replaced); });
 }
 
-// On the new file system of a container's /var/zarn, a control file with the inode number of ours.
+// Makes a control file with the inode number of ours on a container's new file system /var/zarn.
 bool make_twin(ino_t inode) {
   struct stat file {};
   for (int tries = 0; file.st_ino < inode && tries < 10000; ++tries) {
@@ -87,7 +87,7 @@ bool make_twin(ino_t inode) {
   return false;
 }
 
-// An engine in new namespaces; with one for mounts it has a /var/zarn of its own.
+// An engine in new namespaces; a new mount namespace gives it a /var/zarn of its own.
 Props engine_in(int namespaces) {
   int ready[2];
   EXPECT_EQ(pipe(ready), 0);
@@ -132,7 +132,7 @@ Props lock_by_nobody() {
   return engine;
 }
 
-// Every head belongs to somebody who lives and is at work, or to the engine.
+// Every head belongs to the engine or to a living client at work.
 void take_all_heads(Engine& engine) {
   for (uint32_t thread = 1; thread < kSlots; ++thread) {
     long key = 0;
@@ -189,8 +189,8 @@ const Trouble kTroubles[] = {
     {"a lost slot", with_engine([](Engine& engine) { engine.lose_slot(); }), 1, "damaged"},
 };
 
-// The exit status of `mar-queue status` for a user without rights, and 10 more if it gives rights as the
-// reason.
+// The exit status of `mar-queue status` for a user without rights, plus 10 if it names missing rights as the
+// cause.
 long status_of_nobody() {
   return Child([]() -> long {
            if (setresgid(65534, 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0) return -1;
@@ -216,8 +216,8 @@ TEST(Status, TellsEveryTroubleApart) {
   clear_scene();
 }
 
-// An engine in a container of its own, be the control file's inode number the same, or one that died before
-// its control file was replaced, is no reason, but worth a note behind it.
+// Two engines do not explain a failure but are worth a note: one in a container of its own, even if its
+// control file has the same inode number, and one that died before its control file was replaced.
 TEST(Status, AddsWhatElseThereIs) {
   clear_scene();
   dead_creator();
@@ -231,7 +231,7 @@ TEST(Status, AddsWhatElseThereIs) {
   clear_scene();
 }
 
-// A queue that a client has filled by not reading is not blamed on the engine.
+// The engine is not blamed for a queue that a client has filled by not reading.
 TEST(Status, NamesTheClientThatHoldsTheMessages) {
   clear_scene();
   Engine engine;
@@ -242,10 +242,11 @@ TEST(Status, NamesTheClientThatHoldsTheMessages) {
   EXPECT_TRUE(mar_queue({"status"}).says("wait until client " + pid + " is done"));
   stop(client);
   const Report report = mar_queue({"status"});
-  EXPECT_EQ(report.codes, (std::vector<std::string>{"full", "client-stopped"}));
+  EXPECT_EQ(report.codes, (std::vector<std::string>{"full", "unanswered", "client-stopped"}));
   EXPECT_TRUE(report.says("client " + pid + " (mar_queue_test, stopped) holds 3 messages")) << report.json;
   EXPECT_TRUE(report.says("continue client " + pid + " (kill -CONT " + pid + ") or end it")) << report.json;
   EXPECT_FALSE(report.says("wait until the engine")) << report.json;
+  EXPECT_TRUE(eventually([] { return !mar_queue({"status"}).says("at least 0 s old"); }));
 }
 
 TEST(Status, TellsMissingPermissions) {

@@ -8,7 +8,6 @@
 #include <functional>
 
 #include "tools/mar_queue/elsewhere.h"
-#include "tools/mar_queue/service_diagnosis.h"
 #include "tools/mar_queue/wording.h"
 
 namespace mar::queue_tool {

@@ -16,4 +16,10 @@ Findings diagnose(const Snapshot& snapshot, const std::optional<CheckResult>& ch
 // Why the inside of the queue cannot be seen; empty if the snapshot has an image.
 Findings explain_missing_image(const Snapshot& snapshot);
 
+// What keeps a living engine's queue from serving a client. The snapshot has an image and a living creator.
+Findings diagnose_service(const Snapshot& snapshot, const CheckResult& checked);
+
+// Adds what is worth knowing in any case.
+void add_notes(const Snapshot& snapshot, const CheckResult& checked, Findings& findings);
+
 }  // namespace mar::queue_tool

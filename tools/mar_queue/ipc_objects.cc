@@ -25,24 +25,26 @@ constexpr int kReadAndWrite = 0600;
 IpcObjects list_ipc_objects() {
   IpcObjects objects;
   shm_info segments_info;
-  shmid_ds segment = {};
   const int last_segment = shmctl(0, SHM_INFO, reinterpret_cast<shmid_ds*>(&segments_info));
   for (int index = 0; index <= last_segment; ++index) {
-    const int id = shmctl(index, SHM_STAT_ANY, &segment);
-    const key_t key = segment.shm_perm.__key;
+    shmid_ds status = {};
+    const int id = shmctl(index, SHM_STAT_ANY, &status);
+    const key_t key = status.shm_perm.__key;
     if (id == -1 || key == IPC_PRIVATE) continue;
-    objects.segments.push_back({key, id, segment.shm_segsz, segment.shm_perm.uid, shmget(key, 0, kRead) == id,
-                                shmget(key, 0, kReadAndWrite) == id});
+    objects.segments.push_back({key, id, status.shm_segsz, status.shm_perm.uid, shmget(key, 0, kRead) == id,
+                                shmget(key, 0, kReadAndWrite) == id, status.shm_ctime,
+                                std::max(status.shm_atime, status.shm_dtime)});
   }
   seminfo sets_info;
-  semid_ds set = {};
   const int last_set = semctl(0, 0, SEM_INFO, SemaphoreArgument{.info = &sets_info});
   for (int index = 0; index <= last_set; ++index) {
-    const int id = semctl(index, 0, SEM_STAT_ANY, SemaphoreArgument{.status = &set});
-    const key_t key = set.sem_perm.__key;
+    semid_ds status = {};
+    const int id = semctl(index, 0, SEM_STAT_ANY, SemaphoreArgument{.status = &status});
+    const key_t key = status.sem_perm.__key;
     if (id == -1 || key == IPC_PRIVATE) continue;
-    objects.semaphore_sets.push_back({key, id, set.sem_nsems, set.sem_perm.uid, semget(key, 0, kRead) == id,
-                                      semget(key, 0, kReadAndWrite) == id});
+    objects.semaphore_sets.push_back({key, id, status.sem_nsems, status.sem_perm.uid,
+                                      semget(key, 0, kRead) == id, semget(key, 0, kReadAndWrite) == id,
+                                      status.sem_ctime, status.sem_otime});
   }
   return objects;
 }

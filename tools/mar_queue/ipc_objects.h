@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <ctime>
 #include <optional>
 #include <vector>
 
@@ -16,6 +17,8 @@ struct IpcObject {
   uid_t owner;
   bool readable;  // by this process
   bool usable;    // readable and writable: what a client needs
+  time_t made;    // or when its rights were last changed
+  time_t used;    // the last attach or detach of a segment, the last operation on a set; 0 if there was none
 };
 
 struct IpcObjects {

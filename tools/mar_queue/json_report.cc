@@ -1,8 +1,6 @@
-#include "tools/mar_queue/json_report.h"
-
 #include <nlohmann/json.hpp>
 
-#include "tools/mar_queue/picture.h"
+#include "tools/mar_queue/report.h"
 
 namespace mar::queue_tool {
 
@@ -28,6 +26,9 @@ Json queue_json(const Snapshot& snapshot, const CheckResult& checked) {
   return {{"settled", snapshot.settled},
           {"state", queue_state_name(image.state)},
           {"creator", {{"process", snapshot.creator}, {"alive", creator_lives(snapshot)}}},
+          {"times",
+           {{"made", snapshot.segment->made},
+            {"used", snapshot.wakeup_set ? Json(snapshot.wakeup_set->used) : Json(nullptr)}}},
           {"lock_held", snapshot.lock < 0 ? Json(nullptr) : Json(snapshot.lock > 0)},
           {"header",
            {{"itemCount", image.items}, {"headsInUse", image.heads_in_use}, {"freeList", image.free_list}}},

@@ -3,18 +3,22 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <numeric>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <thread>
+#include <utility>
+#include <vector>
 
 #include "contract/names.h"
 #include "tools/mar_queue/check.h"
 #include "tools/mar_queue/diagnosis.h"
-#include "tools/mar_queue/json_report.h"
-#include "tools/mar_queue/picture.h"
 #include "tools/mar_queue/repair.h"
+#include "tools/mar_queue/report.h"
 #include "tools/mar_queue/snapshot.h"
 #include "tools/mar_queue/wording.h"
 
@@ -43,6 +47,7 @@ CLI::App* add_command(CLI::App& app, Arguments& arguments, const char* name, con
 void define_options(CLI::App& app, Arguments& arguments) {
   app.add_option("--name", arguments.name, "Control file, without the instance")->capture_default_str();
   app.add_flag("--json", arguments.json, "Print one JSON object instead of text");
+  app.set_version_flag("--version", "mar-queue " MAR_VERSION, "Print the version and exit");
   app.fallthrough();
   app.require_subcommand(1);
   add_command(app, arguments, "status", "Does the engine run, and if clients cannot reach it, why?");
@@ -59,6 +64,38 @@ void define_options(CLI::App& app, Arguments& arguments) {
   add_command(app, arguments, "remove-stale", "Remove the kernel objects of a dead engine")
       ->add_flag("--yes", arguments.yes, yes_help);
   app.footer("Exit status: 0 fine, 1 trouble found, 2 could not examine the queue (or wrong usage).");
+}
+
+// Insertions, deletions and replacements that turn one word into the other.
+size_t edit_distance(std::string_view from, std::string_view to) {
+  std::vector<size_t> row(to.size() + 1);
+  std::iota(row.begin(), row.end(), size_t{0});
+  for (size_t i = 0; i < from.size(); ++i) {
+    size_t diagonal = std::exchange(row[0], i + 1);
+    for (size_t j = 0; j < to.size(); ++j) {
+      const size_t replaced = diagonal + (from[i] != to[j]);
+      diagonal = std::exchange(row[j + 1], std::min({row[j] + 1, row[j + 1] + 1, replaced}));
+    }
+  }
+  return row.back();
+}
+
+// Explains a wrong command line. Returns the exit status, which is 0 for --help and --version.
+int explain(const CLI::App& app, const CLI::ParseError& error) {
+  const std::vector<std::string> unknown = app.remaining();
+  if (!app.get_subcommands().empty() || unknown.empty() || unknown[0].starts_with('-')) {
+    return app.exit(error) == 0 ? 0 : kBadUsage;
+  }
+  std::vector<std::string> names;
+  for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
+    names.push_back(command->get_name());
+  const auto is_nearer = [&](const std::string& a, const std::string& b) {
+    return edit_distance(unknown[0], a) < edit_distance(unknown[0], b);
+  };
+  fmt::print(stderr,
+             "There is no command '{}'; the nearest is '{}'.\nRun with --help for more information.\n",
+             printable(unknown[0]), *std::min_element(names.begin(), names.end(), is_nearer));
+  return kBadUsage;
 }
 
 Findings report_check(const Snapshot& snapshot, const CheckResult& checked) {
@@ -116,7 +153,7 @@ int run_program(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? 0 : kBadUsage;
+    return explain(app, error);
   }
   int status = report(arguments);
   while (arguments.watch_s > 0 && status != -1) {

@@ -1,9 +1,8 @@
-#include "tools/mar_queue/picture.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
 
+#include "tools/mar_queue/report.h"
 #include "tools/mar_queue/wording.h"
 
 namespace mar::queue_tool {
@@ -31,6 +30,10 @@ std::string draw_header(const Snapshot& snapshot, const CheckResult& checked) {
                   queue_state_name(image.state), lock, snapshot.settled ? "" : "   (numbers in motion)");
   lines += fmt::format("engine  {}, {}\n",
                        snapshot.creator > 0 ? process_label(snapshot.creator) : "process unknown", life);
+  if (snapshot.segment && snapshot.wakeup_set) {
+    lines += fmt::format("times   made {}, last message put or taken {}\n", iso_time(snapshot.segment->made),
+                         iso_time(snapshot.wakeup_set->used));
+  }
   lines += fmt::format("slots   {}: {} queued, {} free", image.slots, checked.queued, checked.free);
   if (checked.lost > 0) lines += fmt::format(", {} LOST", checked.lost);
   if (checked.queued != image.items) lines += fmt::format("   (header: {} queued)", image.items);

@@ -1,9 +1,9 @@
-#include "tools/mar_queue/service_diagnosis.h"
-
 #include <algorithm>
+#include <ctime>
 #include <functional>
 #include <string>
 
+#include "tools/mar_queue/diagnosis.h"
 #include "tools/mar_queue/holders.h"
 #include "tools/mar_queue/repair_plan.h"
 #include "tools/mar_queue/wording.h"
@@ -175,6 +175,25 @@ class ServiceDiagnosis {
   Findings findings_;
 };
 
+// Requests that the engine has not taken, and clients that wait for its answer. Messages carry no time; the
+// last operation on the wake-up set is the latest moment at which the oldest request can have been put.
+void add_unanswered(const Snapshot& snapshot, const CheckResult& checked, Findings& findings) {
+  uint32_t requests = 0;
+  uint32_t clients = 0;
+  for (uint16_t i = 0; i < snapshot.image->slots; ++i) {
+    const bool engine = snapshot.uses[i].owner == Owner::kEngine;
+    if (engine) requests += checked.items[i];
+    if (!engine && checked.items[i] == 0 && snapshot.uses[i].waiting > 0) ++clients;
+  }
+  if ((requests == 0 && clients == 0) || !snapshot.wakeup_set) return;
+  findings.push_back(
+      note("unanswered",
+           "{} not yet taken by the engine, {} waiting for an answer: the oldest unanswered request is at "
+           "least {} s old.",
+           count_of(requests, "request"), count_of(clients, "client"),
+           std::max<time_t>(0, std::time(nullptr) - snapshot.wakeup_set->used)));
+}
+
 }  // namespace
 
 Findings diagnose_service(const Snapshot& snapshot, const CheckResult& checked) {
@@ -186,6 +205,7 @@ void add_notes(const Snapshot& snapshot, const CheckResult& checked, Findings& f
     findings.push_back(
         note("unsettled", "The queue was in use all the time: its numbers may be of different moments."));
   }
+  if (creator_lives(snapshot)) add_unanswered(snapshot, checked, findings);
   const RepairPlan plan = plan_repair(snapshot, checked);
   if (!plan.heads.empty() && !plan.obstacle) {
     findings.push_back(note("dead-owners",

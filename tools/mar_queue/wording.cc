@@ -1,6 +1,6 @@
 #include "tools/mar_queue/wording.h"
 
-#include <fmt/format.h>
+#include <fmt/chrono.h>
 
 #include <algorithm>
 #include <fstream>
@@ -25,6 +25,8 @@ std::string_view unusual_state(pid_t process) {
 std::string count_of(uint64_t count, std::string_view noun) {
   return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
+
+std::string iso_time(time_t time) { return fmt::format("{:%FT%T}", fmt::localtime(time)); }
 
 std::string printable(std::string_view outside) {
   std::string harmless(outside);

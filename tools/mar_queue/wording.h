@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <ctime>
 #include <string>
 #include <string_view>
 
@@ -11,6 +12,9 @@ namespace mar::queue_tool {
 
 // (1, "slot") returns "1 slot", (2, "slot") returns "2 slots".
 std::string count_of(uint64_t count, std::string_view noun);
+
+// The local time as "2026-11-21T20:31:07".
+std::string iso_time(time_t time);
 
 // Control characters become question marks.
 std::string printable(std::string_view outside);
