@@ -37,8 +37,8 @@ void start_server(Serve serve) {
 
 // The stand-in's queue with a server that echoes: no decoding, no decisions.
 void serve_queue(int ready) {
-  QueueOwner owner(CLI_IPC_NAME, 16);
-  if (!owner.Create()) return;
+  mar::standin::QueueOwner owner(CLI_IPC_NAME, 16);
+  if (!owner.create()) return;
   if (write(ready, "r", 1) != 1) return;
   CIPCQueue<TCLIMessage> queue(CLI_IPC_NAME, false);
   long key = -1;

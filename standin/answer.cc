@@ -5,6 +5,8 @@
 
 #include "contract/byte_order.h"
 
+namespace mar::standin {
+
 namespace {
 
 constexpr uint64_t kRecordBytes = CLI_MAX_BUFFER_SIZE;
@@ -27,7 +29,7 @@ Answer::Answer(const TCLIMessage& request, const AnswerShape& shape)
   size_bytes_ = shape.size_bytes.value_or(kReplyHeaderSize + echo_.size());
 }
 
-bool Answer::Next(TCLIMessage& record) {
+bool Answer::next(TCLIMessage& record) {
   const uint64_t left = size_bytes_ - sent_bytes_;
   if (started_ && left == 0) return false;
   const bool first = !started_;
@@ -39,7 +41,7 @@ bool Answer::Next(TCLIMessage& record) {
   record.sender = ZARNENGINE_ID;
   record.length = static_cast<int32_t>(length);
   record.kind = first ? (last ? CLI_SINGLE : CLI_HEADER) : (last ? CLI_END : CLI_APPEND);
-  for (uint64_t i = 0; i < length; ++i) record.data[i] = ByteAt(sent_bytes_ + i);
+  for (uint64_t i = 0; i < length; ++i) record.data[i] = byte_at(sent_bytes_ + i);
   if (first && shape_.kind) record.kind = *shape_.kind;
   if (first && shape_.length_field) record.length = *shape_.length_field;
   started_ = true;
@@ -47,8 +49,10 @@ bool Answer::Next(TCLIMessage& record) {
   return true;
 }
 
-uint8_t Answer::ByteAt(uint64_t offset) const {
+uint8_t Answer::byte_at(uint64_t offset) const {
   if (offset < kReplyHeaderSize) return header_[offset];
   if (!echo_.empty()) return echo_[(offset - kReplyHeaderSize) % echo_.size()];
   return static_cast<uint8_t>(offset % kFillingPeriod);
 }
+
+}  // namespace mar::standin

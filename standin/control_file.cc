@@ -12,7 +12,8 @@ namespace mar::standin {
 
 namespace {
 
-constexpr int kMaxTries = 1000;  // each lost one means that another engine ended or an operator was at work
+// A try fails only if another process makes or removes the file at that moment.
+constexpr int kMaxTries = 1000;
 
 Failure not_usable(const std::string& path, const std::string& why) {
   return {"control file " + path + ": " + why};
@@ -20,8 +21,8 @@ Failure not_usable(const std::string& path, const std::string& why) {
 
 }  // namespace
 
-// A file that is there is opened without O_CREAT: in a sticky folder that all may write to, the kernel
-// refuses O_CREAT on another user's file.
+// An existing file is opened without O_CREAT: with it, the kernel may refuse another user's file in a sticky
+// folder.
 bool ControlFile::open_or_make(const std::string& path) {
   constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
   descriptor_ = open(path.c_str(), kFlags);
@@ -29,7 +30,7 @@ bool ControlFile::open_or_make(const std::string& path) {
   return descriptor_ >= 0;
 }
 
-// False with errno set if there is no such folder afterwards.
+// Returns false with errno set if the folder is still missing afterwards.
 bool ControlFile::make_directory(const std::string& directory) {
   if (mkdir(directory.c_str(), 0777) != 0) return errno == EEXIST;
   made_directory_ = directory;
@@ -38,19 +39,19 @@ bool ControlFile::make_directory(const std::string& directory) {
 
 Outcome<> ControlFile::take(const std::string& path) {
   const size_t slash = path.rfind('/');
-  if (slash == std::string::npos) return not_usable(path, "name its folder too, as in ./" + path);
+  if (slash == std::string::npos) return not_usable(path, "give its folder too, as in ./" + path);
   const std::string directory = path.substr(0, slash);
   for (int tries = 0; tries < kMaxTries; ++tries) {
     if (!open_or_make(path)) {
-      // EEXIST: another engine was faster.
+      // EEXIST: another engine made the file first.
       if (errno == EEXIST || (errno == ENOENT && make_directory(directory))) continue;
       return not_usable(path, std::strerror(errno));
     }
     path_ = path;
     struct stat status;
     const bool regular = fstat(descriptor_, &status) == 0 && S_ISREG(status.st_mode);
-    // Not a lock by fcntl(): the process would lose it with the first descriptor of the file that it closes,
-    // as the making of the segment does, and it needs a file that we may write to.
+    // Not a lock by fcntl(): a process loses that lock when it closes any descriptor of the file, as it does
+    // while it makes the segment; the kind that survives this needs a file that we may write to.
     const bool locked = regular && flock(descriptor_, LOCK_EX | LOCK_NB) == 0;
     const int error = errno;
     if (locked && is_at_path(0)) return {};
@@ -58,7 +59,7 @@ Outcome<> ControlFile::take(const std::string& path) {
     if (!regular) return not_usable(path, "not a regular file");
     if (!locked && error == EWOULDBLOCK) return Failure{"an engine runs here already: " + path, kInUse};
     if (!locked) return not_usable(path, std::strerror(error));
-    // The engine that held the file has removed it after we opened it.
+    // Its last holder removed the file after we had opened it.
   }
   return not_usable(path, "it cannot be held");
 }
@@ -77,7 +78,7 @@ void ControlFile::remove() {
   made_directory_.clear();
 }
 
-// A child that was forked since shares the lock: closing our descriptor would leave it locked.
+// A child forked meanwhile shares the lock, so closing our descriptor would not be enough.
 void ControlFile::release() {
   if (descriptor_ >= 0) {
     flock(descriptor_, LOCK_UN);

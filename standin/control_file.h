@@ -1,5 +1,5 @@
-// The control file that a queue of ours is found by. It is locked from before the queue is made until after
-// the queue is gone, so each file has one engine, however many start at once.
+// The control file, by which clients find a queue. Its engine holds a lock on it from before the queue is
+// made until the queue is gone. So a file has one engine, however many start at once.
 #pragma once
 
 #include <string>
@@ -17,17 +17,18 @@ class ControlFile {
   ControlFile(const ControlFile&) = delete;
   ControlFile& operator=(const ControlFile&) = delete;
 
-  // Locks the file `path`. Makes it, and the folder that it lies in, if they are missing. Never waits.
+  // Locks the file `path`, which must name a folder too. Makes file and folder if they are missing. Never
+  // waits.
   [[nodiscard]] Outcome<> take(const std::string& path);
 
-  // Removes the file, if it is still the one that was taken, and the folder, if take() made it and it is
-  // empty. Unlocks the file last. Does nothing when no file is held.
+  // Removes the file if it is still the one that was taken, unlocks it, and removes the folder if take() made
+  // it and it is empty.
   void remove();
 
   // Unlocks the file and leaves it in place.
   void release();
 
-  // The file's path; empty when none is held.
+  // The path of the file that is held, or empty.
   const std::string& path() const { return path_; }
 
  private:

@@ -5,6 +5,8 @@
 
 #include "standin/messages.h"
 
+namespace mar::standin {
+
 namespace {
 
 constexpr int64_t kInt32Min = std::numeric_limits<int32_t>::min();
@@ -13,13 +15,13 @@ constexpr int64_t kUint32Max = std::numeric_limits<uint32_t>::max();
 constexpr int64_t kMaxAnswerBytes = int64_t{1} << 40;
 
 constexpr FaultAction kActions[] = {
-    {"result", "R", "answer R without looking at the request", "add-edge-policy#2:result=-5", kInt32Min,
+    {"result", "R", "answer R, whatever the request says", "add-edge-policy#2:result=-5", kInt32Min,
      kInt32Max, [](FaultEffects& effects, int64_t value) { effects.result = static_cast<int32_t>(value); }},
     {"delay", "MS", "answer MS milliseconds late", "*%10:delay=500", 0, kInt32Max,
      [](FaultEffects& effects, int64_t value) { effects.delay_ms = static_cast<int>(value); }},
     {"silent", "", "never answer", "127:silent", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.no_answer = true; }},
-    {"marker", "M", "begin the answer with M instead of 1200", "dump:marker=7", 0, kUint32Max,
+    {"marker", "M", "start the answer with M instead of 1200", "dump:marker=7", 0, kUint32Max,
      [](FaultEffects& effects, int64_t value) { effects.answer.marker = static_cast<uint32_t>(value); }},
     {"kind", "K", "give the answer's first record the framing kind K", "dump:kind=2", 0, kUint32Max,
      [](FaultEffects& effects, int64_t value) { effects.answer.kind = static_cast<uint32_t>(value); }},
@@ -31,13 +33,13 @@ constexpr FaultAction kActions[] = {
      [](FaultEffects& effects, int64_t value) { effects.answer.size_bytes = static_cast<uint64_t>(value); }},
     {"no-end", "", "leave out the last record of a long answer", "dump:size=30000,no-end", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.answer.without_end = true; }},
-    {"endless", "", "answer without end, until the client is gone", "dump:endless", 0, 0,
+    {"endless", "", "never stop answering, until the client is gone", "dump:endless", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.answer.size_bytes = kEndlessAnswer; }},
-    {"echo", "", "repeat the request's sender and payload behind the answer's header", "*:echo", 0, 0,
+    {"echo", "", "repeat the request's sender and payload after the answer's header", "*:echo", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.answer.echo = true; }},
     {"die-before", "", "be killed instead of answering", "clear-engine:die-before", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.death = Death::kBeforeAnswer; }},
-    {"die-after", "", "be killed right after the answer", "clear-engine:die-after", 0, 0,
+    {"die-after", "", "be killed just after answering", "clear-engine:die-after", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.death = Death::kAfterAnswer; }},
     {"stop", "", "end cleanly after the answer", "*#100:stop", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.stop = true; }},
@@ -45,7 +47,7 @@ constexpr FaultAction kActions[] = {
      [](FaultEffects& effects, int64_t) { effects.state = IPCQUEUE_CLOSE; }},
     {"destroy", "", "set the queue's state to destroyed instead of answering", "debug:destroy", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.state = IPCQUEUE_DESTROY; }},
-    {"full", "", "keep every slot taken once the answer is read", "start:full", 0, 0,
+    {"full", "", "keep the queue full once the answer is read", "start:full", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.fill_queue = true; }},
     {"withdraw", "", "withdraw the client's head instead of answering", "dump:withdraw", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.withdraw = true; }},
@@ -60,7 +62,7 @@ bool parse_number(std::string_view text, Number minimum, Number maximum, Number&
 
 std::string quoted(std::string_view text) { return '"' + std::string(text) + '"'; }
 
-// Cuts `text` at the last `mark`; true if there is one, and `tail` receives what follows it.
+// Cuts `text` at the last `mark`, if there is one. Returns whether there is; `tail` receives what follows it.
 bool cut_tail(std::string_view& text, char mark, std::string_view& tail) {
   const size_t at = text.rfind(mark);
   if (at == std::string_view::npos) return false;
@@ -73,39 +75,39 @@ bool cut_tail(std::string_view& text, char mark, std::string_view& tail) {
 
 std::span<const FaultAction> fault_actions() { return kActions; }
 
-mar::Outcome<> FaultPlan::Add(std::string_view text) {
+Outcome<> FaultPlan::add(std::string_view text) {
   const size_t colon = text.find(':');
-  if (colon == std::string_view::npos) return mar::Failure{quoted(text) + " is not WHEN:WHAT"};
+  if (colon == std::string_view::npos) return Failure{quoted(text) + " is not WHEN:WHAT"};
   Fault fault;
   fault.text = text;
-  auto parsed = ParseWhen(text.substr(0, colon), fault);
-  if (parsed) parsed = ParseWhat(text.substr(colon + 1), fault);
+  auto parsed = parse_when(text.substr(0, colon), fault);
+  if (parsed) parsed = parse_what(text.substr(colon + 1), fault);
   if (parsed) faults_.push_back(std::move(fault));
   return parsed;
 }
 
-mar::Outcome<> FaultPlan::ParseWhen(std::string_view when, Fault& fault) {
+Outcome<> FaultPlan::parse_when(std::string_view when, Fault& fault) {
   std::string_view number;
   if (cut_tail(when, '%', number) && !parse_number<uint64_t>(number, 0, 100, fault.percent)) {
-    return mar::Failure{quoted(number) + " is not a percentage"};
+    return Failure{quoted(number) + " is not a percentage"};
   }
   if (cut_tail(when, '#', number) && !parse_number<uint64_t>(number, 1, UINT64_MAX, fault.only_nth)) {
-    return mar::Failure{quoted(number) + " is not a request's number"};
+    return Failure{quoted(number) + " is not a request's number"};
   }
   fault.at_start = when == "start";
   if (fault.at_start || when == "*") return {};
   uint32_t code = 0;
-  if (const MessageInfo* message = find_message(when)) {
+  if (const Message* message = find_message(when)) {
     fault.code = message->code;
   } else if (parse_number<uint32_t>(when, 0, UINT32_MAX, code)) {
     fault.code = code;
   } else {
-    return mar::Failure{quoted(when) + " is neither a message name nor a code"};
+    return Failure{quoted(when) + " is neither a message name nor a code"};
   }
   return {};
 }
 
-mar::Outcome<> FaultPlan::ParseWhat(std::string_view what, Fault& fault) {
+Outcome<> FaultPlan::parse_what(std::string_view what, Fault& fault) {
   while (true) {
     const size_t comma = what.find(',');
     const std::string_view item = what.substr(0, comma);
@@ -113,47 +115,49 @@ mar::Outcome<> FaultPlan::ParseWhat(std::string_view what, Fault& fault) {
     const std::string_view name = item.substr(0, equals);
     const auto action = std::find_if(std::begin(kActions), std::end(kActions),
                                      [name](const FaultAction& row) { return row.name == name; });
-    if (action == std::end(kActions)) return mar::Failure{quoted(name) + " is no fault"};
+    if (action == std::end(kActions)) return Failure{quoted(name) + " is not a fault"};
     const bool has_value = equals != std::string_view::npos;
     if (has_value == action->value.empty()) {
-      return mar::Failure{quoted(name) + (has_value ? " takes no value" : " needs a value")};
+      return Failure{quoted(name) + (has_value ? " takes no value" : " needs a value")};
     }
     int64_t value = 0;
     if (has_value && !parse_number(item.substr(equals + 1), action->minimum, action->maximum, value)) {
-      return mar::Failure{quoted(item) + ": the value is no number in range"};
+      return Failure{quoted(item) + ": the value is not a number in range"};
     }
     FaultEffects alone;
     action->apply(alone, value);
     if (fault.at_start && !alone.fill_queue && !alone.state)
-      return mar::Failure{quoted(name) + " needs a request"};
+      return Failure{quoted(name) + " applies to requests only"};
     fault.actions.push_back({action, value});
     if (comma == std::string_view::npos) return {};
     what.remove_prefix(comma + 1);
   }
 }
 
-void FaultPlan::Apply(const Fault& fault, FaultEffects& effects) {
+void FaultPlan::apply_to(FaultEffects& effects, const Fault& fault) {
   for (const Applied& applied : fault.actions) applied.action->apply(effects, applied.value);
   if (!effects.remark.empty()) effects.remark += ' ';
   effects.remark += fault.text;
 }
 
-FaultEffects FaultPlan::ForRequest(uint32_t code) {
+FaultEffects FaultPlan::for_request(uint32_t code) {
   FaultEffects effects;
   for (Fault& fault : faults_) {
     if (fault.at_start || (fault.code && *fault.code != code)) continue;
     ++fault.seen;
     if (fault.only_nth != 0 && fault.seen != fault.only_nth) continue;
     if (fault.percent < 100 && random_() % 100 >= fault.percent) continue;
-    Apply(fault, effects);
+    apply_to(effects, fault);
   }
   return effects;
 }
 
-FaultEffects FaultPlan::AtStart() const {
+FaultEffects FaultPlan::at_start() const {
   FaultEffects effects;
   for (const Fault& fault : faults_) {
-    if (fault.at_start) Apply(fault, effects);
+    if (fault.at_start) apply_to(effects, fault);
   }
   return effects;
 }
+
+}  // namespace mar::standin

@@ -1,10 +1,11 @@
 // Misbehaviour on demand. A fault is written WHEN:WHAT[,WHAT...], for example
-//   add-edge-policy#2:result=-5     the second policy is refused
-//   *%10:delay=50                   one request in ten is answered 50 ms late
-//   stop-engine:die-after           killed right after its answer to a stop
-//   start:full                      full before the first client comes
-// WHEN is a message name, its code or * for every request; #n picks the n-th of them only, %p each with a
-// chance of p percent, drawn from a seed, so the same requests meet the same faults again.
+//   add-edge-policy#2:result=-5     refuse the second policy
+//   *%10:delay=50                   answer one request in ten 50 ms late
+//   stop-engine:die-after           be killed just after answering a stop request
+//   start:full                      have a full queue before the first client comes
+// WHEN is a message name, its code, * for every request, or start. #n picks the n-th of these requests only;
+// %p picks each with a chance of p percent, drawn from a seed, so the same requests meet the same faults
+// again.
 #pragma once
 
 #include <cstdint>
@@ -19,25 +20,28 @@
 #include "standin/answer.h"
 #include "util/outcome.h"
 
+namespace mar::standin {
+
 enum class Death { kNone, kBeforeAnswer, kAfterAnswer };
 
-// What is to happen to one request, or at the start.
+// What happens to one request, or at the start.
 struct FaultEffects {
-  std::optional<int32_t> result;  // instead of deciding; the request then changes nothing
+  std::optional<int32_t> result;  // instead of a decision; the request then changes nothing
   AnswerShape answer;             // its result is not used
   int delay_ms = 0;               // before the answer
   bool no_answer = false;
   bool withdraw = false;             // the client's head is withdrawn while it waits; no answer
-  bool fill_queue = false;           // from the answer on every slot that is free is taken
-  bool stop = false;                 // the engine ends, after the answer
+  bool fill_queue = false;           // from the answer on, every free slot is taken
+  bool stop = false;                 // the engine ends after the answer
   Death death = Death::kNone;        // by SIGKILL
-  std::optional<TQueueState> state;  // set before the answer, which then cannot be put
-  std::string remark;                // the faults' own text
+  std::optional<TQueueState> state;  // set instead of answering
+  std::string remark;                // the text of the faults that apply
 };
 
+// A row of the table of faults, from which the help text is made too.
 struct FaultAction {
   std::string_view name;
-  std::string_view value;  // what stands after "=", or empty
+  std::string_view value;  // name of the value that follows "=", or empty
   std::string_view help;
   std::string_view example;
   int64_t minimum;
@@ -52,12 +56,12 @@ class FaultPlan {
   explicit FaultPlan(uint64_t seed) : random_(seed) {}
 
   // Adds the fault that `text` describes, or says what is wrong with the text.
-  mar::Outcome<> Add(std::string_view text);
+  Outcome<> add(std::string_view text);
 
-  // What all matching faults do together; of two that contradict each other the later counts. Counts the
-  // request.
-  FaultEffects ForRequest(uint32_t code);
-  FaultEffects AtStart() const;
+  // The effects of all faults that match, and counts the request. If two contradict each other, the later one
+  // holds.
+  FaultEffects for_request(uint32_t code);
+  FaultEffects at_start() const;
 
  private:
   struct Applied {
@@ -66,18 +70,20 @@ class FaultPlan {
   };
   struct Fault {
     bool at_start = false;
-    std::optional<uint32_t> code;
-    uint64_t only_nth = 0;  // 0: all
+    std::optional<uint32_t> code;  // none: every request
+    uint64_t only_nth = 0;         // 0: all
     uint64_t percent = 100;
     std::vector<Applied> actions;
     std::string text;
-    uint64_t seen = 0;  // requests that it might have hit
+    uint64_t seen = 0;  // requests that match `code`
   };
 
-  static mar::Outcome<> ParseWhen(std::string_view when, Fault& fault);
-  static mar::Outcome<> ParseWhat(std::string_view what, Fault& fault);
-  static void Apply(const Fault& fault, FaultEffects& effects);
+  static Outcome<> parse_when(std::string_view when, Fault& fault);
+  static Outcome<> parse_what(std::string_view what, Fault& fault);
+  static void apply_to(FaultEffects& effects, const Fault& fault);
 
   std::vector<Fault> faults_;
   std::mt19937_64 random_;
 };
+
+}  // namespace mar::standin

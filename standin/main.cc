@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <fstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "standin/faults.h"
@@ -16,14 +17,17 @@
 #include "standin/request_line.h"
 #include "standin/service.h"
 
+namespace mar::standin {
+
 namespace {
 
 enum ExitStatus { kServed = 0, kFailed = 1, kBadUsage = 2, kEngineRunsHere = 3 };
 
-// The engine itself takes one head.
+// The engine takes one head itself.
 constexpr int kMinSlots = 2;
 
-// Each head takes a semaphore, and the queue two more, out of one set. Their numbers have 16 bits.
+// Each head takes a semaphore, and the queue two more, from one set. A head holds its semaphore's number in
+// 16 bits.
 int max_slots() {
   int set_size = 0;
   std::ifstream("/proc/sys/kernel/sem") >> set_size;
@@ -40,20 +44,22 @@ struct Arguments {
   bool json = false;
   bool quiet = false;
   bool verbose = false;
+
+  LineForm form() const { return json ? LineForm::kJson : LineForm::kPlain; }
 };
 
 StandInEngine* running = nullptr;
 
-extern "C" void on_signal(int) { running->StopSoon(); }
+extern "C" void on_signal(int) { running->stop_soon(); }
 
 void install_signal_handlers() {
   struct sigaction action = {};
-  action.sa_handler = on_signal;  // without SA_RESTART: waits end
+  action.sa_handler = on_signal;  // without SA_RESTART, so that a signal ends a wait
   sigaction(SIGTERM, &action, nullptr);
   sigaction(SIGINT, &action, nullptr);
   sigaction(SIGHUP, &action, nullptr);
   action.sa_handler = SIG_IGN;
-  sigaction(SIGPIPE, &action, nullptr);  // a reader of our output that goes away ends nothing
+  sigaction(SIGPIPE, &action, nullptr);  // the engine outlives the reader of its output
 }
 
 // One write for each line, so that a pipe shows at once what a terminal shows.
@@ -68,9 +74,10 @@ void put_line(int fd, std::string line) {
 
 std::string footer() {
   std::string text =
-      "A FAULT is WHEN:WHAT[,WHAT...]. WHEN is a message name, its code, * for every request or start;\n"
-      "#N picks the N-th of them only, %P each with a chance of P percent. Faults may be given "
-      "together.\n\nWHAT:\n";
+      "A FAULT is WHEN:WHAT[,WHAT...]. WHEN is a message name, its code, * for every request, or start.\n"
+      "#N picks the N-th of these requests only; %P picks each with a chance of P percent. Faults may be "
+      "combined.\n"
+      "\nWHAT:\n";
   for (const FaultAction& action : fault_actions()) {
     std::string item =
         std::string(action.name) + (action.value.empty() ? "" : "=") + std::string(action.value);
@@ -78,9 +85,8 @@ std::string footer() {
     text += "  " + item + std::string(action.help) + ": " + std::string(action.example) + '\n';
   }
   text += "\nMessages:\n";
-  for (const MessageInfo& message : known_messages()) {
+  for (const Message& message : known_messages())
     text += "  " + std::to_string(message.code) + ' ' + message.name + '\n';
-  }
   return text +
          "\nExit status: 0 ended as asked, 1 no queue or queue lost, 2 wrong usage, 3 an engine runs here "
          "already.";
@@ -88,29 +94,30 @@ std::string footer() {
 
 void define_options(CLI::App& app, Arguments& arguments) {
   app.add_option("--name", arguments.name, "Control file, without instance suffix")->capture_default_str();
-  app.add_option("--slots", arguments.slots,
-                 "Message slots, and heads, of the queue; /proc/sys/kernel/sem limits them")
+  app.add_option("--slots", arguments.slots, "Message slots, and heads, of the queue")
       ->check(CLI::Range(kMinSlots, max_slots()))
       ->capture_default_str();
-  app.add_option("--fault", arguments.faults, "Misbehave; may be repeated")
+  app.add_option("--fault", arguments.faults, "Misbehave in this way; may be repeated")
       ->type_name("FAULT")
       ->allow_extra_args(false);
-  app.add_option("--seed", arguments.seed, "Seed of the faults that come by chance")->capture_default_str();
-  app.add_option("--patience", arguments.patience_ms, "How long an answer waits for room")
+  app.add_option("--seed", arguments.seed, "Seed for faults that happen by chance")->capture_default_str();
+  app.add_option("--patience", arguments.patience_ms,
+                 "How long an answer waits for room, and for a sign of its client")
       ->type_name("MS")
       ->check(CLI::Range(0, 3600000))
       ->capture_default_str();
   app.add_option("--ready-fd", arguments.ready_fd, "Write \"ready\" to this descriptor too, then close it")
       ->type_name("FD")
       ->check(CLI::NonNegativeNumber);
-  app.add_flag("--json", arguments.json, "One JSON object for each line");
-  auto* quiet = app.add_flag("-q,--quiet", arguments.quiet, "No line for each request");
-  app.add_flag("-v,--verbose", arguments.verbose, "Also tell of heads freed and the like")->excludes(quiet);
+  app.add_flag("--json", arguments.json, "Print each line as a JSON object");
+  auto* quiet = app.add_flag("-q,--quiet", arguments.quiet, "Print no line for each request");
+  app.add_flag("-v,--verbose", arguments.verbose, "Also report normal work, such as freed heads")
+      ->excludes(quiet);
   app.footer(footer());
 }
 
 EngineOptions engine_options(const Arguments& arguments) {
-  const LineForm form = arguments.json ? LineForm::kJson : LineForm::kPlain;
+  const LineForm form = arguments.form();
   EngineOptions options;
   options.name = arguments.name;
   options.slots = arguments.slots;
@@ -129,24 +136,23 @@ EngineOptions engine_options(const Arguments& arguments) {
 }
 
 int serve(const Arguments& arguments, EngineOptions options) {
-  const LineForm form = arguments.json ? LineForm::kJson : LineForm::kPlain;
   StandInEngine engine(std::move(options));
   running = &engine;
   install_signal_handlers();
-  if (const auto started = engine.Start(); !started) {
-    put_line(STDERR_FILENO, notice_line(form, "failed", started.reason()));
-    return started.code() == mar::standin::ControlFile::kInUse ? kEngineRunsHere : kFailed;
+  if (const auto started = engine.start(); !started) {
+    put_line(STDERR_FILENO, notice_line(arguments.form(), "failed", started.reason()));
+    return started.code() == ControlFile::kInUse ? kEngineRunsHere : kFailed;
   }
-  put_line(STDOUT_FILENO, notice_line(form, "ready", ""));
+  put_line(STDOUT_FILENO, notice_line(arguments.form(), "ready", ""));
   if (arguments.ready_fd >= 0) {
     put_line(arguments.ready_fd, "ready");
     close(arguments.ready_fd);
   }
-  return engine.Run() ? kServed : kFailed;
+  return engine.run() ? kServed : kFailed;
 }
 
-int bad_usage(const std::string& why) {
-  put_line(STDERR_FILENO, "mar-standin: " + why);
+int bad_usage(const std::string& reason) {
+  put_line(STDERR_FILENO, "mar-standin: " + reason);
   return kBadUsage;
 }
 
@@ -159,19 +165,21 @@ int run(const Arguments& arguments) {
   EngineOptions options = engine_options(arguments);
   options.faults = FaultPlan(arguments.seed);
   for (const std::string& fault : arguments.faults) {
-    const auto added = options.faults.Add(fault);
+    const auto added = options.faults.add(fault);
     if (!added) return bad_usage("--fault " + fault + ": " + added.reason());
   }
-  const int descriptor = arguments.ready_fd;
-  if (descriptor >= 0 && !is_writable(descriptor)) {
-    return bad_usage("--ready-fd " + std::to_string(descriptor) + ": not open for writing");
-  }
+  // Checked before the engine opens files, one of which could get this number.
+  if (arguments.ready_fd >= 0 && !is_writable(arguments.ready_fd))
+    return bad_usage("--ready-fd " + std::to_string(arguments.ready_fd) + ": not open for writing");
   return serve(arguments, std::move(options));
 }
 
 }  // namespace
 
+}  // namespace mar::standin
+
 int main(int argc, char** argv) {
+  using namespace mar::standin;
   Arguments arguments;
   try {
     CLI::App app(

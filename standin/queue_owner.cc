@@ -1,32 +1,23 @@
+// Making, serving and removing the queue. Its upkeep meanwhile: queue_upkeep.cc.
 #include "standin/queue_owner.h"
 
 #include <sys/sem.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 
 #include "contract/names.h"
 #include "ipc/naming.h"
+#include "ipc/shared_field.h"
 
-using mar::standin::ControlFile;
+namespace mar::standin {
 
 namespace {
 
-// How long a client of another process namespace, seen waiting, counts as living.
-constexpr std::chrono::seconds kLifeSignHolds{5};
+Failure failure(const std::string& step) { return {step + ": " + std::strerror(errno)}; }
 
-bool same(_TIPCIdentifier a, _TIPCIdentifier b) { return CIPCUtils::sameIPCIdentifiers(a, b); }
-
-bool is_client(_TIPCIdentifier owner) { return !same(owner, NULL_IPC_ID) && !same(owner, ZARNENGINE_ID); }
-
-// Owns the slots of a queue that we have filled ourselves. No thread has this number.
-_TIPCIdentifier filler() { return {static_cast<uint32_t>(getpid()), NULL_IPC_ID.thread_id}; }
-
-mar::Failure failure(const std::string& step) { return {step + ": " + std::strerror(errno)}; }
-
-// The system's limits are the usual reason, and the error alone does not tell which.
-mar::Failure semaphores_failure(uint16_t slots) {
+// The system's limits are the usual cause, but the error alone does not name them.
+Failure semaphores_failure(uint16_t slots) {
   if (errno != EINVAL && errno != ENOSPC) return failure("the queue's semaphores");
   return {"too many slots: the queue needs a set of " + std::to_string(slots + 2) +
           " semaphores, see /proc/sys/kernel/sem: " + std::strerror(errno)};
@@ -38,7 +29,7 @@ bool remove_semaphores(key_t key) {
 }
 
 // Removes whatever the keys lead to.
-mar::Outcome<> remove_objects(const IpcKeys& keys) {
+Outcome<> remove_objects(const IpcKeys& keys) {
   if (!remove_semaphores(keys.queue_semaphores)) return failure("a dead engine's queue semaphores");
   if (!remove_semaphores(keys.segment_semaphores)) return failure("a dead engine's segment semaphores");
   errno = getAndRemoveSharedMemory(keys.segment, 1);
@@ -51,44 +42,46 @@ mar::Outcome<> remove_objects(const IpcKeys& keys) {
 void lay_out_queue(void* base, uint64_t size_bytes) {
   const QueueLayout& layout = kCommandQueueLayout;
   const uint64_t slots = layout.capacity(size_bytes);
+  const auto slot_offset = [&](uint64_t i) { return static_cast<uint32_t>(layout.slot_offset(slots, i)); };
   auto* bytes = static_cast<uint8_t*>(base);
-  auto* header = reinterpret_cast<QueueHeader*>(bytes);
-  *header = {0, 0, static_cast<uint32_t>(layout.slot_offset(slots, 0)), IPCQUEUE_OPEN};
   for (uint64_t i = 0; i < slots; ++i) {
     auto* head = reinterpret_cast<_TIPCHeadItem*>(bytes + layout.head_offset(i));
-    *head = {HEAD_IDLE, 0, static_cast<uint16_t>(kFirstHeadSem + i), NULL_IPC_ID, 0};
-    auto* slot = reinterpret_cast<CIPCQueueItem<TCLIMessage>*>(bytes + layout.slot_offset(slots, i));
-    slot->next = i + 1 < slots ? static_cast<uint32_t>(layout.slot_offset(slots, i + 1)) : 0;
+    store_shared(head->semNumber, static_cast<uint16_t>(kFirstHeadSem + i));
+    store_shared(head->owner.process_id, NULL_IPC_ID.process_id);
+    store_shared(head->owner.thread_id, NULL_IPC_ID.thread_id);
+    auto* slot = reinterpret_cast<CIPCQueueItem<TCLIMessage>*>(bytes + slot_offset(i));
+    store_shared(slot->next, i + 1 < slots ? slot_offset(i + 1) : 0);
   }
+  store_shared(reinterpret_cast<QueueHeader*>(bytes)->freeList, slot_offset(0));
 }
 
-mar::Outcome<> QueueOwner::Create() {
-  auto created = TakeOver();
-  if (created) created = MakeQueue();
-  if (!created) Remove();
+Outcome<> QueueOwner::create() {
+  auto created = take_over();
+  if (created) created = make_queue();
+  if (!created) remove();
   return created;
 }
 
-// Takes the control file and makes sure that its keys lead to nothing. A dead engine's segment, if no smaller
-// than ours, would be used again, and everybody would compute another number of slots from its size.
-mar::Outcome<> QueueOwner::TakeOver() {
+// Takes the control file and makes sure that its keys lead to nothing. A dead engine's segment that is not
+// smaller than ours would be reused, and every process would compute a different number of slots from its
+// size.
+Outcome<> QueueOwner::take_over() {
   char built[kSegmentNameLimit + 1];
   CIPCUtils::createIPCName(name_.c_str(), nullptr, kSegmentNameLimit, built);
   if (auto taken = control_file_.take(built); !taken) return taken;
-  // An engine of another make does not lock its file.
+  // The real engine does not lock its file.
   if (CkesSharedMemory(name_.c_str(), false).CreatorAlive()) {
     control_file_.release();
-    return mar::Failure{std::string("an engine runs here already: ") + built, ControlFile::kInUse};
+    return Failure{std::string("an engine runs here already: ") + built, ControlFile::kInUse};
   }
   IpcKeys keys;
   if (!impl_ipc_keys(built, keys)) return failure(built);
-  keys_ = keys;  // from here on what they lead to is ours to remove
+  keys_ = keys;  // what they lead to is ours to remove from here on
   return remove_objects(keys);
 }
 
-// Until the queue's semaphore set exists no client can open the queue, and until the lock is free none can
-// use it.
-mar::Outcome<> QueueOwner::MakeQueue() {
+// No client can open the queue before its semaphore set exists, and none can use it before the lock is free.
+Outcome<> QueueOwner::make_queue() {
   const uint64_t size_bytes = kCommandQueueLayout.segment_size_bytes(slots_);
   block_.emplace(name_.c_str(), size_bytes, false);
   if (!block_->IsInitialized()) return failure("the segment of " + control_file_.path());
@@ -103,20 +96,14 @@ mar::Outcome<> QueueOwner::MakeQueue() {
   if (!made) return semaphores_failure(slots_);
   queue_.emplace(name_.c_str(), false);
   if (!queue_->IsInitialized() || queue_->Capacity() != slots_)
-    return mar::Failure{"the queue was changed while it was made"};
-  if (!OpenHead()) return mar::Failure{"the engine's head cannot be opened"};
+    return Failure{"another process changed the queue while it was made"};
+  if (!open_head()) return Failure{"the engine's head cannot be opened"};
   return {};
 }
 
-bool QueueOwner::OpenHead() {
-  if (queue_->OpenChannel(ZARNENGINE_ID, &engine_key_) != 0) return false;
-  engine_semaphore_ = static_cast<uint16_t>(kFirstHeadSem + engine_key_);
-  return true;
-}
-
-void QueueOwner::Remove() {
-  // An engine that took over from us, which the contract allows, uses the same file, keys and even our
-  // segment.
+void QueueOwner::remove() {
+  // The contract allows another engine to take over while we live. It then uses the same file, keys and even
+  // our segment.
   const bool replaced =
       block_ && !block_->CreatorAlive() && CkesSharedMemory(name_.c_str(), false).CreatorAlive();
   if (!replaced) {
@@ -128,100 +115,17 @@ void QueueOwner::Remove() {
   queue_.reset();
   block_.reset();
   keys_.reset();
-  last_waits_.clear();
+  life_signs_ = {};
 }
 
-bool QueueOwner::WaitForRequest(int wait_ms) {
-  return semaphores_.implGet_ID(engine_semaphore_, wait_ms) != QueueSemaphores::WaitEnd::kFailed;
-}
-
-bool QueueOwner::HasRoomToSpare() {
+bool QueueOwner::has_room_to_spare() {
   uint16_t items = 0;
   return block_->Read(offsetof(QueueHeader, itemCount), sizeof(items), &items) == 0 &&
          items + slots_ / 4 < slots_;
 }
 
-std::vector<_TIPCHeadItem> QueueOwner::Heads() {
-  std::vector<_TIPCHeadItem> heads(slots_);
-  if (block_->Read(QueueLayout::kHeadsOffset, heads.size() * sizeof(heads[0]), heads.data()) != 0)
-    heads.clear();
-  return heads;
+bool QueueOwner::wait_for_request(int wait_ms) {
+  return semaphores_.implGet_ID(engine_semaphore_, wait_ms) != QueueSemaphores::WaitEnd::kFailed;
 }
 
-bool QueueOwner::Waits(const _TIPCHeadItem& head) {
-  int waiters = 0;
-  return head.semNumber >= kFirstHeadSem && head.semNumber <= slots_ + 1 &&
-         semaphores_.implWaitCount(head.semNumber, waiters) == 0 && waiters > 0;
-}
-
-bool QueueOwner::WaitedLately(_TIPCIdentifier client, Clock::time_point now) const {
-  const auto found = last_waits_.find({client.process_id, client.thread_id});
-  return found != last_waits_.end() && now - found->second < kLifeSignHolds;
-}
-
-// A client that has just been woken does not wait, and still has its answer to read: hence the memory.
-bool QueueOwner::OwnerLives(const _TIPCHeadItem& head, Clock::time_point now) {
-  if (!process_is_gone(head.owner.process_id)) return true;
-  if (Waits(head)) last_waits_[{head.owner.process_id, head.owner.thread_id}] = now;
-  return WaitedLately(head.owner, now);
-}
-
-bool QueueOwner::Lives(_TIPCIdentifier client, Clock::time_point now) {
-  if (!process_is_gone(client.process_id)) return true;
-  for (const _TIPCHeadItem& head : Heads()) {
-    if (same(head.owner, client)) return OwnerLives(head, now);
-  }
-  return WaitedLately(client, now);
-}
-
-int QueueOwner::Reap(Clock::time_point now) {
-  int reaped = 0;
-  const auto heads = Heads();
-  for (size_t i = 0; i < heads.size(); ++i) {
-    const _TIPCHeadItem& head = heads[i];
-    const bool left_something = head.state != HEAD_IDLE || head.firstItem != 0;
-    if (!left_something || !is_client(head.owner) || OwnerLives(head, now)) continue;
-    int freed = 0;
-    bool emptied = false;
-    (void)queue_->EmptyHead(static_cast<uint16_t>(i), head.owner, freed, &emptied);
-    if (emptied) ++reaped;
-  }
-  std::erase_if(last_waits_, [&](const auto& entry) { return now - entry.second >= kLifeSignHolds; });
-  return reaped;
-}
-
-void QueueOwner::Discard(_TIPCIdentifier client) {
-  if (!is_client(client)) return;  // a request may name us as its sender; what we hold are requests
-  const auto heads = Heads();
-  for (size_t i = 0; i < heads.size(); ++i) {
-    int freed = 0;
-    if (same(heads[i].owner, client)) (void)queue_->EmptyHead(static_cast<uint16_t>(i), client, freed);
-  }
-}
-
-bool QueueOwner::AnswersUnread(Clock::time_point now) {
-  for (const _TIPCHeadItem& head : Heads()) {
-    if (head.firstItem != 0 && is_client(head.owner) && !same(head.owner, filler()) &&
-        OwnerLives(head, now)) {
-      return true;
-    }
-  }
-  return false;
-}
-
-bool QueueOwner::Withdraw(_TIPCIdentifier client) {
-  bool withdrawn = false;
-  return queue_->WithdrawHead(client, withdrawn) == 0 && withdrawn;
-}
-
-bool QueueOwner::Restore(_TIPCIdentifier client) {
-  bool settled = false;
-  return queue_->RestoreHead(client, settled) != 0 || settled;
-}
-
-void QueueOwner::Fill() {
-  const TCLIMessage nothing{};
-  while (queue_->Put(filler(), nothing) == 0) continue;
-}
-
-void QueueOwner::Unfill() { Discard(filler()); }
+}  // namespace mar::standin

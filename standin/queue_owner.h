@@ -1,11 +1,10 @@
 // The command queue from its owner's side: made exactly as the contract lays it out, kept free of what dead
-// clients leave behind, and taken away again with everything that belongs to it. One thread, but for Wake().
+// clients leave behind, and removed at the end with everything that belongs to it. For one thread, except
+// wake().
 #pragma once
 
 #include <atomic>
-#include <chrono>
 #include <cstdint>
-#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -17,7 +16,10 @@
 #include "ipc/queue_semaphores.h"
 #include "ipc/shared_memory.h"
 #include "standin/control_file.h"
+#include "standin/life_signs.h"
 #include "util/outcome.h"
+
+namespace mar::standin {
 
 // Lays out `size_bytes` of zeros at `base` as an empty command queue: no head claimed, head i with semaphore
 // i + 2, all slots on the free list in order.
@@ -25,91 +27,97 @@ void lay_out_queue(void* base, uint64_t size_bytes);
 
 class QueueOwner {
  public:
-  using Clock = std::chrono::steady_clock;
+  using Moment = LifeSigns::Moment;
 
-  // name: the control file's path, without instance suffix. slots: 2 .. kMaxQueueSlots; the engine itself
-  // takes one head, so that one slot would serve no client.
+  // name: the control file's path, without instance suffix.
+  // slots: 2 .. kMaxQueueSlots. The engine takes one head itself, so a queue of one slot would serve no
+  // client.
   QueueOwner(std::string name, uint16_t slots) : name_(std::move(name)), slots_(slots) {}
-  ~QueueOwner() { Remove(); }
+  ~QueueOwner() { remove(); }
   QueueOwner(const QueueOwner&) = delete;
   QueueOwner& operator=(const QueueOwner&) = delete;
 
-  // Makes control file, segment and semaphore sets in place of those of a dead engine, and opens the engine's
-  // head. The calling process counts as the creator: fork before, not after. A failure leaves nothing of ours
-  // behind; its code is ControlFile::kInUse when another engine lives, whose queue is left alone.
-  mar::Outcome<> Create();
+  // Making, serving and removing: queue_owner.cc.
 
-  // Wakes and fails every reader, removes all kernel objects, the control file and, if Create made it and it
-  // is empty, its directory. Only detaches when another engine has taken the keys over; a control file that
-  // has been replaced stays. Create may follow.
-  void Remove();
+  // Takes the control file, replaces the segment and semaphore sets of a dead engine, and opens the engine's
+  // head. The calling process counts as the creator: fork before this call, not after it. A failure leaves
+  // nothing of ours behind. Its code is ControlFile::kInUse if another engine lives, whose queue is left
+  // alone.
+  Outcome<> create();
 
-  // Waits until something is put to the engine's head, at most wait_ms; a signal ends it early. False when
-  // the queue's semaphores are gone.
-  bool WaitForRequest(int wait_ms);
-  void Wake() { semaphores_.implPut_ID(engine_semaphore_); }  // any thread, between Create and Remove
+  // Wakes and fails every reader, then removes all kernel objects, the control file and, if create() made it
+  // and it is empty, its folder. If another engine has taken the keys over, only detaches. Leaves a control
+  // file that has been replaced. create() may follow.
+  void remove();
 
-  // Finds the engine's head, or claims another one if somebody has overwritten it. Create has opened it.
-  bool OpenHead();
+  // Waits at most wait_ms for something to be put on the engine's head. A signal ends the wait early. Returns
+  // false if the queue's semaphores are gone.
+  bool wait_for_request(int wait_ms);
+  void wake() { semaphores_.implPut_ID(engine_semaphore_); }  // any thread, between create() and remove()
 
-  // Takes the next request, if there is one; see CIPCQueue::KeyTryGet.
-  long TakeRequest(TCLIMessage& request, bool& taken) {
+  // Takes the next request, if there is one. See CIPCQueue::KeyTryGet.
+  long take_request(TCLIMessage& request, bool& taken) {
     return queue_->KeyTryGet(engine_key_, request, taken);
   }
 
-  long PutAnswer(_TIPCIdentifier client, const TCLIMessage& record) { return queue_->Put(client, record); }
+  long put_answer(_TIPCIdentifier client, const TCLIMessage& record) { return queue_->Put(client, record); }
 
-  // Whether a long answer may take another slot: a quarter is left to requests, which do not wait for room.
-  bool HasRoomToSpare();
+  // Whether a long answer may take another slot. A quarter of them is left to requests, which do not wait for
+  // room.
+  bool has_room_to_spare();
 
-  long SetState(TQueueState state) { return queue_->SetState(state); }
-
-  // Whether `client` lives. Process numbers speak of our own process namespace, where a client of another one
-  // looks dead: such a client lives while it waits on its head, and for 5 seconds after it was last seen so.
-  bool Lives(_TIPCIdentifier client, Clock::time_point now);
-
-  // Frees what dead owners have left in their heads. Returns how many heads that were.
-  int Reap(Clock::time_point now);
-
-  // Puts slots that killed processes have lost back into use. See QueueCore::RecoverSlots.
-  long Recover(int& recovered) { return queue_->RecoverSlots(recovered); }
-
-  // Frees what `client` has not read, unless it waits; for an answer that is given up.
-  void Discard(_TIPCIdentifier client);
-
-  // Whether a living client has queued records that it has not read yet.
-  bool AnswersUnread(Clock::time_point now);
-
-  // Tells a waiting reader of `client` that its head is withdrawn. False if nobody waits there.
-  bool Withdraw(_TIPCIdentifier client);
-
-  // Brings a head that was withdrawn a while ago back into use, if its reader has not done so. True when the
-  // head is in use again.
-  bool Restore(_TIPCIdentifier client);
-
-  void Fill();    // takes every free slot
-  void Unfill();  // and gives them back
+  long set_state(TQueueState state) { return queue_->SetState(state); }
 
   uint16_t slots() const { return slots_; }
 
- private:
-  using ClientKey = std::pair<uint32_t, uint32_t>;  // process and thread
+  // Upkeep of clients' heads and of slots: queue_upkeep.cc.
 
-  mar::Outcome<> TakeOver();
-  mar::Outcome<> MakeQueue();
-  std::vector<_TIPCHeadItem> Heads();
-  bool Waits(const _TIPCHeadItem& head);
-  bool OwnerLives(const _TIPCHeadItem& head, Clock::time_point now);
-  bool WaitedLately(_TIPCIdentifier client, Clock::time_point now) const;
+  // Finds the engine's head, or claims another one if the head has been overwritten. create() opens it first.
+  bool open_head();
+
+  // Whether `client` lives, as far as can be told; see LifeSigns.
+  bool lives(_TIPCIdentifier client, Moment now);
+
+  // Frees the heads of dead owners. Returns how many.
+  int reap(Moment now);
+
+  // Puts slots that killed processes have lost back on the free list. See QueueCore::RecoverSlots.
+  long recover_slots(int& recovered) { return queue_->RecoverSlots(recovered); }
+
+  // Frees what `client` has not read, unless it is waiting.
+  void discard(_TIPCIdentifier client);
+
+  // Whether a living client has records queued that it has not read yet.
+  bool has_unread_answers(Moment now);
+
+  // Withdraws the head of `client` while its reader waits: the reader then fails. Returns false if none
+  // waits.
+  bool withdraw(_TIPCIdentifier client);
+
+  // Brings a head that was withdrawn a while ago back into use if its reader has not done so. Returns true if
+  // the head is in use again.
+  bool restore(_TIPCIdentifier client);
+
+  void fill();    // takes every free slot
+  void unfill();  // gives them back
+
+ private:
+  Outcome<> take_over();
+  Outcome<> make_queue();
+  std::vector<_TIPCHeadItem> heads();
+  bool has_reader(const _TIPCHeadItem& head);
+  bool owner_lives(const _TIPCHeadItem& head, Moment now);
 
   std::string name_;
   uint16_t slots_;
-  mar::standin::ControlFile control_file_;
+  ControlFile control_file_;
   std::optional<IpcKeys> keys_;
   std::optional<CkesSharedMemory> block_;  // the creator's handle
   QueueSemaphores semaphores_;
   std::optional<CIPCQueue<TCLIMessage>> queue_;
   long engine_key_ = -1;
   std::atomic<uint16_t> engine_semaphore_ = 0;
-  std::map<ClientKey, Clock::time_point> last_waits_;  // of clients whose process numbers look dead
+  LifeSigns life_signs_;
 };
+
+}  // namespace mar::standin

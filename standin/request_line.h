@@ -1,12 +1,14 @@
-// One line of text, plain or JSON, for each request and for the engine's state. Whatever a request holds, a
-// line is printable ASCII without a line end.
+// One line of text, plain or JSON, for each request, for the engine's state and for events. A line is
+// printable ASCII without a line end, whatever a request holds.
 #pragma once
 
 #include <cstdint>
 #include <string>
 
 #include "contract/message.h"
-#include "standin/engine_model.h"
+#include "standin/engine_state.h"
+
+namespace mar::standin {
 
 enum class LineForm { kPlain, kJson };
 
@@ -18,5 +20,7 @@ std::string request_line(LineForm form, uint64_t number, const TCLIMessage& requ
 
 std::string state_line(LineForm form, const EngineState& state);
 
-// An event beside requests: "ready", or what went wrong.
+// An event other than a request: "ready", or what went wrong.
 std::string notice_line(LineForm form, const std::string& event, const std::string& text);
+
+}  // namespace mar::standin

@@ -108,7 +108,7 @@ TEST(Standin, SaysWhatIsWrongWithItsOptions) {
       {{"--ready-fd", "77"}, "mar-standin: --ready-fd 77: not open for writing\n", 2},
       {{"--ready-fd", "0"}, "mar-standin: --ready-fd 0: not open for writing\n", 2},
       {{"--fault", "dump"}, "mar-standin: --fault dump: \"dump\" is not WHEN:WHAT\n", 2},
-      {{"--name", "plain"}, "failed: control file plain: name its folder too, as in ./plain\n", 1},
+      {{"--name", "plain"}, "failed: control file plain: give its folder too, as in ./plain\n", 1},
   };
   for (const auto& row : rows) {
     Program standin(

@@ -5,6 +5,8 @@
 
 #include "tests/standin/requests.h"
 
+namespace mar::standin {
+
 TEST(FaultPlan, RefusesWhatItDoesNotUnderstand) {
   struct {
     const char* text;
@@ -22,25 +24,25 @@ TEST(FaultPlan, RefusesWhatItDoesNotUnderstand) {
       {"dump#0:silent", "\"0\" is not a request's number"},
       {"dump#:silent", "\"\" is not a request's number"},
       {"dump%101:silent", "\"101\" is not a percentage"},
-      {"dump:", "\"\" is no fault"},
-      {"dump:silent,", "\"\" is no fault"},
-      {"start:full,silent", "\"silent\" needs a request"},
-      {"dump:sillent", "\"sillent\" is no fault"},
+      {"dump:", "\"\" is not a fault"},
+      {"dump:silent,", "\"\" is not a fault"},
+      {"start:full,silent", "\"silent\" applies to requests only"},
+      {"dump:sillent", "\"sillent\" is not a fault"},
       {"dump:silent=1", "\"silent\" takes no value"},
       {"dump:result", "\"result\" needs a value"},
-      {"dump:result=", "\"result=\": the value is no number in range"},
-      {"dump:result=1x", "\"result=1x\": the value is no number in range"},
-      {"dump:result=2147483648", "\"result=2147483648\": the value is no number in range"},
-      {"dump:size=-1", "\"size=-1\": the value is no number in range"},
+      {"dump:result=", "\"result=\": the value is not a number in range"},
+      {"dump:result=1x", "\"result=1x\": the value is not a number in range"},
+      {"dump:result=2147483648", "\"result=2147483648\": the value is not a number in range"},
+      {"dump:size=-1", "\"size=-1\": the value is not a number in range"},
   };
-  for (const auto& row : rows) EXPECT_EQ(FaultPlan().Add(row.text).reason(), row.want) << row.text;
-  for (const FaultAction& action : fault_actions()) EXPECT_EQ(FaultPlan().Add(action.example).reason(), "");
+  for (const auto& row : rows) EXPECT_EQ(FaultPlan().add(row.text).reason(), row.want) << row.text;
+  for (const FaultAction& action : fault_actions()) EXPECT_EQ(FaultPlan().add(action.example).reason(), "");
 }
 
 TEST(FaultPlan, HitsTheRequestsItNames) {
   FaultPlan plan;
   for (const char* fault : {"dump#2:result=-5", "126:marker=7", "*:delay=1", "dump:delay=2", "start:close"}) {
-    ASSERT_EQ(plan.Add(fault).reason(), "");
+    ASSERT_EQ(plan.add(fault).reason(), "");
   }
   struct {
     uint32_t code;
@@ -55,22 +57,22 @@ TEST(FaultPlan, HitsTheRequestsItNames) {
       {125, std::nullopt, 1200, 2, "*:delay=1 dump:delay=2"},
   };
   for (const auto& row : rows) {
-    const FaultEffects effects = plan.ForRequest(row.code);
+    const FaultEffects effects = plan.for_request(row.code);
     EXPECT_EQ(effects.result, row.result);
     EXPECT_EQ(effects.answer.marker, row.marker);
     EXPECT_EQ(effects.delay_ms, row.delay_ms);
     EXPECT_EQ(effects.remark, row.remark);
     EXPECT_FALSE(effects.state.has_value()) << "only at the start";
   }
-  EXPECT_EQ(plan.AtStart().state, IPCQUEUE_CLOSE);
+  EXPECT_EQ(plan.at_start().state, IPCQUEUE_CLOSE);
 }
 
 TEST(FaultPlan, DrawsTheSameLotsFromTheSameSeed) {
   const auto hits = [](uint64_t seed, const char* fault) {
     FaultPlan plan(seed);
-    EXPECT_EQ(plan.Add(fault).reason(), "");
+    EXPECT_EQ(plan.add(fault).reason(), "");
     std::string pattern;
-    for (int i = 0; i < 200; ++i) pattern += plan.ForRequest(125).no_answer ? 'x' : '.';
+    for (int i = 0; i < 200; ++i) pattern += plan.for_request(125).no_answer ? 'x' : '.';
     return pattern;
   };
   const std::string quarter = hits(7, "*%25:silent");
@@ -103,15 +105,15 @@ TEST(Answer, IsFramedAndFilledAsTold) {
   };
   for (const auto& row : rows) {
     FaultPlan plan;
-    ASSERT_EQ(plan.Add(row.fault).reason(), "");
-    const FaultEffects effects = plan.ForRequest(117);
+    ASSERT_EQ(plan.add(row.fault).reason(), "");
+    const FaultEffects effects = plan.for_request(117);
     AnswerShape shape = effects.answer;
     shape.result = effects.result.value_or(MAR_OK);
     Answer answer(request, shape);
     std::vector<uint32_t> kinds;
     std::vector<int32_t> lengths;
     std::string bytes;
-    for (TCLIMessage record; answer.Next(record);) {
+    for (TCLIMessage record; answer.next(record);) {
       kinds.push_back(record.kind);
       lengths.push_back(record.length);
       bytes.append(record.data, record.data + usable_length(record));
@@ -122,3 +124,5 @@ TEST(Answer, IsFramedAndFilledAsTold) {
     EXPECT_EQ(bytes, row.tail) << row.fault;
   }
 }
+
+}  // namespace mar::standin

@@ -2,9 +2,11 @@
 #include <gtest/gtest.h>
 
 #include "contract/payloads.h"
-#include "standin/engine_model.h"
+#include "standin/decisions.h"
 #include "standin/request_line.h"
 #include "tests/standin/requests.h"
+
+namespace mar::standin {
 
 namespace {
 
@@ -61,7 +63,7 @@ TCLIMessage schedule(uint8_t hour, uint8_t interval) {
 }  // namespace
 
 // One engine takes all rows in their order.
-TEST(EngineModel, DecidesEveryRequest) {
+TEST(Decisions, DecidesEveryRequest) {
   struct {
     const char* name;
     TCLIMessage request;
@@ -112,20 +114,20 @@ TEST(EngineModel, DecidesEveryRequest) {
       {"payload where none belongs", request_of(101, kNoBytes, 1), -4},
       {"not a single record", of_kind(request_of(101), 1), -4},
   };
-  EngineModel model;
-  for (const auto& row : rows) EXPECT_EQ(model.Apply(row.request), row.want) << row.name;
-  EXPECT_FALSE(model.stop_requested());
-  EXPECT_EQ(model.state().upload_start_hour, 23);
-  EXPECT_EQ(model.state().realtime_send_interval, 9u);
-  EXPECT_EQ(model.Apply(request_of(101)), 1);
-  EXPECT_TRUE(model.stop_requested());
+  EngineState state;
+  for (const auto& row : rows) EXPECT_EQ(decide(state, row.request), row.want) << row.name;
+  EXPECT_FALSE(state.stop_requested);
+  EXPECT_EQ(state.upload_start_hour, 23);
+  EXPECT_EQ(state.realtime_send_interval, 9u);
+  EXPECT_EQ(decide(state, request_of(101)), 1);
+  EXPECT_TRUE(state.stop_requested);
 }
 
-TEST(EngineModel, HoldsOnlySoManyPolicies) {
-  EngineModel model;
-  for (uint32_t id = 0; id < 4096; ++id) ASSERT_EQ(model.Apply(request_of(116, policy(id))), 1) << id;
-  EXPECT_EQ(model.Apply(request_of(116, policy(4096))), -1);
-  EXPECT_EQ(model.Apply(request_of(122, policy(4095))), 1) << "one that is there already";
+TEST(Decisions, HoldsOnlySoManyPolicies) {
+  EngineState state;
+  for (uint32_t id = 0; id < 4096; ++id) ASSERT_EQ(decide(state, request_of(116, policy(id))), 1) << id;
+  EXPECT_EQ(decide(state, request_of(116, policy(4096))), -1);
+  EXPECT_EQ(decide(state, request_of(122, policy(4095))), 1) << "one that is there already";
 }
 
 // Line ends, quotes, bytes that are no UTF-8 and a text without its end must not break a line or its JSON.
@@ -161,3 +163,5 @@ TEST(RequestLine, StaysOneLineWhateverARequestHolds) {
                 -2, ""),
             "request 9 from 1/2: unknown-999 length=-5 kind=0 -> -2");
 }
+
+}  // namespace mar::standin

@@ -12,6 +12,8 @@
 #include "tests/support/files.h"
 #include "tests/support/kernel_objects.h"
 
+namespace mar::standin {
+
 namespace {
 
 using CommandQueue = CIPCQueue<TCLIMessage>;
@@ -21,7 +23,7 @@ bool exists(const char* path) { return access(path, F_OK) == 0; }
 // Creates a queue and lives until it is killed.
 long create_and_stay(uint16_t slots) {
   QueueOwner owner(CLI_IPC_NAME, slots);
-  if (owner.Create()) pause();
+  if (owner.create()) pause();
   return 0;
 }
 
@@ -33,7 +35,7 @@ bool engine_lives() {
 
 TEST(QueueOwner, LaysTheSegmentOutToTheByte) {
   QueueOwner owner(CLI_IPC_NAME, 2);
-  ASSERT_EQ(owner.Create().reason(), "");
+  ASSERT_EQ(owner.create().reason(), "");
   std::vector<uint8_t> want(12 + 2 * 16 + 2 * 10264, 0);
   const uint8_t header_and_heads[44] = {
       0, 0, 1, 0, 44,   0,    0,    0,    0,    0,    0,    0,  // one head claimed; first free slot
@@ -53,9 +55,9 @@ TEST(QueueOwner, TakesEverythingAwayThatItMade) {
   for (const bool directory_was_there : {false, true}) {
     if (directory_was_there) mkdir("/var/zarn", 0755);
     QueueOwner owner(CLI_IPC_NAME, 3);
-    ASSERT_EQ(owner.Create().reason(), "");
+    ASSERT_EQ(owner.create().reason(), "");
     EXPECT_EQ(kernel_objects(), 3);
-    owner.Remove();
+    owner.remove();
     EXPECT_EQ(kernel_objects(), 0);
     EXPECT_FALSE(exists(CLI_IPC_NAME));
     EXPECT_EQ(exists("/var/zarn"), directory_was_there);
@@ -64,12 +66,12 @@ TEST(QueueOwner, TakesEverythingAwayThatItMade) {
 
 TEST(QueueOwner, ServesEachInstanceApart) {
   QueueOwner plain(CLI_IPC_NAME, 2);
-  ASSERT_EQ(plain.Create().reason(), "");
+  ASSERT_EQ(plain.create().reason(), "");
   setenv("ARM_AGENT_PREFIX", "two", 1);
   QueueOwner second(CLI_IPC_NAME, 3);
-  EXPECT_EQ(second.Create().reason(), "");
+  EXPECT_EQ(second.create().reason(), "");
   EXPECT_EQ(segment_bytes("/var/zarn/controls_cl.zarn.two").size(), 12u + 3 * 10280);
-  second.Remove();
+  second.remove();
   unsetenv("ARM_AGENT_PREFIX");
   EXPECT_FALSE(exists("/var/zarn/controls_cl.zarn.two"));
   EXPECT_EQ(segment_bytes(CLI_IPC_NAME).size(), 12u + 2 * 10280);
@@ -79,11 +81,11 @@ TEST(QueueOwner, LeavesALivingEngineAloneAndReplacesADeadOne) {
   Child engine([] { return create_and_stay(8); });
   ASSERT_TRUE(engine_lives());
   QueueOwner owner(CLI_IPC_NAME, 2);
-  EXPECT_EQ(owner.Create().reason(), "an engine runs here already: /var/zarn/controls_cl.zarn");
+  EXPECT_EQ(owner.create().reason(), "an engine runs here already: /var/zarn/controls_cl.zarn");
   EXPECT_TRUE(CommandQueue(CLI_IPC_NAME, false).CreatorAlive());
   engine.kill();
   // The dead engine's segment is larger: reused, it would give everybody else another number of slots.
-  ASSERT_EQ(owner.Create().reason(), "");
+  ASSERT_EQ(owner.create().reason(), "");
   EXPECT_EQ(segment_bytes(CLI_IPC_NAME).size(), 12u + 2 * 10280);
   EXPECT_EQ(semaphore_values(CLI_IPC_NAME, 3).size(), 4u);
   EXPECT_EQ(kernel_objects(), 3);
@@ -91,10 +93,10 @@ TEST(QueueOwner, LeavesALivingEngineAloneAndReplacesADeadOne) {
 
 TEST(QueueOwner, LeavesItsSuccessorAlone) {
   QueueOwner owner(CLI_IPC_NAME, 2);
-  ASSERT_EQ(owner.Create().reason(), "");
+  ASSERT_EQ(owner.create().reason(), "");
   CkesSharedMemory successor(CLI_IPC_NAME, 12 + 10280, true);  // takes over our larger segment
   ASSERT_TRUE(successor.IsInitialized());
-  owner.Remove();
+  owner.remove();
   EXPECT_FALSE(segment_bytes(CLI_IPC_NAME).empty());
   EXPECT_TRUE(CkesSharedMemory(CLI_IPC_NAME, false).CreatorAlive());
 }
@@ -102,10 +104,10 @@ TEST(QueueOwner, LeavesItsSuccessorAlone) {
 // The old engine's file is deleted under it, and a new engine serves under the name.
 TEST(QueueOwner, LeavesAControlFileThatIsNoLongerItsOwn) {
   QueueOwner owner(CLI_IPC_NAME, 2), successor(CLI_IPC_NAME, 2);
-  ASSERT_EQ(owner.Create().reason(), "");
+  ASSERT_EQ(owner.create().reason(), "");
   unlink(CLI_IPC_NAME);
-  ASSERT_EQ(successor.Create().reason(), "");
-  owner.Remove();
+  ASSERT_EQ(successor.create().reason(), "");
+  owner.remove();
   EXPECT_TRUE(CommandQueue(CLI_IPC_NAME, false).CreatorAlive());
 }
 
@@ -115,9 +117,9 @@ TEST(QueueOwner, SaysWhyThereIsNoQueue) {
       {"/nowhere/at/all", "control file /nowhere/at/all: No such file or directory"},
       {"/var/zarn", "control file /var/zarn: not a regular file"},
       {"/var/zarn/fifo", "control file /var/zarn/fifo: not a regular file"},
-      {"plain", "control file plain: name its folder too, as in ./plain"},
+      {"plain", "control file plain: give its folder too, as in ./plain"},
   };
-  for (const auto& [name, want] : rows) EXPECT_EQ(QueueOwner(name, 2).Create().reason(), want);
+  for (const auto& [name, want] : rows) EXPECT_EQ(QueueOwner(name, 2).create().reason(), want);
   EXPECT_FALSE(exists("plain"));
   // This namespace's limit on the size of a semaphore set.
   static constexpr char kLimits[] = "/proc/sys/kernel/sem";
@@ -125,7 +127,7 @@ TEST(QueueOwner, SaysWhyThereIsNoQueue) {
   if (!(std::ofstream(kLimits) << "5 32000 500 10" << std::flush)) GTEST_SKIP() << "fixed limits";
   QueueOwner too_many(CLI_IPC_NAME, 4);
   EXPECT_EQ(
-      too_many.Create().reason(),
+      too_many.create().reason(),
       "too many slots: the queue needs a set of 6 semaphores, see /proc/sys/kernel/sem: Invalid argument");
   write_file(kLimits, before);
   EXPECT_EQ(kernel_objects(), 0);
@@ -135,48 +137,47 @@ TEST(QueueOwner, SaysWhyThereIsNoQueue) {
 // To us, a client of another process namespace has the number of no process.
 TEST(QueueOwner, TakesADeadClientForAliveWhileItWaits) {
   QueueOwner owner(CLI_IPC_NAME, 3);
-  ASSERT_EQ(owner.Create().reason(), "");
-  const auto nobody = static_cast<uint32_t>(Child([] { return long{getpid()}; }).result());
-  const _TIPCIdentifier waiting{nobody, 1}, gone{nobody, 2};
+  ASSERT_EQ(owner.create().reason(), "");
+  const _TIPCIdentifier waiting = dead_process(), gone{waiting.process_id, 2};
   Child reader([&] {
     CommandQueue queue(CLI_IPC_NAME, false);
     TCLIMessage answer;
     return queue.Get(waiting, answer) != 0 ? 1 : pause();
   });
-  const auto now = QueueOwner::Clock::now();
-  ASSERT_TRUE(eventually([&] { return owner.Lives(waiting, now); }));
-  EXPECT_FALSE(owner.Lives(gone, now));
-  ASSERT_EQ(owner.PutAnswer(gone, {}), 0);
-  EXPECT_EQ(owner.Reap(now), 1) << "the one that does not wait";
+  const auto now = std::chrono::steady_clock::now();
+  ASSERT_TRUE(eventually([&] { return owner.lives(waiting, now); }));
+  EXPECT_FALSE(owner.lives(gone, now));
+  ASSERT_EQ(owner.put_answer(gone, {}), 0);
+  EXPECT_EQ(owner.reap(now), 1) << "the one that does not wait";
   kill(reader.pid(), SIGSTOP);  // as if woken and not yet at the lock
   waitpid(reader.pid(), nullptr, WUNTRACED);
-  ASSERT_EQ(owner.PutAnswer(waiting, {}), 0);
-  EXPECT_EQ(owner.Reap(now), 0) << "its answer is still to be read";
-  EXPECT_EQ(owner.Reap(now + std::chrono::seconds(6)), 1);
+  ASSERT_EQ(owner.put_answer(waiting, {}), 0);
+  EXPECT_EQ(owner.reap(now), 0) << "its answer is still to be read";
+  EXPECT_EQ(owner.reap(now + std::chrono::seconds(6)), 1);
 }
 
 // A reader whose time is up leaves state and post of the withdrawal behind.
 TEST(QueueOwner, BringsAWithdrawnHeadBackIntoUse) {
   QueueOwner owner(CLI_IPC_NAME, 2);
-  ASSERT_EQ(owner.Create().reason(), "");
+  ASSERT_EQ(owner.create().reason(), "");
   const _TIPCIdentifier client{static_cast<uint32_t>(getpid()), 1};
-  ASSERT_EQ(owner.PutAnswer(client, {}), 0);
-  owner.Discard(client);
+  ASSERT_EQ(owner.put_answer(client, {}), 0);
+  owner.discard(client);
   CkesSharedMemory memory(CLI_IPC_NAME, false);
   const auto state = [&]() -> uint8_t& { return static_cast<uint8_t*>(memory.GetAddress())[12 + 16]; };
   state() = HEAD_WITHDRAWN;
-  EXPECT_FALSE(owner.Restore(client)) << "its reader may be on the way to the lock";
+  EXPECT_FALSE(owner.restore(client)) << "its reader may be on the way to the lock";
   QueueSemaphores semaphores;
   ASSERT_TRUE(semaphores.implInitialize(CLI_IPC_NAME, 0));
   ASSERT_EQ(semaphores.implPut_ID(3), 0);
-  EXPECT_TRUE(owner.Restore(client));
+  EXPECT_TRUE(owner.restore(client));
   EXPECT_EQ(state(), HEAD_IDLE);
   EXPECT_EQ(semaphore_values(CLI_IPC_NAME, 3), (std::vector<int>{1, 0, 0, 0}));
 }
 
 TEST(QueueOwner, FreesTheHeadsOfTheDeadAndOfNobodyElse) {
   QueueOwner owner(CLI_IPC_NAME, 6);
-  ASSERT_EQ(owner.Create().reason(), "");
+  ASSERT_EQ(owner.create().reason(), "");
   const auto self = static_cast<uint32_t>(getpid());
   const TCLIMessage record{};
 
@@ -190,13 +191,14 @@ TEST(QueueOwner, FreesTheHeadsOfTheDeadAndOfNobodyElse) {
   const _TIPCIdentifier unread{static_cast<uint32_t>(idle.pid()), 1};
   const _TIPCIdentifier nonsense{0u - static_cast<uint32_t>(getpgrp()), 1};  // to kill(), our living group
   const _TIPCIdentifier living{self, 1};
-  for (const auto& client : {unread, unread, nonsense, living}) ASSERT_EQ(owner.PutAnswer(client, record), 0);
-  EXPECT_EQ(owner.Reap(QueueOwner::Clock::now()), 1) << "the nonsense";
+  for (const auto& client : {unread, unread, nonsense, living})
+    ASSERT_EQ(owner.put_answer(client, record), 0);
+  EXPECT_EQ(owner.reap(std::chrono::steady_clock::now()), 1) << "the nonsense";
   waiting->kill();
   idle.kill();
-  EXPECT_EQ(owner.Reap(QueueOwner::Clock::now()), 2);
-  EXPECT_EQ(owner.Reap(QueueOwner::Clock::now()), 0);
-  owner.Discard(ZARNENGINE_ID);  // as for a request that names the engine as its sender
+  EXPECT_EQ(owner.reap(std::chrono::steady_clock::now()), 2);
+  EXPECT_EQ(owner.reap(std::chrono::steady_clock::now()), 0);
+  owner.discard(ZARNENGINE_ID);  // as for a request that names the engine as its sender
 
   const auto bytes = segment_bytes(CLI_IPC_NAME);
   EXPECT_EQ(bytes[0], 1) << "what the living client has not read";
@@ -204,7 +206,7 @@ TEST(QueueOwner, FreesTheHeadsOfTheDeadAndOfNobodyElse) {
   const std::vector<int> posts = semaphore_values(CLI_IPC_NAME, 3);
   EXPECT_EQ(posts, (std::vector<int>{1, 0, 0, 0, 0, 0, 1, 0}));
   for (uint32_t thread = 2; thread < 6; ++thread) {
-    EXPECT_EQ(owner.PutAnswer({self, thread}, record), 0) << "its head or slot is lost: " << thread;
+    EXPECT_EQ(owner.put_answer({self, thread}, record), 0) << "its head or slot is lost: " << thread;
   }
 }
 
@@ -215,3 +217,5 @@ TEST(QueueOwner, TakesAProcessThatItMayNotSignalForAlive) {
   });
   EXPECT_EQ(stranger.result(), 0);
 }
+
+}  // namespace mar::standin

@@ -10,6 +10,8 @@
 #include "tests/support/engine.h"
 #include "tests/support/kernel_objects.h"
 
+namespace mar::standin {
+
 namespace {
 
 // One client; several of one process differ in `thread`.
@@ -155,9 +157,14 @@ TEST(Service, SurvivesSendersThatCannotBeAnswered) {
   EXPECT_EQ(engine.Requests().size(), 18u) << "served more than once, or not at all";
 }
 
+// The clock is ours: an hour passes at once.
 TEST(Service, LateAndEndlessAnswersHoldUpNobody) {
-  EngineProcess engine(
-      with_faults({"debug:delay=3600000", "dump:endless", "clear-engine:silent"}, with_slots(8)));
+  std::atomic<int> hours_passed = 0;
+  EngineOptions options = with_slots(8);
+  std::atomic<bool> ending = false;
+  options.time.now = [&] { return std::chrono::steady_clock::now() + std::chrono::hours(hours_passed); };
+  options.time.rest = [&](std::chrono::microseconds) { hours_passed += ending; };
+  EngineThread engine(with_faults({"debug:delay=3600000", "dump:endless", "clear-engine:silent"}, options));
   Client late(1), endless(2), silent(3), other(4);
   ASSERT_EQ(late.Put(request_of(126, DebugPayload{1})), 0);
   ASSERT_EQ(silent.Put(request_of(113)), 0);
@@ -167,6 +174,14 @@ TEST(Service, LateAndEndlessAnswersHoldUpNobody) {
     ASSERT_EQ(endless.answer.kind, records == 0 ? CLI_HEADER : CLI_APPEND);
     ASSERT_EQ(other.Ask(kPing), 1) << "after " << records;
   }
+  long key = -1;
+  bool taken = true;
+  ASSERT_EQ(late.queue.OpenChannel(late.id, &key), 0);
+  EXPECT_EQ(late.queue.KeyTryGet(key, late.answer, taken), 0);
+  EXPECT_FALSE(taken) << "too early";
+  hours_passed = 1;
+  EXPECT_TRUE(eventually([&] { return late.queue.KeyTryGet(key, late.answer, taken) == 0 && taken; }));
+  ending = true;  // the endless answer is given up when 2 seconds have passed
 }
 
 TEST(Service, GivesALongAnswerUpWithItsClient) {
@@ -231,3 +246,5 @@ TEST(Service, EndsOnASignalAndSaysSoWhenItsQueueIsTaken) {
   EXPECT_EQ(engine.Join(), 3);
   EXPECT_TRUE(nothing_is_left());
 }
+
+}  // namespace mar::standin

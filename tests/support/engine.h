@@ -11,31 +11,35 @@
 #include "standin/service.h"
 #include "tests/support/child.h"
 
+using mar::standin::EngineOptions;
+using mar::standin::ServedRequest;
+using mar::standin::StandInEngine;
+
 // {"add-edge-policy#2:result=-5", "*:echo"} as options.
 inline EngineOptions with_faults(std::initializer_list<const char*> faults, EngineOptions options = {}) {
-  for (const char* fault : faults) EXPECT_EQ(options.faults.Add(fault).reason(), "");
+  for (const char* fault : faults) EXPECT_EQ(options.faults.add(fault).reason(), "");
   return options;
 }
 
 class EngineThread {
  public:
   explicit EngineThread(EngineOptions options = {}) : engine_(keeping_requests(std::move(options))) {
-    const auto started = engine_.Start();
+    const auto started = engine_.start();
     EXPECT_EQ(started.reason(), "");
-    if (started) server_ = std::thread([this] { ended_well_ = engine_.Run(); });
+    if (started) server_ = std::thread([this] { ended_well_ = engine_.run(); });
   }
   ~EngineThread() { Stop(); }
 
   // Ends the engine, or waits until it has ended on a stop request. False if its queue was taken away.
   bool Stop() {
-    if (server_.joinable()) engine_.Stop();
+    if (server_.joinable()) engine_.stop();
     return Join();
   }
   bool Join() {
     if (server_.joinable()) server_.join();
     return ended_well_;
   }
-  std::vector<ServedRequest> Requests() const { return engine_.Requests(); }
+  std::vector<ServedRequest> Requests() const { return engine_.requests(); }
 
  private:
   static EngineOptions keeping_requests(EngineOptions options) {
@@ -74,12 +78,12 @@ class EngineProcess {
     static StandInEngine* serving;
     StandInEngine engine(std::move(options));
     serving = &engine;
-    ::signal(SIGTERM, [](int) { serving->StopSoon(); });
-    if (!engine.Start()) return 1;
+    ::signal(SIGTERM, [](int) { serving->stop_soon(); });
+    if (!engine.start()) return 1;
     if (write(ready_.second, "r", 1) != 1) return 2;
     close(ready_.first);
     close(ready_.second);  // so that a reader sees our end
-    return engine.Run() ? 0 : 3;
+    return engine.run() ? 0 : 3;
   }
 
   std::pair<int, int> ready_;
