@@ -1,7 +1,10 @@
 #include "engine_client/exchange.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -12,8 +15,34 @@
 #include "ipc/channel.h"
 #include "log/banners.h"
 #include "log/engine_log.h"
+#include "runtime/error_manager.h"
 
 CkesMutex* pMutex = new (std::nothrow) CkesMutex;
+
+namespace {
+
+// A child forked while another thread exchanges inherits that thread's turn, but not the thread. Its mutex is
+// made anew and its channel forgotten. A thread that forks between exchanges holds the turn itself during the
+// fork.
+thread_local bool holds_turn_for_fork = false;
+
+void before_fork() {
+  holds_turn_for_fork = pMutex != nullptr && pthread_mutex_trylock(pMutex->GetUNIXMutex()) == 0;
+}
+
+void after_fork() {
+  if (holds_turn_for_fork) pthread_mutex_unlock(pMutex->GetUNIXMutex());
+}
+
+void after_fork_in_child() {
+  if (holds_turn_for_fork || pMutex == nullptr) return after_fork();
+  new (pMutex) CkesMutex;
+  mar::abandon_channel();
+}
+
+[[maybe_unused]] const int fork_handlers = pthread_atfork(before_fork, after_fork, after_fork_in_child);
+
+}  // namespace
 
 namespace {
 
@@ -21,6 +50,7 @@ constexpr int kLevel = 3;
 constexpr char kBareName[] = "zarn_send_rcv_from_mar_engine";
 constexpr std::chrono::seconds kPause{2};
 constexpr int kStartRetries = 30;
+constexpr int kTrailTexts = 50;  // all that an error stack keeps
 
 // A request that has a header and whose payload fits into a record.
 bool fits_message(int length) {
@@ -88,6 +118,76 @@ bool use_channel(const unsigned char* request, int length, unsigned char*& answe
   return answered;
 }
 
+// One request, its answer and how it went.
+struct Exchange {
+  const unsigned char* request;
+  int length;
+  unsigned char* answer;
+  int flag = 0;
+  long rc = 0;                // the channel's last code
+  CkesErrorStack trail = {};  // of a failure on a thread of its own
+};
+
+void exchange_here(Exchange& exchange) {
+  ZARNLog(kBackend, kLevel, "%s: %s:  zarn_ipc_openx()", kBareName, kInvokingBanner);
+  exchange.rc = zarn_ipc_openx();
+  if (exchange.rc != 0) {
+    ZARNLog(kBackend, kLevel, "%s: Error: bad open operation. Return code ret_cd = %d", kBareName, 0);
+    return;
+  }
+  const bool answered = use_channel(exchange.request, exchange.length, exchange.answer, exchange.rc);
+  exchange.flag = answered ? 1 : 0;
+}
+
+// Exchanges under an identity to which no answer is owed. A late answer to an earlier request could otherwise
+// pass for the answer to this one. When the calling thread's identity will not do, a thread is started for
+// the exchange: its number makes another identity. That thread starts one more if its number, too, is one
+// that came back; all wait for the one that exchanges, so no number comes twice.
+void exchange_where_nothing_is_owed(Exchange& exchange);
+
+void* exchange_on_own_thread(void* exchange) {
+  CkesErrorManager::RegisterThread();
+  exchange_where_nothing_is_owed(*static_cast<Exchange*>(exchange));
+  CkesErrorManager::GetStack(static_cast<Exchange*>(exchange)->trail);
+  CkesErrorManager::UnregisterThread();
+  return nullptr;
+}
+
+// The caller's signals stay the caller's, and it cannot be cancelled while the thread uses its stack.
+bool impl_run_and_join(void* (*body)(void*), void* argument) {
+  sigset_t all, before;
+  int cancel_state = 0;
+  pthread_t thread;
+  sigfillset(&all);
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  const bool started = pthread_create(&thread, nullptr, body, argument) == 0;
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  if (started) pthread_join(thread, nullptr);
+  pthread_setcancelstate(cancel_state, nullptr);
+  return started;
+}
+
+// What failed on the other thread is found on the caller's error stack.
+void copy_trail(CkesErrorStack& trail) {
+  if (trail.GetErrorCode() == 0) return;
+  CkesErrorManager::SetError(trail.GetErrorCode(), trail.GetFirstFunction());
+  for (int i = 1; i < kTrailTexts; ++i) {
+    const char* const name = trail.GetNextFunction();
+    if (name == nullptr) return;
+    CkesErrorManager::AddFunction(name);
+  }
+}
+
+void exchange_where_nothing_is_owed(Exchange& exchange) {
+  if (!mar::answer_may_come()) return exchange_here(exchange);
+  ZARNLog(kBackend, kLevel, "%s: an answer to an earlier request may still come, using another identity",
+          kBareName);
+  if (impl_run_and_join(exchange_on_own_thread, &exchange)) return copy_trail(exchange.trail);
+  ZARNLog(kBackend, kLevel, "%s: Error: no thread for another identity", kBareName);
+  exchange.rc = ZARN_GENERIC_ERROR;
+}
+
 // The verdict on an exchange that failed: give the engine a moment, then see whether it is still there. The
 // two callers read the answer differently, so each brings its own test.
 template <typename Running>
@@ -99,22 +199,16 @@ int judge_failure(Running running) {
 }  // namespace
 
 int zarn_send_rcv_from_mar_engine(const unsigned char* request, int length, unsigned char** reply) {
-  unsigned char* answer = *reply;
   if (pMutex == nullptr) pMutex = new (std::nothrow) CkesMutex;
   if (pMutex == nullptr) return 0;
   const MutexHold turn(*pMutex);
   ZARNLog(kBackend, kLevel, "%s: %s", kBareName, kEntryBanner);
-  ZARNLog(kBackend, kLevel, "%s: %s:  zarn_ipc_openx()", kBareName, kInvokingBanner);
-  int flag = 0;
-  long rc = zarn_ipc_openx();
-  if (rc != 0) {
-    ZARNLog(kBackend, kLevel, "%s: Error: bad open operation. Return code ret_cd = %d", kBareName, flag);
-  } else {
-    flag = use_channel(request, length, answer, rc) ? 1 : 0;
-  }
-  ZARNLog(kBackend, kLevel, "%s: %s Return code rc = %d", kBareName, kCompletedBanner, static_cast<int>(rc));
-  *reply = answer;
-  return flag;
+  Exchange exchange{.request = request, .length = length, .answer = *reply};
+  exchange_where_nothing_is_owed(exchange);
+  ZARNLog(kBackend, kLevel, "%s: %s Return code rc = %d", kBareName, kCompletedBanner,
+          static_cast<int>(exchange.rc));
+  *reply = exchange.answer;
+  return exchange.flag;
 }
 
 int zarn_send_and_rcv(const unsigned char* request, int length, unsigned char* reply) {

@@ -60,6 +60,19 @@ class CIPCQueue : public QueueCore {
     return PassOn(PrivatePut(identifier, -1, message, false), "CIPCQueue::Put()");
   }
 
+  // Frees what the head of `identifier` holds, if it has one on which nobody waits; `visit` is called with
+  // each message that is freed, still in the segment and with the lock held. Codes as EmptyHead.
+  template <typename Visit>
+  long EmptyHeadOf(_TIPCIdentifier identifier, Visit visit) {
+    const auto call = [](void* context, const void* message) {
+      (*static_cast<Visit*>(context))(*static_cast<const T*>(message));
+    };
+    return EmptyHeadOfBytes(identifier, {call, &visit});
+  }
+  long EmptyHeadOf(_TIPCIdentifier identifier) {
+    return EmptyHeadOf(identifier, [](const T&) {});
+  }
+
   // What the four above do: key -1 means by identifier; `front` puts before what the head already holds.
   [[nodiscard]] long PrivateGet(_TIPCIdentifier identifier, long key, T& message) {
     return GetBytes(identifier, key, &message);

@@ -98,14 +98,22 @@ long QueueCore::PassOn(long code, const char* location) {
 }
 
 long QueueCore::OpenChannel(_TIPCIdentifier identifier, long* key) {
+  bool left_over = false;
+  return OpenChannel(identifier, *key, nullptr, left_over);
+}
+
+long QueueCore::OpenChannel(_TIPCIdentifier identifier, long& key, const _TIPCIdentifier* reader,
+                            bool& left_over) {
   static constexpr char kLocation[] = "CIPCQueue::OpenChannel()";
   if (const long code = LockFor(kLocation)) return code;
   _TIPCHeadItem* head = nullptr;
   const long code = FindHead(identifier, true, head);
   if (code == 0) {
     store_shared(head->state, HEAD_CHANNEL);
-    *key = head - VHeads;
+    key = head - VHeads;
   }
+  const _TIPCHeadItem* const own = reader == nullptr ? nullptr : FindOwned(*reader);
+  left_over = own != nullptr && load_shared(own->firstItem) != 0;
   return UnlockAndReport({code}, kLocation);
 }
 
@@ -120,6 +128,7 @@ long QueueCore::SetState(TQueueState state) {
 
 long QueueCore::PutBytes(_TIPCIdentifier identifier, long key, const void* message, bool front) {
   static constexpr char kLocation[] = "CIPCQueue::PrivatePut()";
+  VLastMoved = false;
   if (const long code = LockFor(kLocation)) return code;
   if (State() != IPCQUEUE_OPEN) {
     const long unlocked = PassOn(VSharedMemory->Unlock(), kLocation);
@@ -156,6 +165,7 @@ QueueCore::Outcome QueueCore::CheckOverflow(bool wait) {
 
 long QueueCore::GetBytes(_TIPCIdentifier identifier, long key, void* message) {
   static constexpr char kLocation[] = "CIPCQueue::PrivateGet()";
+  VLastMoved = false;
   if (const long code = LockFor(kLocation)) return code;
   const bool by_identifier = key == -1;
   _TIPCHeadItem* head = nullptr;

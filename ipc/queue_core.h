@@ -31,15 +31,23 @@ class QueueCore {
   // free.
   [[nodiscard]] long OpenChannel(_TIPCIdentifier identifier, long* key);
 
+  // The same, and a look at the head of `reader` if that is not null.
+  //   left_over  receives whether the reader has a head and something is queued there
+  [[nodiscard]] long OpenChannel(_TIPCIdentifier identifier, long& key, const _TIPCIdentifier* reader,
+                                 bool& left_over);
+
+  // Whether the last put or get moved its message: one that did may still have failed.
+  bool LastMoved() const { return VLastMoved; }
+
+  // A number that differs between this queue and any that another creator makes in its place.
+  int CreationId() const { return VInitialized ? VSharedMemory->GetLockId() : -1; }
+
   // Writes the queue's state; for IPCQUEUE_CLOSE and IPCQUEUE_DESTROY also wakes every waiter. Returns 0,
   // QUEUE_NOT_INIT, a lock's failure, or QUEUE_COUNT_FAILED, QUEUE_OVFL_RESET_FAILED, QUEUE_RESET_FAILED.
   long SetState(TQueueState state);
 
   // Whether a put into a full queue waits for room instead of failing. Off at first; clients leave it so.
   void SetWaitOnOverflow(bool wait) { VWaitOverflow = wait; }
-
-  // Frees what the head of `identifier` holds, if it has one on which nobody waits. Codes as EmptyHead.
-  long EmptyHeadOf(_TIPCIdentifier identifier);
 
   // Frees what head `index` holds, items and left-over posts, and makes it idle, if `owner` still owns it and
   // nobody waits on it. That the owner is dead is the caller's to know; it stays the owner until somebody
@@ -74,6 +82,13 @@ class QueueCore {
   QueueCore& operator=(const QueueCore&) = delete;
 
  protected:
+  // Called with messages that lie in the segment, where other processes may change them, and with the lock
+  // held.
+  struct Visitor {
+    void (*visit)(void* context, const void* message);
+    void* context;
+  };
+
   // message_size_bytes: size of T; a slot is that and its 4-byte link. See CIPCQueue for the rest.
   QueueCore(const char* name, bool remove, uint32_t message_size_bytes);
   ~QueueCore();
@@ -82,6 +97,7 @@ class QueueCore {
   [[nodiscard]] long PutBytes(_TIPCIdentifier identifier, long key, const void* message, bool front);
   [[nodiscard]] long GetBytes(_TIPCIdentifier identifier, long key, void* message);
   [[nodiscard]] long TryGetBytes(long key, void* message, bool& taken);
+  long EmptyHeadOfBytes(_TIPCIdentifier identifier, const Visitor& visitor);
 
   // Adds `location` to the trail of a failure that is recorded already; gives `code` back.
   static long PassOn(long code, const char* location);
@@ -131,10 +147,11 @@ class QueueCore {
   long TakeFirst(_TIPCHeadItem& head, bool by_identifier, void* message);
   long ReleaseIfUnwatched(_TIPCHeadItem& head, uint16_t sem_number);
   long implAwakenAll();
-  long EmptyLocked(_TIPCHeadItem& head, int& freed, bool& emptied);
+  long EmptyLocked(_TIPCHeadItem& head, int& freed, bool& emptied, const Visitor* visitor = nullptr);
   long WithdrawLocked(_TIPCHeadItem& head, bool& withdrawn);
   long RestoreLocked(_TIPCHeadItem& head, bool& settled);
-  long FreeChain(_TIPCHeadItem& head, int& freed);
+  void VisitChain(const _TIPCHeadItem& head, int items, const Visitor& visitor) const;
+  long FreeChain(_TIPCHeadItem& head, int& freed, const Visitor* visitor = nullptr);
   bool MarkChain(const uint32_t& first, SlotSet& marked, int& items) const;
   long RecoverLocked(SlotSet& chained, int& recovered);
 
@@ -155,4 +172,5 @@ class QueueCore {
   QueueSemaphores VSemaphores;
   QueueLayout VLayout;
   bool VCreatorSeenAlive = false;  // at the last look
+  bool VLastMoved = false;
 };

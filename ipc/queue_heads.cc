@@ -139,6 +139,7 @@ long QueueCore::LinkMessage(_TIPCHeadItem& head, const void* message, bool front
   store_shared(*NextOf(free.slot), follower);
   store_shared(*link, free.offset);
   store_shared(VHeader->itemCount, items);
+  VLastMoved = true;
   const long posted = VSemaphores.implPut_ID(sem_number);
   if (items == VCapacity) VSemaphores.implSetOverflow();
   return posted;
@@ -157,6 +158,7 @@ long QueueCore::UnlinkMessage(_TIPCHeadItem& head, void* message, bool& was_full
   store_shared(head.firstItem, first.next);
   store_shared(*NextOf(first.slot), free_list);
   store_shared(VHeader->freeList, first.offset);
+  VLastMoved = true;
   // A writer killed between linking and counting leaves an item that was never counted.
   if (items > 0) store_shared(VHeader->itemCount, static_cast<uint16_t>(items - 1));
   return 0;

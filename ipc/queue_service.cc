@@ -42,22 +42,23 @@ long QueueCore::EmptyHead(uint16_t index, _TIPCIdentifier owner, int& freed, boo
   return UnlockAndReport({code}, kLocation);
 }
 
-long QueueCore::EmptyHeadOf(_TIPCIdentifier identifier) {
+long QueueCore::EmptyHeadOfBytes(_TIPCIdentifier identifier, const Visitor& visitor) {
   static constexpr char kLocation[] = "CIPCQueue::EmptyHeadOf()";
   if (const long code = LockFor(kLocation)) return code;
   int freed = 0;
   bool emptied = false;
   _TIPCHeadItem* const head = FindOwned(identifier);
-  return UnlockAndReport({head == nullptr ? 0 : EmptyLocked(*head, freed, emptied)}, kLocation);
+  const long code = head == nullptr ? 0 : EmptyLocked(*head, freed, emptied, &visitor);
+  return UnlockAndReport({code}, kLocation);
 }
 
-long QueueCore::EmptyLocked(_TIPCHeadItem& head, int& freed, bool& emptied) {
+long QueueCore::EmptyLocked(_TIPCHeadItem& head, int& freed, bool& emptied, const Visitor* visitor) {
   uint16_t sem_number = 0;
   int waiters = 0;
   if (!SemNumberOf(head, sem_number)) return QUEUE_GET_FAILED;
   if (const long code = VSemaphores.implWaitCount(sem_number, waiters)) return code;
   if (waiters > 0) return 0;
-  if (const long code = FreeChain(head, freed)) return code;
+  if (const long code = FreeChain(head, freed, visitor)) return code;
   VSemaphores.implDrain_ID(sem_number);
   store_shared(head.state, HEAD_IDLE);
   emptied = true;
@@ -105,7 +106,7 @@ long QueueCore::RestoreLocked(_TIPCHeadItem& head, bool& settled) {
 
 // Puts the head's whole chain before the free list. The head lets go first: dying in between loses slots to
 // the queue but never leaves one both queued and free.
-long QueueCore::FreeChain(_TIPCHeadItem& head, int& freed) {
+long QueueCore::FreeChain(_TIPCHeadItem& head, int& freed, const Visitor* visitor) {
   uint32_t* const end = FindEnd(head, &freed);
   const uint32_t first = load_shared(head.firstItem);
   const uint32_t free_list = load_shared(VHeader->freeList);
@@ -114,12 +115,22 @@ long QueueCore::FreeChain(_TIPCHeadItem& head, int& freed) {
     return QUEUE_GET_FAILED;
   }
   if (freed == 0) return 0;
+  if (visitor != nullptr) VisitChain(head, freed, *visitor);
   const int items = load_shared(VHeader->itemCount);
   store_shared(head.firstItem, 0);
   store_shared(*end, free_list);
   store_shared(VHeader->freeList, first);
   store_shared(VHeader->itemCount, static_cast<uint16_t>(items > freed ? items - freed : 0));
   return items >= VCapacity ? VSemaphores.implResetOverflow() : 0;
+}
+
+// At most `items` of them: the chain was sound a moment ago, but anybody can write it.
+void QueueCore::VisitChain(const _TIPCHeadItem& head, int items, const Visitor& visitor) const {
+  uint8_t* slot = SlotAt(load_shared(head.firstItem));
+  for (; items > 0 && slot != nullptr; --items) {
+    visitor.visit(visitor.context, slot);
+    slot = SlotAt(load_shared(*NextOf(slot)));
+  }
 }
 
 long QueueCore::RecoverSlots(int& recovered) {

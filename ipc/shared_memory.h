@@ -50,6 +50,7 @@ class CkesSharedMemory {
   uint64_t GetSize() const { return VSize; }  // bytes
   void* GetAddress() const { return VAddress; }
   long GetInitResult() const { return VInitResult; }
+  int GetLockId() const { return VSemaphore; }  // of the semaphore set, which each creator makes anew
 
  private:
   long implOpen(const char* name);

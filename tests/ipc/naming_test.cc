@@ -61,6 +61,13 @@ TEST(Naming, UsersDifferByProcessAndByThread) {
   EXPECT_FALSE(CIPCUtils::sameIPCIdentifiers(mine, other));
 }
 
+// Signalled as a process, 0 and numbers above INT_MAX would mean groups of processes.
+TEST(Naming, OnlyProcessesLive) {
+  EXPECT_FALSE(process_is_gone(static_cast<uint32_t>(getpid())));
+  for (const uint32_t nobody : {0u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu})
+    EXPECT_TRUE(process_is_gone(nobody));
+}
+
 TEST(Naming, RemovesASegmentByItsKey) {
   EXPECT_EQ(getAndRemoveSharedMemory(0x5A52, 100), 0);
   ASSERT_NE(shmget(0x5A52, 100, IPC_CREAT | 0666), -1);

@@ -133,6 +133,8 @@ TEST(SharedMemory, OnlyTheHolderUnlocks) {
   EXPECT_EQ(semaphore_value(0), 0);
   ASSERT_EQ(holder.Lock(), 0);
   EXPECT_EQ(other.Unlock(), SHMEM_UNLOCK_FAILED);
+  Child forked([&] { return holder.HoldsLock() ? 0 : holder.Unlock(); });
+  EXPECT_EQ(forked.result(), SHMEM_UNLOCK_FAILED) << "the lock stays with the parent";
   EXPECT_EQ(semaphore_value(0), 1);
   EXPECT_EQ(holder.Unlock(), 0);
   EXPECT_EQ(semaphore_value(0), 0);
