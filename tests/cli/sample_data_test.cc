@@ -23,11 +23,11 @@ std::string pattern(const uint8_t* text, size_t offset, bool restricted) {
 TEST(SampleData, EdgePolicies) {
   for (uint8_t r = 0; r < 14; ++r) {
     const uint8_t* const record = reinterpret_cast<const uint8_t*>(EDGES) + r * 5488;
-    const uint8_t number[] = {r == 13 ? uint8_t{100} : static_cast<uint8_t>(r + 1), 0, 0, 0};
+    const uint8_t number[] = {0, 0, 0, r == 13 ? uint8_t{100} : static_cast<uint8_t>(r + 1)};
     const std::string key = r == 2 ? "0:0001" : r == 13 ? "0:01" : "";
     EXPECT_EQ(hex_of({record, 5488}),
-              bytes_of(5488, key + " 2:647f18 6:0500 8:0f 16:ffffff7f 36:e803 40:" + (r % 2 ? "00" : "02") +
-                                 " 44:" + hex_of(number) + "*3 80:2e2a 464:2e2a" +
+              bytes_of(5488, key + " 2:647f18 6:@0005 8:@0000000f 16:@7fffffff 36:@000003e8 40:@0000000" +
+                                 (r % 2 ? "0" : "2") + " 44:@" + hex_of(number) + "*3 80:2e2a 464:2e2a" +
                                  pattern(record + 208, 208, r >= 2) +
                                  pattern(record + 1488, 1488, r != 0 && r != 2 && r != 13)))
         << int{r};
@@ -35,11 +35,12 @@ TEST(SampleData, EdgePolicies) {
 }
 
 TEST(SampleData, Thresholds) {
-  const std::string starts[] = {"0:64 4:f401 8:02 12:0a0f 20:01", "13:04 20:02", "13:04 20:03"};
+  const std::string starts[] = {"0:@00000064 4:@000001f4 8:@00000002 12:0a0f 20:@00000001",
+                                "13:04 20:@00000002", "13:04 20:@00000003"};
   for (size_t r = 0; r < 3; ++r) {
     const uint8_t* const record = reinterpret_cast<const uint8_t*>(&ADD_THRESHES) + r * 5460;
     EXPECT_EQ(hex_of({record, 5460}),
-              bytes_of(5460, starts[r] + " 16:01 24:01 48:ff*4 52:2e2a 436:2e2a" +
+              bytes_of(5460, starts[r] + " 16:@00000001 24:@00000001 48:ff*4 52:2e2a 436:2e2a" +
                                  pattern(record + 180, 180, true) + pattern(record + 1460, 1460, r > 0)))
         << r;
   }
@@ -47,9 +48,11 @@ TEST(SampleData, Thresholds) {
 
 TEST(SampleData, EachEdgePolicyUpdateCarriesTheNextSetting) {
   scripted_exchange = {};
-  for (int setting = 3; setting <= 5; ++setting) {
+  for (uint32_t setting = 3; setting <= 5; ++setting) {
     UpdateEdgePolicy();
-    EXPECT_EQ(scripted_exchange.requests.back().at(8 + 5444 + 36), setting);
+    uint32_t sent = 0;
+    memcpy(&sent, &scripted_exchange.requests.back().at(8 + 5444 + 36), sizeof sent);
+    EXPECT_EQ(sent, setting);
   }
 }
 

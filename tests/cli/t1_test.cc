@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 #include <fstream>
 #include <functional>
 #include <iterator>
@@ -24,13 +25,18 @@ int t1_main(int argc, char** argv);  // main() of t1, renamed
 
 namespace {
 
-// "> exit 0, sent 117:2a000000 116+5488": payloads up to 4 bytes in hex, of longer ones the size.
+// "> exit 0, sent 117=42 123:0501 116+5488": a payload of one number, of up to 4 bytes in hex, of more by its
+// size.
 std::string end_of(int status) {
   std::string text = "> exit " + std::to_string(status & 0xFF) + ", sent";
   for (const auto& request : scripted_exchange.requests) {
     const size_t size = request.size() - 8;
     text += " " + std::to_string(request[7]);
-    text += size > 4 ? "+" + std::to_string(size) : ":" + hex_of(request).substr(16);
+    uint32_t number = 0;
+    if (size == sizeof number) memcpy(&number, &request[8], sizeof number);
+    text += size > 4    ? "+" + std::to_string(size)
+            : size == 4 ? "=" + std::to_string(number)
+                        : ":" + hex_of(request).substr(16);
   }
   return text + "\n";
 }

@@ -6,7 +6,6 @@
 #include <memory>
 #include <string>
 
-#include "engine_client/exchange.h"
 #include "ipc/channel.h"
 #include "ipc/naming.h"
 #include "tests/end_to_end/scripted_engine.h"
@@ -170,22 +169,6 @@ TEST(Failures, AnswersOfEveryShapeAreJudgedByTheirFirstEightBytes) {
     ASSERT_TRUE(engine.send(*request, row.kind, row.length, row.data)) << row.label;
     EXPECT_EQ(t1.output(), row.output) << row.label;
   }
-}
-
-// The one exchange that waits for an engine to come.
-TEST(Failures, StartSendWaitsForTheEngine) {
-  Child client([] {
-    const unsigned char request[8] = {0, 0, 0, 0, 0, 0, 0, 100};
-    unsigned char reply[CLI_MAX_BUFFER_SIZE] = {};
-    return zarnStartSend(request, sizeof request, reply) * 1000L + reply[3];
-  });
-  EXPECT_FALSE(client.ended());
-  ScriptedEngine engine;
-  const auto request = engine.request();
-  ASSERT_TRUE(request.has_value());
-  ASSERT_TRUE(engine.answer(*request, 7));
-  // No row of the type table judges this code: the exchange's own result stands.
-  EXPECT_EQ(client.result(), 1000 + 0xB0);
 }
 
 // Two installations on one host: each client finds its own engine, by name alone.

@@ -25,7 +25,7 @@ const auto kBlock = filled<TIdentifierBlock>(0xBB);
 const auto kKey = filled<TEdgeKey>(0xEE);
 
 constexpr char kEdgePolicy[] = "0:dd*5444 5444:ee*44";
-constexpr char kThreshold[] = "0:04030201 4:08070605 8:0c0b0a09 12:0d 13:dd*5444 5457:0e";
+constexpr char kThreshold[] = "0:@01020304 4:@05060708 8:@090a0b0c 12:0d 13:dd*5444 5457:0e";
 
 const uint8_t kSuffix[600] = {0xA1, 0xA2, 0xA3};
 constexpr uint32_t kA = 0x01020304, kB = 0x05060708, kC = 0x090A0B0C;
@@ -46,39 +46,39 @@ TEST(Commands, SendExactlyTheseBytes) {
   expect_sent("mar_stop_engine", mar_stop_engine(), 101, 0, "");
   expect_sent("mar_add_edge_policy()", mar_add_edge_policy(kDefinition, kKey), 116, 5488, kEdgePolicy);
   expect_sent("mar_update_edge_policy()", mar_update_edge_policy(kDefinition, kKey), 122, 5488, kEdgePolicy);
-  expect_sent("mar_remove_edge_policy()", mar_remove_edge_policy(kA), 117, 4, "0:04030201");
+  expect_sent("mar_remove_edge_policy()", mar_remove_edge_policy(kA), 117, 4, "0:@01020304");
   expect_sent("mar_add_threshold()", mar_add_threshold(kA, kB, kC, 13, 14, kDefinition), 118, 5458,
               kThreshold);
   expect_sent("mar_update_threshold()", mar_update_threshold(kA, kB, kC, 13, 14, kDefinition), 120, 5458,
               kThreshold);
   expect_sent("mar_remove_threshold()", mar_remove_threshold(kA, &kBlock, kC), 119, 32,
-              "0:04030201 4:bb*24 28:0c0b0a09");
+              "0:@01020304 4:bb*24 28:@090a0b0c");
   expect_sent("mar_remove_threshold()", mar_remove_threshold(kA, nullptr, kC), 119, 32,
-              "0:04030201 28:0c0b0a09");
+              "0:@01020304 28:@090a0b0c");
   expect_sent("mar_request_data_upload()",
               mar_request_data_upload(kA, 7, kB, kC, 0xF1, 0xF2, filled<TIdentifierBlock>(0x11),
                                       filled<TIdentifierBlock>(0x22), kBlock),
-              121, 94, "0:04030201 4:07000000 8:11*24 32:22*24 56:bb*24 80:08070605 84:0c0b0a09 88:f1f2");
+              121, 94, "0:@01020304 4:@00000007 8:11*24 32:22*24 56:bb*24 80:@05060708 84:@090a0b0c 88:f1f2");
   expect_sent("mar_set_upload_schedule()", set_schedule_from_c(), 123, 2, "0:2c02");
   expect_sent("mar_set_upload_schedule()", mar_set_upload_schedule(-1, -256), 123, 2, "0:ff00");
   expect_sent("mar_set_threshold_violation_state()", mar_set_threshold_violation_state(kA, kB, 0xCC, kBlock),
-              124, 33, "0:08070605 4:cc 5:04030201 9:bb*24");
+              124, 33, "0:@05060708 4:cc 5:@01020304 9:bb*24");
   expect_sent("mar_dump()", mar_dump(kA), 125, 0, "");
-  expect_sent("mar_debug()", mar_debug(kA), 126, 4, "0:04030201");
+  expect_sent("mar_debug()", mar_debug(kA), 126, 4, "0:@01020304");
   expect_sent("mar_ping_engine()", mar_ping_engine(), 127, 4, "");
   expect_sent("mar_set_correlator_suffix()", mar_set_correlator_suffix(kSuffix, 2), 128, 516,
-              "0:a1a2 512:02");
+              "0:a1a2 512:@00000002");
   expect_sent("mar_set_correlator_suffix()", mar_set_correlator_suffix(full.data(), 512), 128, 516,
-              "0:a5*512 512:0002");
+              "0:a5*512 512:@00000200");
   expect_sent("mar_set_correlator_suffix()", mar_set_correlator_suffix(kSuffix, 600), 128, 516,
-              "0:a1a2a3 512:0002");
+              "0:a1a2a3 512:@00000200");
   expect_sent("mar_set_correlator_suffix()", mar_set_correlator_suffix(kSuffix, -1), 128, 516, "");
   expect_sent("mar_set_correlator_suffix()", mar_set_correlator_suffix(nullptr, 5), 128, 516, "");
-  expect_sent("mar_register_listener()", mar_register_listener(0x7FFF1234), 129, 2, "0:3412");
+  expect_sent("mar_register_listener()", mar_register_listener(0x7FFF1234), 129, 2, "0:@1234");
   expect_sent("mar_set_listener_filter()", mar_set_listener_filter(kA, kB, kC, 1), 130, 16,
-              "0:04030201 4:08070605 8:0c0b0a09 12:01");
-  expect_sent("mar_deregister_listener()", mar_deregister_listener(kA), 131, 4, "0:04030201");
-  expect_sent("mar_set_realtime_send_interval()", mar_set_realtime_send_interval(kA), 132, 4, "0:04030201");
+              "0:@01020304 4:@05060708 8:@090a0b0c 12:@00000001");
+  expect_sent("mar_deregister_listener()", mar_deregister_listener(kA), 131, 4, "0:@01020304");
+  expect_sent("mar_set_realtime_send_interval()", mar_set_realtime_send_interval(kA), 132, 4, "0:@01020304");
 }
 
 // The stop command's pause follows any exchange that succeeded, whatever the engine says; nobody else pauses.

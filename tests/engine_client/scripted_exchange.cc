@@ -2,12 +2,10 @@
 
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
-#include <sstream>
 
 #include "contract/byte_order.h"
 #include "contract/message.h"
@@ -50,28 +48,8 @@ extern "C" int __wrap_nanosleep(const timespec* wanted, timespec*) {
   return 0;
 }
 
-std::string bytes_of(size_t size, const std::string& pieces) {
-  std::string bytes(2 * size, '0');
-  std::istringstream list(pieces);
-  size_t offset = 0;
-  for (char colon = 0; list >> offset >> colon;) {
-    std::string hex;
-    list >> hex;
-    const size_t star = std::min(hex.find('*'), hex.size());
-    const size_t times = star < hex.size() ? std::stoul(hex.substr(star + 1)) : 1;
-    for (size_t i = 0; i < times; ++i) bytes.replace(2 * offset + i * star, star, hex, 0, star);
-  }
-  return bytes;
-}
-
 std::string request_of(uint8_t code, size_t size, const std::string& pieces) {
   char header[17];
   snprintf(header, sizeof header, "%08x000000%02x", static_cast<unsigned>(getpid()), code);
   return header + bytes_of(size, pieces);
-}
-
-std::string hex_of(std::span<const uint8_t> bytes) {
-  std::string hex;
-  for (const uint8_t byte : bytes) hex += {"0123456789abcdef"[byte >> 4], "0123456789abcdef"[byte & 15]};
-  return hex;
 }

@@ -4,9 +4,10 @@
 #pragma once
 
 #include <cstdint>
-#include <span>
 #include <string>
 #include <vector>
+
+#include "tests/support/payload_bytes.h"
 
 struct Answer {
   int32_t result = 1;      // what the engine says
@@ -24,11 +25,5 @@ extern ScriptedExchange scripted_exchange;
 
 extern int failing_calloc;  // n: the n-th calloc from now returns null; 0: none
 
-// `size` zero bytes but for `pieces`, as hex. "4:0a0b 6:ff*20" is: from offset 4 on the bytes 0a 0b, from
-// offset 6 on 20 times the byte ff.
-std::string bytes_of(size_t size, const std::string& pieces);
-
-// The same as the payload behind the header of a request of this process.
+// Payload `pieces`, as bytes_of takes them, behind the header of a request of this process.
 std::string request_of(uint8_t code, size_t size, const std::string& pieces);
-
-std::string hex_of(std::span<const uint8_t> bytes);
