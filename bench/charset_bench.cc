@@ -16,6 +16,8 @@
 #include "bench/side_by_side.h"
 #include "charset/convert.h"
 
+namespace mar {
+
 namespace {
 
 struct CodesetRow {
@@ -296,6 +298,10 @@ void measure_codeset(const CodesetRow& row, Figures& figures) {
 }
 
 }  // namespace
+
+}  // namespace mar
+
+using namespace mar;
 
 int main(int argc, char** argv) {
   Figures figures;

@@ -17,6 +17,8 @@
 
 #include "log/engine_log.h"
 
+namespace mar {
+
 namespace {
 
 constexpr long kComponentOff = 1;
@@ -112,6 +114,10 @@ void written_line_against_its_calls(benchmark::State& state) {
 BENCHMARK(written_line_against_its_calls)->Iterations(5000)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
+
+}  // namespace mar
+
+using namespace mar;
 
 int main(int argc, char** argv) {
   benchmark::Initialize(&argc, argv);

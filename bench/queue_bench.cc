@@ -20,6 +20,8 @@
 #include "standin/queue_owner.h"
 #include "tests/support/isolation.h"
 
+namespace mar {
+
 namespace {
 
 constexpr _TIPCIdentifier kClient{1, 1};
@@ -37,7 +39,7 @@ void start_server(Serve serve) {
 
 // The stand-in's queue with a server that echoes: no decoding, no decisions.
 void serve_queue(int ready) {
-  mar::standin::QueueOwner owner(CLI_IPC_NAME, 16);
+  standin::QueueOwner owner(CLI_IPC_NAME, 16);
   if (!owner.create()) return;
   if (write(ready, "r", 1) != 1) return;
   CIPCQueue<TCLIMessage> queue(CLI_IPC_NAME, false);
@@ -171,6 +173,10 @@ Competitor program(const char* path, const char* argument) {
 }
 
 }  // namespace
+
+}  // namespace mar
+
+using namespace mar;
 
 int main(int argc, char** argv) {
   if (!isolate_process()) return 1;

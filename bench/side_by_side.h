@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+namespace mar {
+
 struct Competitor {
   std::string name;
   std::function<void()> once;
@@ -60,3 +62,5 @@ inline void pin_to_core(int core) {
   CPU_SET(static_cast<size_t>(core), &cores);
   sched_setaffinity(0, sizeof cores, &cores);
 }
+
+}  // namespace mar

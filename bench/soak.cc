@@ -98,7 +98,7 @@ int main(int argc, char** argv) {
   if (argc < 2) return std::fprintf(stderr, "usage: soak MAR_STANDIN [COMMANDS [LOOPS]]\n"), 2;
   const long wanted = argc > 2 ? std::atol(argv[2]) : 1'000'000;
   const size_t loops = argc > 3 ? std::strtoul(argv[3], nullptr, 10) : 8;
-  if (!isolate_process()) return 1;
+  if (!mar::isolate_process()) return 1;
   auto& tally = *static_cast<Tally*>(
       mmap(nullptr, sizeof(Tally), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
   const pid_t engine = start_engine(argv[1]);

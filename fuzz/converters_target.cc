@@ -10,6 +10,8 @@
 #include "fuzz/target.h"
 #include "tests/support/files.h"
 
+namespace mar {
+
 namespace {
 
 constexpr const char* kTables[] = {"ISO88597", "CP037", "BIG5",    "TCVN57121", "CP1255",
@@ -138,3 +140,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   xcs_cs_free(codeset);
   return 0;
 }
+
+}  // namespace mar

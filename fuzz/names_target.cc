@@ -7,6 +7,8 @@
 #include "fuzz/target.h"
 #include "tests/support/files.h"
 
+namespace mar {
+
 namespace {
 
 // An XCSDIR whose codeset/aliases and codeset/REDIRECT are the same file in memory; it goes with the process.
@@ -46,3 +48,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   }
   return 0;
 }
+
+}  // namespace mar

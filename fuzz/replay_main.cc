@@ -18,7 +18,7 @@ int main(int argc, char** argv) {
   }
   std::sort(files.begin(), files.end());
   for (const auto& file : files) {
-    const std::string content = read_file(file);
+    const std::string content = mar::read_file(file);
     std::printf("%s, %zu bytes\n", file.c_str(), content.size());
     std::fflush(stdout);
     LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(content.data()), content.size());

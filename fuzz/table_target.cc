@@ -2,6 +2,8 @@
 #include "charset/convert.h"
 #include "fuzz/target.h"
 
+namespace mar {
+
 namespace {
 
 constexpr size_t kProbeBytes = 512;
@@ -40,3 +42,5 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   xcs_cs_free(codeset);
   return 0;
 }
+
+}  // namespace mar

@@ -7,6 +7,8 @@
 #include "charset/transcode.h"
 #include "tests/charset/table_images.h"
 
+namespace mar {
+
 template <class InUnit, class OutUnit, auto kDispatcher>
 struct Direction {
   using In = InUnit;
@@ -50,3 +52,5 @@ template <class D>
 Converted<D> finish(xcs_cs_t* codeset, size_t room = 1000) {
   return convert<D>(codeset, {}, room, true);
 }
+
+}  // namespace mar

@@ -6,6 +6,8 @@
 #include "charset/ebcdic_1047.h"
 #include "tests/charset/conversions.h"
 
+namespace mar {
+
 namespace {
 
 template <class D>
@@ -264,3 +266,5 @@ TEST(Convert, Latin1PassesInRuns) {
 }
 
 }  // namespace
+
+}  // namespace mar

@@ -8,6 +8,8 @@
 
 #include "tests/charset/conversions.h"
 
+namespace mar {
+
 namespace {
 
 // Converts all of `in` into an output that ends at an unreadable page; every call has to get on or to stop.
@@ -216,3 +218,5 @@ TEST(HostileTable, ATrieOfEndlessPathsLoadsAtOnce) {
 }
 
 }  // namespace
+
+}  // namespace mar

@@ -11,6 +11,8 @@
 #include "charset/table.h"
 #include "tests/charset/table_images.h"
 
+namespace mar {
+
 namespace {
 
 class Registry : public testing::Test {
@@ -271,3 +273,5 @@ TEST_F(Registry, DirectoriesLiveInTheEnvironment) {
 }
 
 }  // namespace
+
+}  // namespace mar

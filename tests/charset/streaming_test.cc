@@ -7,6 +7,8 @@
 
 #include "tests/charset/conversions.h"
 
+namespace mar {
+
 namespace {
 
 void append_utf8(Bytes& out, const Units& units) {
@@ -193,3 +195,5 @@ TEST(Streaming, APrefixOfACharacterIsACutInput) {
 }
 
 }  // namespace
+
+}  // namespace mar

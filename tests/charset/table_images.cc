@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <fstream>
 
+namespace mar {
+
 namespace {
 
 // The layout of the file in numbers of its own, so that a slip in the product's constants shows.
@@ -218,3 +220,5 @@ const Family& family(std::string_view name) {
   return *std::find_if(families().begin(), families().end(),
                        [&](const Family& each) { return each.name == name; });
 }
+
+}  // namespace mar

@@ -15,6 +15,8 @@
 
 #include "charset/codeset.h"
 
+namespace mar {
+
 using Bytes = std::string;
 using Units = std::basic_string<uint16_t>;
 using CodeMap = std::map<Bytes, uint16_t>;  // byte sequence of a character, its UCS-2 unit
@@ -107,3 +109,5 @@ class GuardedBuffer {
   char* map_;
   size_t size_;
 };
+
+}  // namespace mar

@@ -7,6 +7,8 @@
 #include "charset/multibyte.h"
 #include "tests/charset/conversions.h"
 
+namespace mar {
+
 namespace {
 
 // Runs `call` on a buffer that holds `start` with "#" behind it; `shown` units of the result.
@@ -172,3 +174,5 @@ TEST(Multibyte, StringsOfBytes) {
 }
 
 }  // namespace
+
+}  // namespace mar

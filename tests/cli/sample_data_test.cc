@@ -10,6 +10,8 @@
 #include "cli/actions.h"
 #include "tests/engine_client/scripted_exchange.h"
 
+namespace mar {
+
 namespace {
 
 // The pattern at `text` as a piece of the record at `offset`: ".*", or when `restricted` a prefix before it.
@@ -67,3 +69,5 @@ TEST(SampleData, DataUploadStartsNow) {
 }
 
 }  // namespace
+
+}  // namespace mar

@@ -23,6 +23,8 @@
 
 int t1_main(int argc, char** argv);  // main() of t1, renamed
 
+namespace mar {
+
 namespace {
 
 // "> exit 0, sent 117=42 123:0501 116+5488": a payload of one number, of up to 4 bytes in hex, of more by its
@@ -173,3 +175,5 @@ extern "C" ssize_t __wrap_write(int fd, const void* data, size_t size) {
   errno = EINTR;
   return ++calls % 2 != 0 ? -1 : __real_write(fd, data, std::min<size_t>(size, 7));
 }
+
+}  // namespace mar

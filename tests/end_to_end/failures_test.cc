@@ -11,6 +11,8 @@
 #include "tests/end_to_end/scripted_engine.h"
 #include "tests/support/program.h"
 
+namespace mar {
+
 namespace {
 
 struct Seen {
@@ -196,3 +198,5 @@ TEST(Failures, InstancesNeverMeet) {
   ASSERT_TRUE(plain.answer(*request, 3));
   EXPECT_EQ(plain_t1.output(), "\aERROR: mar_dump failed[3].\n");
 }
+
+}  // namespace mar

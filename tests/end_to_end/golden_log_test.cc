@@ -13,6 +13,8 @@
 #include "log/engine_log.h"
 #include "tests/end_to_end/scripted_engine.h"
 
+namespace mar {
+
 namespace {
 
 constexpr char kLogFile[] = "/var/zarn/client.log";
@@ -129,3 +131,5 @@ TEST_F(GoldenLog, WithoutAHeadForTheClient) {
   ASSERT_EQ(engine.queue().OpenChannel({1, 1}, &key), 0);
   expect("no head", log_of(dump));
 }
+
+}  // namespace mar

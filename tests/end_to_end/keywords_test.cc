@@ -10,6 +10,8 @@
 #include "tests/support/payload_bytes.h"
 #include "tests/support/program.h"
 
+namespace mar {
+
 namespace {
 
 struct Exchange {
@@ -88,3 +90,5 @@ TEST(Keywords, QueueTheirRecords) {
     EXPECT_EQ(engine.made().u16(0), 0) << "records left in the queue";
   }
 }
+
+}  // namespace mar

@@ -13,6 +13,8 @@
 #include "ipc/naming.h"
 #include "tests/end_to_end/scripted_engine.h"
 
+namespace mar {
+
 namespace {
 
 // Byte i of every long answer: no period that a record's size divides.
@@ -152,3 +154,5 @@ TEST_F(LongAnswers, BeyondTheMemoryFail) {
   ASSERT_TRUE(engine.send(second, CLI_SINGLE, 20, piece(0, 20)));
   EXPECT_EQ(client.result(), 1);
 }
+
+}  // namespace mar

@@ -10,6 +10,8 @@
 #include "ipc/naming.h"
 #include "tests/end_to_end/scripted_engine.h"
 
+namespace mar {
+
 namespace {
 
 // One request: what the engine says in its answer, or -1 for a failed exchange.
@@ -199,3 +201,5 @@ TEST_F(OwedAnswers, AreNotThoseOfAForkedChild) {
   ASSERT_TRUE(engine.answer(first, 1));
   EXPECT_EQ(client.result(), 12);
 }
+
+}  // namespace mar

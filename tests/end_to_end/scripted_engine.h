@@ -10,6 +10,8 @@
 #include "tests/ipc/made_queue.h"
 #include "tests/support/child.h"
 
+namespace mar {
+
 class ScriptedEngine {
  public:
   explicit ScriptedEngine(uint16_t slots = 8, const char* file = CLI_IPC_NAME)
@@ -53,3 +55,5 @@ class ScriptedEngine {
   long key_ = -1;
   bool usable_ = false;
 };
+
+}  // namespace mar

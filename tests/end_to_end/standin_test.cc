@@ -18,6 +18,8 @@
 #include "tests/support/kernel_objects.h"
 #include "tests/support/program.h"
 
+namespace mar {
+
 namespace {
 
 struct Standin : RawSegment {
@@ -235,3 +237,5 @@ TEST(Standin, NobodyCrashesOnAQueueThatIsBeingDamaged) {
   }
   EXPECT_GT(tally->failed, 40) << "the damage was too kind";
 }
+
+}  // namespace mar

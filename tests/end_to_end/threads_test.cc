@@ -12,6 +12,8 @@
 #include "ipc/naming.h"
 #include "tests/support/program.h"
 
+namespace mar {
+
 TEST(Threads, EachGetsItsOwnAnswer) {
   Program engine({STANDIN_PATH, "--quiet", "--fault", "*:echo"});
   ASSERT_EQ(engine.line(), "ready");
@@ -33,3 +35,5 @@ TEST(Threads, EachGetsItsOwnAnswer) {
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(answered, 6 * 50);
 }
+
+}  // namespace mar

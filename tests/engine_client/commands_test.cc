@@ -9,6 +9,8 @@
 #include "engine_client/api_worker.h"
 #include "tests/engine_client/scripted_exchange.h"
 
+namespace mar {
+
 extern "C" int32_t set_schedule_from_c(void);
 
 namespace {
@@ -145,3 +147,5 @@ TEST(Worker, SaysInTheLogWhatBecameOfARequest) {
 }
 
 }  // namespace
+
+}  // namespace mar

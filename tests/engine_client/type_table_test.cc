@@ -6,6 +6,8 @@
 
 #include "tests/engine_client/scripted_exchange.h"
 
+namespace mar {
+
 TEST(TypeTable, HasTheseRowsInThisOrder) {
   const uint32_t codes[] = {150, 151, 109, 113, 101, 116, 117, 118, 119, 120, 121,
                             122, 123, 124, 125, 126, 127, 128, 129, 130, 131, 132};
@@ -60,3 +62,5 @@ TEST(TypeTable, RecordMatcher) {
 }
 
 TEST(TypeTable, StartTimerMovesByOneDay) { EXPECT_EQ(increaseStartTimer(1700000000), 1700086400); }
+
+}  // namespace mar

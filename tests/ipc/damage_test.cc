@@ -8,6 +8,8 @@
 
 #include "tests/ipc/made_queue.h"
 
+namespace mar {
+
 namespace {
 
 constexpr uint16_t kSlots = 4;
@@ -122,3 +124,5 @@ TEST_F(DamagedQueue, NothingIsWrittenOutsideAndEveryOperationEnds) {
   }
   EXPECT_GT(failed, 1000) << "the damage was too kind";
 }
+
+}  // namespace mar

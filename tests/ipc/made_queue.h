@@ -13,6 +13,8 @@
 #include "ipc/shared_memory.h"
 #include "tests/support/raw_segment.h"
 
+namespace mar {
+
 using CommandQueue = CIPCQueue<TCLIMessage>;
 
 class MadeQueue : public RawSegment {
@@ -71,3 +73,5 @@ inline TCLIMessage numbered(uint32_t number) {
   std::memset(message.data, static_cast<int>(number), sizeof message.data);
   return message;
 }
+
+}  // namespace mar

@@ -10,6 +10,8 @@
 #include <string>
 #include <thread>
 
+namespace mar {
+
 TEST(Naming, BuildsNamesWithinTheirLimit) {
   const std::string long_base(200, 'b');
   struct {
@@ -74,3 +76,5 @@ TEST(Naming, RemovesASegmentByItsKey) {
   EXPECT_EQ(getAndRemoveSharedMemory(0x5A52, 100), 0);
   EXPECT_EQ(shmget(0x5A52, 1, 0), -1);
 }
+
+}  // namespace mar

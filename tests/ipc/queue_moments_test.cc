@@ -9,6 +9,8 @@
 #include "tests/ipc/semaphore_hook.h"
 #include "tests/support/child.h"
 
+namespace mar {
+
 namespace {
 
 constexpr _TIPCIdentifier kUser{7, 70};
@@ -86,3 +88,5 @@ TEST_F(Moments, AnUnlockThatFailsLeavesTheLockHeld) {
   EXPECT_EQ(engine->Get(kUser, message), 0) << "the kernel released it at the writer's end";
   EXPECT_EQ(message.command, 1u);
 }
+
+}  // namespace mar

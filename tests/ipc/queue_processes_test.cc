@@ -9,6 +9,8 @@
 #include "tests/ipc/made_queue.h"
 #include "tests/support/child.h"
 
+namespace mar {
+
 namespace {
 
 constexpr _TIPCIdentifier kUser{7, 70};
@@ -188,3 +190,5 @@ TEST_F(QueueOfAnother, AReaderOfADeadCreatorsQueueWaitsOn) {
   ASSERT_EQ(queue.Put(kUser, numbered(6)), 0);
   EXPECT_EQ(reader.result(), 6);
 }
+
+}  // namespace mar

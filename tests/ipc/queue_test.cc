@@ -14,6 +14,8 @@
 #include "tests/ipc/made_queue.h"
 #include "tests/support/error_trail.h"
 
+namespace mar {
+
 namespace {
 
 constexpr _TIPCIdentifier kUser{7, 70};
@@ -261,3 +263,5 @@ TEST_F(OpenQueue, EveryNumberFromTheSegmentIsChecked) {
   made.u16(2) = 5;  // more heads in use than there are: none is left
   EXPECT_EQ(queue->Put(kUser, numbered(3)), QUEUE_OVERFLOW);
 }
+
+}  // namespace mar

@@ -15,6 +15,8 @@
 #include "tests/support/error_trail.h"
 #include "tests/support/kernel_objects.h"
 
+namespace mar {
+
 namespace {
 
 constexpr char kName[] = "/var/zarn/block";
@@ -156,3 +158,5 @@ TEST(SharedMemory, AKilledHolderReleasesTheLock) {
   EXPECT_EQ(waiter.result(), 0);
   EXPECT_TRUE(eventually([] { return semaphore_value(0) == 0; }));
 }
+
+}  // namespace mar

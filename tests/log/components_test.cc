@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <string>
 
+namespace mar {
+
 namespace {
 
 // "<mask> <name of the mask> <validity of the mask>"
@@ -43,3 +45,5 @@ TEST(Components, Thresholds) {
 }
 
 }  // namespace
+
+}  // namespace mar

@@ -10,6 +10,8 @@
 #include "log/stamp.h"
 #include "tests/support/files.h"
 
+namespace mar {
+
 namespace {
 
 constexpr char kFile[] = "/var/zarn/engine-log";
@@ -151,3 +153,5 @@ TEST(Stamp, LocalTime) {
 }
 
 }  // namespace
+
+}  // namespace mar

@@ -19,6 +19,8 @@
 #include "tests/support/child.h"
 #include "tests/support/system_calls.h"
 
+namespace mar {
+
 namespace {
 
 constexpr char kFile[] = "/var/zarn/log";
@@ -183,3 +185,5 @@ TEST(LogFile, AFileSizeLimitNeitherKillsNorTears) {
 }
 
 }  // namespace
+
+}  // namespace mar

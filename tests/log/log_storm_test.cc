@@ -16,6 +16,8 @@
 #include "log/engine_log.h"
 #include "tests/log/messages.h"
 
+namespace mar {
+
 namespace {
 
 constexpr char kFile[] = "/var/zarn/log";
@@ -85,3 +87,5 @@ TEST(LogStorm, RollingOverTearsNothingAndKeepsTheLimit) {
 }
 
 }  // namespace
+
+}  // namespace mar

@@ -10,6 +10,8 @@
 
 #include "charset/codeset.h"
 
+namespace mar {
+
 static const timeval* fixed_time = nullptr;
 
 extern "C" {
@@ -110,3 +112,5 @@ TEST(Justify, PlacesTheText) {
 }
 
 }  // namespace
+
+}  // namespace mar

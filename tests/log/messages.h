@@ -14,6 +14,8 @@
 #include "tests/support/child.h"
 #include "tests/support/files.h"
 
+namespace mar {
+
 // Message `number` of a writer; its length follows from the number.
 inline std::string message_of(int writer, int number) {
   return "w" + std::to_string(writer) + " n" + std::to_string(number) + " " +
@@ -65,3 +67,5 @@ class Neighbour {
  private:
   Child child_;
 };
+
+}  // namespace mar

@@ -16,6 +16,8 @@
 #include "tests/log/messages.h"
 #include "util/time.h"
 
+namespace mar {
+
 namespace {
 
 const std::string kTraceDirectory = "/var/qxo/brenvik/common/KFD/logs/";
@@ -156,3 +158,5 @@ TEST_F(Neighbours, AForkedChildsFirstCallReturns) {
 }
 
 }  // namespace
+
+}  // namespace mar

@@ -16,6 +16,8 @@
 #include "log/trace_location.h"
 #include "tests/support/files.h"
 
+namespace mar {
+
 namespace {
 
 const std::string kDirectory = "/var/qxo/brenvik/common/KFD/logs/";
@@ -182,3 +184,5 @@ TEST(Trace, TimedPeriod) {
 }
 
 }  // namespace
+
+}  // namespace mar

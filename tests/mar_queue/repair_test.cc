@@ -12,6 +12,8 @@
 #include "tests/mar_queue/scene.h"
 #include "tests/support/kernel_objects.h"
 
+namespace mar {
+
 namespace {
 
 using Codes = std::vector<std::string>;
@@ -300,3 +302,5 @@ TEST(CommandLine, WatchesUntilItsReaderLeaves) {
   watch.close_output();
   EXPECT_EQ(watch.status(), 128 + SIGPIPE);
 }
+
+}  // namespace mar

@@ -12,6 +12,8 @@
 #include "tests/support/child.h"
 #include "tests/support/program.h"
 
+namespace mar {
+
 inline constexpr uint16_t kSlots = 4;
 
 struct Report {
@@ -75,3 +77,5 @@ struct EngineChild {
     return 0L;
   }};
 };
+
+}  // namespace mar

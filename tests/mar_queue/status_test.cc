@@ -12,6 +12,8 @@
 #include "tests/mar_queue/scene.h"
 #include "tests/support/files.h"
 
+namespace mar {
+
 namespace {
 
 // What must stay alive while mar-queue looks.
@@ -274,3 +276,5 @@ TEST(Status, TellsMissingPermissions) {
     EXPECT_EQ(status, row.want);
   }
 }
+
+}  // namespace mar

@@ -12,12 +12,14 @@
 static int arrays_made = 0;
 
 void* operator new(size_t size, const std::nothrow_t&) noexcept {
-  return OutOfMemory::refuses ? nullptr : ::operator new(size);
+  return mar::OutOfMemory::refuses ? nullptr : ::operator new(size);
 }
 void* operator new[](size_t size, const std::nothrow_t&) noexcept {
   ++arrays_made;
-  return OutOfMemory::refuses ? nullptr : ::operator new[](size);
+  return mar::OutOfMemory::refuses ? nullptr : ::operator new[](size);
 }
+
+namespace mar {
 
 namespace {
 
@@ -116,3 +118,5 @@ TEST(Buffer, WithoutMemoryNothingChanges) {
 }
 
 }  // namespace
+
+}  // namespace mar

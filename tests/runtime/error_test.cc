@@ -9,6 +9,8 @@
 #include "runtime/thread_library.h"
 #include "tests/runtime/runtime_test.h"
 
+namespace mar {
+
 namespace {
 
 // The dump in a buffer of exactly `size` bytes, so that the address sanitizer sees a byte too many.
@@ -117,3 +119,5 @@ TEST(ThreadLibrary, NamesAndKeysBelongToTheirThread) {
 }
 
 }  // namespace
+
+}  // namespace mar

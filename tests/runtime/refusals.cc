@@ -3,6 +3,8 @@
 
 #include "tests/runtime/runtime_test.h"
 
+using mar::Refused;
+
 extern "C" {
 
 #define REFUSABLE(kind, name, parameters, arguments) \

@@ -10,6 +10,8 @@
 
 #include "tests/support/error_trail.h"
 
+namespace mar {
+
 // What the calling thread's error stack holds, as one text: "-120 CkesMutex::Lock()\n".
 inline std::string recorded() {
   long code = 0;
@@ -40,3 +42,5 @@ struct Refused {
   static inline std::atomic<int> waits = 0;        // of all threads; a waiter holds the mutex until it waits
   static inline thread_local timespec deadline{};  // of the last timed wait
 };
+
+}  // namespace mar

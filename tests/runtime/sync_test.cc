@@ -11,6 +11,8 @@
 #include "tests/runtime/runtime_test.h"
 #include "tests/support/child.h"
 
+namespace mar {
+
 namespace {
 
 // What every operation returns and records.
@@ -159,3 +161,5 @@ TEST(Event, IsFreeInAForkedChild) {
 }
 
 }  // namespace
+
+}  // namespace mar

@@ -9,6 +9,8 @@
 
 #include "tests/runtime/runtime_test.h"
 
+namespace mar {
+
 namespace {
 
 // Runs `body` once it is started. Join leaves a thread that has ended unreaped, so `reap` joins it for good.
@@ -140,3 +142,5 @@ TEST(Thread, TerminatedInAWaitItLeavesTheEventUsable) {
 }
 
 }  // namespace
+
+}  // namespace mar

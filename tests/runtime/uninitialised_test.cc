@@ -7,6 +7,8 @@
 #include "runtime/thread_library.h"
 #include "tests/support/child.h"
 
+namespace mar {
+
 namespace {
 
 class Uninitialised : public testing::Test {
@@ -46,3 +48,5 @@ TEST_F(Uninitialised, EveryCallOfTheLibraryTriesOnce) {
 }
 
 }  // namespace
+
+}  // namespace mar

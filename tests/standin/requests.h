@@ -8,6 +8,8 @@
 #include "contract/byte_order.h"
 #include "contract/message.h"
 
+namespace mar::standin {
+
 inline TCLIMessage request_of(uint32_t code, const void* payload = nullptr, int32_t length = 0) {
   TCLIMessage record{};
   uint8_t bytes[4];
@@ -24,3 +26,5 @@ template <typename Payload>
 TCLIMessage request_of(uint32_t code, const Payload& payload) {
   return request_of(code, &payload, sizeof(payload));
 }
+
+}  // namespace mar::standin

@@ -14,6 +14,8 @@
 
 #include "contract/identity.h"
 
+namespace mar {
+
 class Child {
  public:
   static constexpr long kNoResult = 0x7FFFFFFF;  // it ended without one
@@ -82,3 +84,5 @@ inline bool eventually(const std::function<bool()>& condition) {
   }
   return false;
 }
+
+}  // namespace mar

@@ -11,9 +11,11 @@
 #include "standin/service.h"
 #include "tests/support/child.h"
 
-using mar::standin::EngineOptions;
-using mar::standin::ServedRequest;
-using mar::standin::StandInEngine;
+namespace mar {
+
+using standin::EngineOptions;
+using standin::ServedRequest;
+using standin::StandInEngine;
 
 // {"add-edge-policy#2:result=-5", "*:echo"} as options.
 inline EngineOptions with_faults(std::initializer_list<const char*> faults, EngineOptions options = {}) {
@@ -89,3 +91,5 @@ class EngineProcess {
   std::pair<int, int> ready_;
   std::optional<Child> child_;
 };
+
+}  // namespace mar

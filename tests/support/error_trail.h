@@ -5,9 +5,13 @@
 
 #include "runtime/error_manager.h"
 
+namespace mar {
+
 // The recorded locations, oldest first, each with its line end; without an error stack, the text untouched.
 inline std::string error_trail() {
   char text[2000] = "no error stack";
   CkesErrorManager::GetStackDump(text, sizeof text);
   return text;
 }
+
+}  // namespace mar

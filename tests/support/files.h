@@ -5,6 +5,8 @@
 #include <iterator>
 #include <string>
 
+namespace mar {
+
 // Empty when the file cannot be read.
 inline std::string read_file(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
@@ -14,3 +16,5 @@ inline std::string read_file(const std::string& path) {
 inline void write_file(const std::string& path, const std::string& text) {
   std::ofstream(path, std::ios::binary) << text;
 }
+
+}  // namespace mar

@@ -7,7 +7,7 @@
 
 int main(int argc, char** argv) {
   if (argc < 2) return 2;
-  if (!isolate_process()) return 1;
+  if (!mar::isolate_process()) return 1;
   execvp(argv[1], argv + 1);
   std::perror(argv[1]);
   return 127;

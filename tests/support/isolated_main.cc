@@ -5,6 +5,6 @@
 
 int main(int argc, char** argv) {
   testing::InitGoogleTest(&argc, argv);
-  if (!GTEST_FLAG_GET(list_tests) && !isolate_process()) return 1;
+  if (!GTEST_FLAG_GET(list_tests) && !mar::isolate_process()) return 1;
   return RUN_ALL_TESTS();
 }

@@ -12,6 +12,8 @@
 #include <filesystem>
 #include <string>
 
+namespace mar {
+
 namespace {
 
 bool write_file(const char* path, const std::string& text) {
@@ -73,3 +75,5 @@ bool isolate_process() {
                step, std::strerror(errno));
   return false;
 }
+
+}  // namespace mar

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+namespace mar {
+
 // Segments and semaphore sets of this IPC namespace.
 inline int kernel_objects() {
   int count = 0;
@@ -42,3 +44,5 @@ inline std::vector<int> semaphore_values(const char* name, int number) {
     values.push_back(semctl(set, static_cast<int>(i), GETVAL));
   return values;
 }
+
+}  // namespace mar

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+namespace mar {
+
 class Program {
  public:
   // `environment` entries ("NAME=value") are added to the test's own.
@@ -77,3 +79,5 @@ class Program {
   int output_ = -1;
   int status_ = -1;
 };
+
+}  // namespace mar

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace mar {
+
 class RawSegment {
  public:
   // `address` stays the owner's; `slots` is N of the layout.
@@ -21,3 +23,5 @@ class RawSegment {
   uint8_t* address_ = nullptr;
   uint16_t slots_ = 0;
 };
+
+}  // namespace mar

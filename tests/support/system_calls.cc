@@ -8,6 +8,8 @@
 
 #include <cstdint>
 
+namespace mar {
+
 namespace {
 
 [[noreturn]] void run_traced(const std::function<void()>& work) {
@@ -50,3 +52,5 @@ std::vector<long> system_calls_of(const std::function<void()>& work) {
   }
   return calls;
 }
+
+}  // namespace mar

@@ -4,6 +4,10 @@
 #include <functional>
 #include <vector>
 
+namespace mar {
+
 // The numbers (SYS_...) of the system calls that `work` makes, in order; it runs in a child process with one
 // thread. A child that a signal kills, or that blocks for 20 seconds, gives one more number, -1, at the end.
 std::vector<long> system_calls_of(const std::function<void()>& work);
+
+}  // namespace mar

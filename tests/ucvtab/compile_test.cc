@@ -1,6 +1,8 @@
 // Self-made code pages: from text through the compiler and the product's converters, byte by byte.
 #include "tests/ucvtab/tool.h"
 
+namespace mar {
+
 namespace {
 
 using CodePage = Tool;
@@ -143,3 +145,5 @@ TEST_F(CodePage, DiffNamesEachDifference) {
 }
 
 }  // namespace
+
+}  // namespace mar

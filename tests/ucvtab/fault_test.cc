@@ -5,6 +5,8 @@
 
 #include "tests/ucvtab/tool.h"
 
+namespace mar {
+
 namespace {
 
 using Refusal = Tool;
@@ -311,3 +313,5 @@ TEST_F(Refusal, OfHostileTablesIsOrderly) {
 }
 
 }  // namespace
+
+}  // namespace mar

@@ -7,6 +7,8 @@
 #include <fstream>
 #include <sstream>
 
+namespace mar {
+
 Tool::Tool() {
   char name[] = "/tmp/ucvtab_test.XXXXXX";
   directory_ = mkdtemp(name);
@@ -59,3 +61,5 @@ std::string from_utf8(xcs_cs_t* codeset, const std::string& utf8) {
   char buffer[256];
   return {buffer, xcs_from_utf8(codeset, utf8.data(), static_cast<int>(utf8.size()), buffer, sizeof buffer)};
 }
+
+}  // namespace mar

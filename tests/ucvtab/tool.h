@@ -7,6 +7,8 @@
 
 #include "charset/convert.h"
 
+namespace mar {
+
 struct Outcome {
   int code;            // exit status
   std::string output;  // standard output
@@ -39,3 +41,5 @@ class Tool : public testing::Test {
 // Whole-string conversions of the product.
 std::string to_utf8(xcs_cs_t* codeset, const std::string& bytes);
 std::string from_utf8(xcs_cs_t* codeset, const std::string& utf8);
+
+}  // namespace mar

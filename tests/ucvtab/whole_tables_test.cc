@@ -7,6 +7,8 @@
 #include "tests/support/files.h"
 #include "tests/ucvtab/tool.h"
 
+namespace mar {
+
 namespace {
 
 using ShippedTables = Tool;
@@ -166,3 +168,5 @@ TEST_F(ShippedTables, ConvertLongTextInPieces) {
 }
 
 }  // namespace
+
+}  // namespace mar

@@ -16,6 +16,8 @@
 #include "charset/convert.h"
 #include "tests/charset/table_images.h"
 
+namespace mar {
+
 namespace {
 
 struct Free {
@@ -215,3 +217,5 @@ TEST_F(Utf8Files, WalkingCharacters) {
 }
 
 }  // namespace
+
+}  // namespace mar

@@ -7,6 +7,8 @@
 #include "util/agent_instance.h"
 #include "util/time.h"
 
+namespace mar {
+
 namespace {
 
 TEST(AgentInstance, NameIsCutPaddedAndTerminated) {
@@ -104,3 +106,5 @@ TEST(Time, TheCurrentTimeIsExactToTheMicrosecond) {
 }
 
 }  // namespace
+
+}  // namespace mar
