@@ -13,6 +13,7 @@
 #include "charset/ascii.h"
 #include "charset/codeset.h"
 
+namespace mar::charset {
 namespace {
 
 constexpr size_t kNameSize = 128;
@@ -74,8 +75,8 @@ std::string_view next_word(std::string_view& line) {
   return word;
 }
 
-// The table name of a line whose alias is `name`; empty for any other line, and when no white space follows
-// it.
+// Returns the table name of a line whose alias is `name`. Empty for any other line, and for one in which no
+// white space follows the table name.
 std::string_view match(std::string_view line, std::string_view name) {
   if (line.starts_with('#') || next_word(line) != name) return {};
   const std::string_view table_name = next_word(line);
@@ -83,6 +84,9 @@ std::string_view match(std::string_view line, std::string_view name) {
 }
 
 }  // namespace
+}  // namespace mar::charset
+
+using namespace mar::charset;
 
 int get_table_name(const char* name, char* table_name, uint32_t size) {
   static FILE* aliases = nullptr;

@@ -7,12 +7,12 @@
 extern "C" {
 #endif
 
-// Normalises `name` ("ISO-8859-1" gives "ISO88591", "utf-8" gives "UTF8"; "os", "Win" and "DOS" give the
-// codeset of the process locale, after setlocale for all categories) and replaces it by the table name of the
-// first matching line of the aliases file: XCSDIR/codeset/aliases, XCSDIR/aliases or ./aliases. Without a
-// match the normalised name stands. The result is cut to `size` bytes and always terminated; NULL counts as
-// "". Keeps the aliases file of the last look-up open until the next one. Returns 1 when there is no room at
-// all, else 0.
+// Resolves `name` to the name of a table. First the name is normalised: "ISO-8859-1" becomes "ISO88591" and
+// "utf-8" becomes "UTF8"; "os", "Win" and "DOS" become the codeset of the process locale, after setlocale for
+// all categories. Then the first matching line of the aliases file replaces it. That file is the first of
+// XCSDIR/codeset/aliases, XCSDIR/aliases and ./aliases that opens, and it stays open until the next look-up.
+// The result is cut to `size` bytes and always terminated; a NULL name counts as "". Returns 1 if there is no
+// room at all, else 0.
 int get_table_name(const char* name, char* table_name, uint32_t size);
 
 #ifdef __cplusplus

@@ -9,7 +9,9 @@
 #include "charset/aliases.h"
 #include "charset/single_byte.h"
 #include "charset/table.h"
+#include "charset/table_view.h"
 
+namespace mar::charset {
 namespace {
 
 constexpr size_t kPathSize = 256;
@@ -42,12 +44,12 @@ const uint8_t* find_table(const char* name, uint32_t* size) {
 uint8_t longest_sequence(const uint8_t* classes) {
   uint8_t longest = 1;
   for (uint32_t lead = 0x80; lead < 256; ++lead) {
-    if (classes[lead] != table_layout::kInvalidLead) longest = std::max(longest, classes[lead]);
+    if (classes[lead] != table_layout::kClassInvalid) longest = std::max(longest, classes[lead]);
   }
   return longest;
 }
 
-// False without memory.
+// Returns false if memory runs out.
 bool fill_from_table(xcs_cs_t& codeset) {
   using namespace table_layout;
   const uint8_t* table = codeset.table;
@@ -70,8 +72,8 @@ bool fill_from_table(xcs_cs_t& codeset) {
   return true;
 }
 
-// Gives `name`=`value` to the environment, which keeps the block itself; the block of the previous call is
-// freed only when nothing can point at it any more.
+// Puts `name`=`value` into the environment, which keeps the block itself. The block of the previous call is
+// freed only after nothing can point at it any more.
 int put_environment(const char* name, const char* value, char*& block) {
   if (value == nullptr) value = "";
   const size_t size = std::strlen(name) + 1 + std::strlen(value) + 1;
@@ -95,7 +97,13 @@ constexpr xcs_cs_t builtin_codeset(uint16_t kind) {
 
 }  // namespace
 
+xcs_cs_t* codeset_or_default(xcs_cs_t* codeset) { return codeset != nullptr ? codeset : xcs_get_def_cs(); }
+
 void (*codeset_freed)(const xcs_cs_t* codeset) = nullptr;
+
+}  // namespace mar::charset
+
+using namespace mar::charset;
 
 const char* const xcs_version = "XCS Version 1.7.2";
 constinit xcs_cs_t os_uc_ch_t = builtin_codeset(XCS_KIND_OS);
@@ -110,7 +118,7 @@ char* xcsdir = nullptr;
 
 int xcs_init() {
   if (xcs_initialized != 0) return 0;
-  xcs_initialized = 1;  // first: the calls below must not come back here
+  xcs_initialized = 1;  // set first, so that the calls below do not recurse
   char name[kNameSize];
   xcs_os_cs_name(name, sizeof name);
   xcs_cs_t* codeset = xcs_cs_new(name);
@@ -163,8 +171,6 @@ int xcs_cs_free(xcs_cs_t* codeset) {
   delete codeset;
   return 0;
 }
-
-xcs_cs_t* codeset_or_default(xcs_cs_t* codeset) { return codeset != nullptr ? codeset : xcs_get_def_cs(); }
 
 const void* xcs_cs_table(xcs_cs_t* codeset, uint32_t* size) {
   codeset = codeset_or_default(codeset);

@@ -6,6 +6,7 @@
 
 #include "charset/wide_string.h"
 
+namespace mar::charset {
 namespace {
 
 struct Members {
@@ -40,7 +41,7 @@ const Members& members_of(const xcs_cs_t& codeset) {
 template <class InChar, class OutChar>
 using Member = int (*)(xcs_cs_t*, const InChar**, const InChar*, OutChar**, OutChar*);
 
-// Runs a member on lengths instead of ends. Without an output there is no room.
+// Runs a member on lengths instead of ends. Without an output, there is no room.
 template <class InChar, class OutChar>
 int dispatch(Member<InChar, OutChar> Members::*member, xcs_cs_t* codeset, const InChar** in,
              uint32_t* in_length, OutChar** out, uint32_t* out_length) {
@@ -70,8 +71,8 @@ uint32_t length_of(const char* text) {
 
 uint32_t length_of(const uint16_t* text) { return text == nullptr ? 0 : xcs_wcslen(text); }
 
-// A whole text. The mixed family works on a copy of the codeset, as its members keep a state there, and ends
-// the text towards the codeset; the others have neither.
+// Converts a whole text. The members of the mixed family keep a state in the codeset, so they get a copy of
+// it, and an end of the text, which may take a shift-in. The other families have neither.
 template <class InChar, class OutChar>
 uint32_t convert_text(Member<InChar, OutChar> Members::*member, xcs_cs_t* codeset, const InChar* text,
                       int length, OutChar* out, uint32_t size) {
@@ -86,7 +87,8 @@ uint32_t convert_text(Member<InChar, OutChar> Members::*member, xcs_cs_t* codese
     xcs_cs_t copy = *codeset;
     copy.from_state = copy.to_state = 0;
     if (text != nullptr) convert(&copy, &text, text + left, &end, room_end);
-    convert(&copy, nullptr, nullptr, &end, room_end);  // away from the codeset this writes nothing
+    convert(&copy, nullptr, nullptr, &end,
+            room_end);  // when decoding, this writes nothing
   } else if (text != nullptr) {
     convert(codeset, &text, text + left, &end, room_end);
   }
@@ -109,6 +111,9 @@ char* convert_to_block(Convert convert, xcs_cs_t* codeset, const char* text, int
 }
 
 }  // namespace
+}  // namespace mar::charset
+
+using namespace mar::charset;
 
 int xcs_to_ucs2_r(xcs_cs_t* codeset, const char** in, uint32_t* in_bytes, uint16_t** out,
                   uint32_t* out_units) {

@@ -2,6 +2,7 @@
 
 #include <string_view>
 
+namespace mar::charset {
 namespace {
 
 // By EBCDIC byte, 16 to a row.
@@ -49,6 +50,9 @@ constexpr std::array<uint8_t, 256> invariant_bytes() {
 }
 
 }  // namespace
+}  // namespace mar::charset
+
+using namespace mar::charset;
 
 constinit const std::array<uint16_t, 256> def_eb_to_ucs = kToUcs;
 constinit const std::array<uint8_t, 256> def_ucs_to_eb = reversed();

@@ -1,11 +1,12 @@
-// Mixed EBCDIC codesets: single bytes and pairs, with shift-out and shift-in between them. The invariant set
-// goes by code page 1047, the rest by the table.
+// Mixed EBCDIC codesets: single bytes and pairs, with shift-out and shift-in between them. Code page 1047
+// decides for the invariant set, the table for the rest.
 #include "charset/convert.h"
 #include "charset/ebcdic_1047.h"
 #include "charset/single_byte.h"
-#include "charset/table.h"
+#include "charset/table_view.h"
 #include "charset/unicode_text.h"
 
+namespace mar::charset {
 namespace {
 
 constexpr uint8_t kShiftOut = 0x0E;  // the same in EBCDIC and UCS-2
@@ -13,12 +14,12 @@ constexpr uint8_t kShiftIn = 0x0F;
 enum Mode : uint8_t { kSingle = 0, kDouble = 1 };
 
 template <bool kVerified>
-class MixedDecoder : public Side<uint8_t, 2, false> {
+class MixedDecoder : public ConverterSide<uint8_t, 2, false> {
  public:
   static constexpr bool kShifts = true;
 
   explicit MixedDecoder(const xcs_cs_t& codeset)
-      : view_(codeset), singles_(codeset.rows->to_unicode), mode_(codeset.to_state) {}
+      : table_(codeset), single_bytes_(codeset.rows->to_unicode), mode_(codeset.to_state) {}
 
   uint8_t state() const { return mode_; }
 
@@ -26,40 +27,41 @@ class MixedDecoder : public Side<uint8_t, 2, false> {
   Character next(const uint8_t* in, const uint8_t* end) {
     const uint8_t byte = in[0];
     if (mode_ == kSingle) {
-      if (byte != kShiftOut) return {singles_[byte], 1};
+      if (byte != kShiftOut) return {single_bytes_[byte], 1};
       mode_ = kDouble;
-      return {kNothing, 1};
+      return {kNoCharacter, 1};
     }
     if (byte == kShiftIn) {
       mode_ = kSingle;
-      return {kNothing, 1};
+      return {kNoCharacter, 1};
     }
-    if (byte < 0x40 || byte > 0xFE) return {def_eb_to_ucs[byte], 1};
-    if (!kWhole && end - in < 2) return kCut;
-    return {mapped(view_.u16(4ull * view_.byte_entry(byte) + 2ull * in[1])), 2};
+    if (!table_layout::is_mixed_lead(byte)) return {def_eb_to_ucs[byte], 1};
+    if (!kWhole && end - in < 2) return kCutCharacter;
+    return {mapped(table_.u16(table_.row(byte) + 2ull * in[1])), 2};
   }
 
  private:
-  TableView<kVerified> view_;
-  const uint16_t* singles_;
+  TableView<kVerified> table_;
+  const uint16_t* single_bytes_;
   uint8_t mode_;
 };
 
 template <bool kVerified>
-class MixedEncoder : public Side<uint8_t, 3, false> {
+class MixedEncoder : public ConverterSide<uint8_t, 3, false> {
  public:
   static constexpr bool kShifts = true;
 
-  explicit MixedEncoder(const xcs_cs_t& codeset) : view_(codeset), mode_(codeset.from_state) {}
+  explicit MixedEncoder(const xcs_cs_t& codeset) : table_(codeset), mode_(codeset.from_state) {}
 
   uint8_t state() const { return mode_; }
 
-  // Reads the unit at `after` when an invariant character ends double-byte mode, at the input's end too.
+  // When an invariant character ends double-byte mode, this reads the unit at `after`, even at the end of the
+  // input.
   template <bool kRoomy, class InUnit>
   uint8_t* put(uint8_t* out, const uint8_t* end, uint32_t unit, const InUnit* after) {
     const ptrdiff_t room = kRoomy ? kLongest : end - out;
     if (unit < 0x100 && invar_ucs_to_eb[unit]) return put_invariant(out, room, unit, after);
-    uint16_t code = view_.u16(view_.page(unit) + 2 * (unit & 0xFF));
+    uint16_t code = table_.u16(table_.page(unit) + 2 * (unit & 0xFF));
     if (code == kUnmapped) code = kEbcdicQuestionMark;
     if (code <= 0xFF) {
       if (mode_ == kDouble) {
@@ -84,8 +86,8 @@ class MixedEncoder : public Side<uint8_t, 3, false> {
     if (mode_ == kDouble) {
       if (room < 2) return nullptr;
       *out++ = kShiftIn;
-      // Kept as is: before a shift-out character the mode stays double although a shift-in was written, and
-      // that character then brings its own shift-in.
+      // Kept as is: before a shift-out character the mode stays double although a shift-in was written. That
+      // character then brings a shift-in of its own.
       if (*after != kShiftOut) mode_ = kSingle;
     } else if (unit == kShiftOut) {
       mode_ = kDouble;
@@ -94,18 +96,18 @@ class MixedEncoder : public Side<uint8_t, 3, false> {
     return out + 1;
   }
 
-  TableView<kVerified> view_;
+  TableView<kVerified> table_;
   uint8_t mode_;
 };
 
-// The end of a text: closes an open run of pairs.
+// Ends a text: closes an open run of pairs.
 int flush(xcs_cs_t* codeset, char** out, const char* out_end) {
   if (codeset->from_state != kSingle) {
-    if (out == nullptr || *out == nullptr || *out >= out_end) return kOutputFull;
+    if (out == nullptr || *out == nullptr || *out >= out_end) return XCS_OUTPUT_FULL;
     *(*out)++ = kShiftIn;
     codeset->from_state = kSingle;
   }
-  return kConverted;
+  return XCS_CONVERTED;
 }
 
 template <class InChar>
@@ -116,6 +118,9 @@ int from_unicode_or_flush(xcs_cs_t* codeset, const InChar** in, const InChar* in
 }
 
 }  // namespace
+}  // namespace mar::charset
+
+using namespace mar::charset;
 
 int ebcdic_dbcs_to_ucs2_r(xcs_cs_t* codeset, const char** in, const char* in_end, uint16_t** out,
                           uint16_t* out_end) {

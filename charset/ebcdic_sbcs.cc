@@ -3,7 +3,11 @@
 #include "charset/single_byte.h"
 #include "charset/unicode_text.h"
 
+using namespace mar::charset;
+
+namespace {
 using Family = SingleByte<false>;
+}
 
 int ebcdic_sbcs_to_ucs2_r(xcs_cs_t* codeset, const char** in, const char* in_end, uint16_t** out,
                           uint16_t* out_end) {

@@ -1,21 +1,22 @@
 #include "charset/single_byte.h"
 
 #include "charset/ebcdic_1047.h"
-#include "charset/table.h"
+#include "charset/table_view.h"
 #include "charset/unicode_text.h"
 
+namespace mar::charset {
 namespace {
 
-using Image = TableView<false>;
+using Table = TableView<false>;
 
-// A character through the from-UCS-2 pages. What comes out as the substitution byte stands for its one
-// legitimate source only; from any other character, and from outside the image, it is `question_mark`.
-uint8_t paged_byte(const Image& image, uint16_t unit, uint8_t question_mark) {
-  const uint64_t offset = image.page(unit) + (unit & 0xFF);
-  if (!image.holds(offset, 1)) return question_mark;
-  const uint8_t byte = *image.at(offset);
-  const bool is_source = unit == image.substitute_source() && unit != kUnmapped;
-  return byte == image.substitute_byte() && !is_source ? question_mark : byte;
+// Looks a character up in the from-UCS-2 pages. The substitution byte is the code of one character only: for
+// any other, and outside the file, the result is `question_mark`.
+uint8_t paged_byte(const Table& table, uint16_t unit, uint8_t question_mark) {
+  const uint64_t offset = table.page(unit) + (unit & 0xFF);
+  if (!table.holds(offset, 1)) return question_mark;
+  const uint8_t byte = *table.at(offset);
+  const bool is_source = unit == table.substitute_source() && unit != kUnmapped;
+  return byte == table.substitute_byte() && !is_source ? question_mark : byte;
 }
 
 xcs_single_rows::Sequence utf8_sequence(uint16_t unit) {
@@ -32,13 +33,12 @@ bool has_single_rows(uint16_t kind) {
 }
 
 void prepare_single_rows(const xcs_cs_t& codeset, xcs_single_rows& rows) {
-  const Image image(codeset);
+  const Table table(codeset);
   const bool is_ascii = codeset.kind == XCS_KIND_ASCII_SBCS;
   const bool is_mixed = codeset.kind == XCS_KIND_EBCDIC_DBCS;
   for (uint32_t i = 0; i < 256; ++i) {
     const auto byte = static_cast<uint8_t>(i);
-    const uint16_t entry =
-        is_mixed ? image.u16(4ull * image.byte_entry(0) + 2ull * i) : image.byte_entry(byte);
+    const uint16_t entry = is_mixed ? table.u16(table.row(0) + 2ull * i) : table.byte_entry(byte);
     const bool bypasses = is_ascii ? i < 0x80 : invar_eb_to_ucs[i] != 0;
     rows.to_unicode[i] = !bypasses ? mapped(entry) : is_ascii ? byte : def_eb_to_ucs[i];
     rows.to_utf8[i] = utf8_sequence(rows.to_unicode[i]);
@@ -47,7 +47,7 @@ void prepare_single_rows(const xcs_cs_t& codeset, xcs_single_rows& rows) {
   for (uint32_t i = 0; i < 0x10000; ++i) {
     const auto unit = static_cast<uint16_t>(i);
     const bool bypasses = is_ascii ? i < 0x80 : i < 0x100 && invar_ucs_to_eb[i] != 0;
-    rows.from_unicode[i] = !bypasses  ? paged_byte(image, unit, is_ascii ? '?' : kEbcdicQuestionMark)
+    rows.from_unicode[i] = !bypasses  ? paged_byte(table, unit, is_ascii ? '?' : kEbcdicQuestionMark)
                            : is_ascii ? static_cast<uint8_t>(i)
                                       : def_ucs_to_eb[i];
   }
@@ -56,3 +56,5 @@ void prepare_single_rows(const xcs_cs_t& codeset, xcs_single_rows& rows) {
     if (rows.to_unicode[i] != i || rows.from_unicode[i] != i) rows.latin1 = false;
   }
 }
+
+}  // namespace mar::charset

@@ -1,6 +1,7 @@
-// What the two single-byte families share. Their rules look into two tables for some characters (ASCII or the
-// invariant set bypasses the codeset's own), so all answers are worked out once, when the table is loaded: a
-// conversion is one load and one store a character, and reads nothing that a table file could make hostile.
+// What the two single-byte families share. Their rules may look into two tables for one character: ASCII or
+// the invariant set bypasses the codeset's own. So all answers are worked out once, when the table is loaded.
+// A conversion is then one load and one store a character, and reads nothing that a table file could make
+// hostile.
 #pragma once
 
 #include <array>
@@ -11,15 +12,17 @@
 #include "charset/transcode.h"
 
 struct xcs_single_rows {
-  // A character's UTF-8 sequence, and in the last byte the length of that.
+  // The UTF-8 sequence of a character. The last byte is the sequence's length.
   using Sequence = std::array<uint8_t, 4>;
 
   bool latin1;               // each byte is its own UCS-2 value, and the other way round
   uint16_t to_unicode[256];  // "?" where unmapped; in the mixed EBCDIC family the bytes of single-byte mode
-  // The mixed family has no use for the others.
+  // The mixed family does not use the rest.
   Sequence to_utf8[256];
   uint8_t from_unicode[0x10000];
 };
+
+namespace mar::charset {
 
 // True for the kinds that have rows.
 bool has_single_rows(uint16_t kind);
@@ -30,7 +33,7 @@ void prepare_single_rows(const xcs_cs_t& codeset, xcs_single_rows& rows);
 // Readers and writers of a single-byte family: ASCII bypasses the table, or the EBCDIC invariant set does.
 template <bool kAsciiBased>
 struct SingleByte {
-  class Reader : public Side<uint8_t, 1, kAsciiBased> {
+  class Reader : public ConverterSide<uint8_t, 1, kAsciiBased> {
    public:
     explicit Reader(const xcs_cs_t& codeset)
         : row_(codeset.rows->to_unicode), latin1_(codeset.rows->latin1) {}
@@ -47,8 +50,8 @@ struct SingleByte {
     bool latin1_;
   };
 
-  // Reads UTF-8 sequences instead of characters, for SequenceWriter.
-  class SequenceReader : public Side<uint8_t, 1, kAsciiBased> {
+  // Looks up UTF-8 sequences instead of characters, for SequenceWriter.
+  class SequenceReader : public ConverterSide<uint8_t, 1, kAsciiBased> {
    public:
     explicit SequenceReader(const xcs_cs_t& codeset) : row_(codeset.rows->to_utf8) {}
 
@@ -61,7 +64,7 @@ struct SingleByte {
     const xcs_single_rows::Sequence* row_;
   };
 
-  class Writer : public Side<uint8_t, 1, kAsciiBased> {
+  class Writer : public ConverterSide<uint8_t, 1, kAsciiBased> {
    public:
     explicit Writer(const xcs_cs_t& codeset)
         : row_(codeset.rows->from_unicode), latin1_(codeset.rows->latin1) {}
@@ -87,9 +90,10 @@ struct SingleByte {
   };
 };
 
-// Its longest is what one store takes.
-struct SequenceWriter : Side<uint8_t, sizeof(xcs_single_rows::Sequence), true> {
-  static constexpr ptrdiff_t kBehind = 3;
+// Stores all four bytes of a sequence where it may, and counts those in use. So its longest character is one
+// store.
+struct SequenceWriter : ConverterSide<uint8_t, sizeof(xcs_single_rows::Sequence), true> {
+  static constexpr ptrdiff_t kSlack = 3;
 
   template <bool kRoomy>
   static uint8_t* put(uint8_t* out, const uint8_t* end, uint32_t value, const void*) {
@@ -100,3 +104,5 @@ struct SequenceWriter : Side<uint8_t, sizeof(xcs_single_rows::Sequence), true> {
     return out + length;
   }
 };
+
+}  // namespace mar::charset

@@ -1,13 +1,15 @@
-// The loop under all converters: a reader turns input units into characters, a writer turns characters into
-// output units. Each family brings its table side; unicode_text.h brings the UCS-2 and UTF-8 sides.
+// The loop under all converters. A reader turns input units into characters and a writer turns characters
+// into output units. Each codeset family brings its table side, and unicode_text.h brings the UCS-2 and UTF-8
+// sides. docs/converters.md draws the loop and its margins.
 //
-// A reader is a Side of its input's units with
+// A reader is a ConverterSide of its input's units with
 //   longest()      units of its longest character
-//   next<kWhole>   the character at `in`; when kWhole, longest() units are there and no end is looked at
-//   pairs          with kPairUnits: the characters of two UTF-8 bytes at `in`, of 8 bytes
-// A writer is a Side of its output's units with
-//   put<kRoomy>    writes a character and returns the new end, or null if it does not fit; at least one unit
-//                  is free, and kLongest are when kRoomy. `after` points behind the character's input.
+//   next<kWhole>   the character at `in`; when kWhole, longest() units are there and `end` is not looked at
+//   pairs          with kPairUnits: the characters of two UTF-8 bytes in the 8 bytes at `in`
+// A writer is a ConverterSide of its output's units with
+//   put<kRoomy>    writes a character and returns the new end of the output, or null if there is no room.
+//                  At least one unit is free; when kRoomy, kLongest are. `after` points past the input of the
+//                  character.
 //   unit           with kLongest 1: the unit of a character
 //   put_pairs      with kPairUnits: writes all four characters of a word of lanes
 #pragma once
@@ -19,35 +21,39 @@
 #include <cstring>
 #include <type_traits>
 
+#include "charset/convert.h"
 #include "charset/runs.h"
 
-enum ConverterResult : int { kConverted = 0, kOutputFull = 1, kInputCut = 2 };
+namespace mar::charset {
 
 struct Character {
   uint32_t value;
   uint32_t length;  // input units; 0: the input ends inside the character
 };
-constexpr Character kCut = {0, 0};
-constexpr uint32_t kNothing = UINT32_MAX;
+constexpr Character kCutCharacter = {0, 0};
+constexpr uint32_t kNoCharacter = UINT32_MAX;
 
-// What the loop knows of a reader or writer at compile time.
-//   kUnits         units that a character has at most
+// What the loop knows of a reader or a writer at compile time.
+//   kUnits         units of its longest character
 //   kAsciiPasses   units below 0x80 stand for themselves
 template <class UnitType, ptrdiff_t kUnits, bool kAsciiPasses>
-struct Side {
+struct ConverterSide {
   using Unit = UnitType;
   static constexpr ptrdiff_t kLongest = kUnits;
   static constexpr bool kAscii = kAsciiPasses;
-  // Has a shift state that the codeset keeps: state(). A reader's shift units give no character but kNothing.
+
+  // Has a shift state, state(), which the codeset keeps. A reader's shift units are characters of value
+  // kNoCharacter.
   static constexpr bool kShifts = false;
+
   // Has characters from U+10000 up.
   static constexpr bool kSupplementary = false;
 
-  // Units of a character that UTF-8 writes in two bytes, where they are converted several at a time; else 0.
+  // Units of a character that UTF-8 writes in two bytes, where several are converted at a time; else 0.
   static constexpr ptrdiff_t kPairUnits = 0;
 
-  // Units behind a character that a roomy put may overwrite: so many have to follow, and room for them.
-  static constexpr ptrdiff_t kBehind = 0;
+  // Units past a character that a roomy put may overwrite: as many must follow it, and must have room.
+  static constexpr ptrdiff_t kSlack = 0;
 
   // All units below 0x100 stand for themselves.
   static constexpr bool latin1() { return false; }
@@ -55,36 +61,36 @@ struct Side {
   static constexpr ptrdiff_t longest() { return kLongest; }
 };
 
-// One character, which is surely whole and surely fits.
+// Converts one character that is known to be whole and to fit.
 template <class Reader, class Writer>
 inline void roomy_step(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
                        typename Writer::Unit*& out) {
   const Character character = reader.template next<true>(in, nullptr);
   in += character.length;
-  if (Reader::kShifts && character.value == kNothing) return;
+  if (Reader::kShifts && character.value == kNoCharacter) return;
   out = writer.template put<true>(out, nullptr, character.value, in);
 }
 
-// A run of characters that are one unit on both sides. One store takes the place of many: they would be what
-// limits the speed.
+// Converts a run of characters that are one unit on both sides. The units are collected in a register and
+// stored together: with one store a character, the stores would limit the speed, not the table look-ups.
 template <class Reader, class Writer>
 inline void transcode_run(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
                           typename Writer::Unit*& out) {
-  constexpr int kBits = 8 * sizeof(typename Writer::Unit);
-  constexpr int kUnits = 64 / kBits;  // of a store
-  for (int store = 0; store != kRun / kUnits; ++store) {
+  constexpr int kUnitBits = 8 * sizeof(typename Writer::Unit);
+  constexpr int kUnitsPerStore = 64 / kUnitBits;
+  for (int store = 0; store != kRun / kUnitsPerStore; ++store) {
     uint64_t units = 0;
-    for (int i = 0; i != kUnits; ++i) {
+    for (int i = 0; i != kUnitsPerStore; ++i) {
       const uint64_t unit = writer.unit(reader.template next<true>(in + i, nullptr).value);
-      units |= unit << kBits * (std::endian::native == std::endian::little ? i : kUnits - 1 - i);
+      units |= unit << kUnitBits * (std::endian::native == std::endian::little ? i : kUnitsPerStore - 1 - i);
     }
     std::memcpy(out, &units, sizeof units);
-    in += kUnits;
-    out += kUnits;
+    in += kUnitsPerStore;
+    out += kUnitsPerStore;
   }
 }
 
-// A run of ASCII towards a table that has its own idea of it, or as it is.
+// Writes a run of ASCII, as it is or as the writer's table has it.
 template <class Writer, class In>
 inline void put_ascii_run(const Writer& writer, const In* in, typename Writer::Unit* out) {
   if constexpr (Writer::kAscii) {
@@ -94,7 +100,8 @@ inline void put_ascii_run(const Writer& writer, const In* in, typename Writer::U
   }
 }
 
-// The characters of two UTF-8 bytes at the front, four at a time while it lasts. False if there is none.
+// Converts the characters of two UTF-8 bytes at the front, four at a time while there are four. Returns false
+// if there is none.
 template <class Reader, class Writer>
 inline bool transcode_pairs(const Writer& writer, const typename Reader::Unit*& in,
                             const typename Reader::Unit* in_stop, typename Writer::Unit*& out,
@@ -106,26 +113,32 @@ inline bool transcode_pairs(const Writer& writer, const typename Reader::Unit*& 
     in += Pairs::kMost * Reader::kPairUnits;
     out += Pairs::kMost * Writer::kPairUnits;
   }
+  // Fewer than four, or the stop: all four are stored and the output moves past those that count. The next
+  // store replaces the rest.
   writer.put_pairs(out, pairs.units);
   in += pairs.count * Reader::kPairUnits;
   out += pairs.count * Writer::kPairUnits;
   return true;
 }
 
-// Whether ASCII can be converted in runs, where steps of several units would lose time with it.
+// Whether the text is worth searching for runs of ASCII word by word. A reader of one unit a character does
+// better in transcode_blocks, which has no branch for each length of a run.
 template <class Reader, class Writer>
 constexpr bool kHasWords = Reader::kLongest != 1 && Reader::kAscii &&
                            (Writer::kAscii || Writer::kLongest == 1);
 
-// A text that holds runs of ASCII, word by word, until either end is too near. Whole runs and words of lanes
-// are stored even where only their front is wanted, which costs less than a wrong guess at its length; the
-// margins see to it that what comes then takes the rest's place, so that nothing is left behind the text.
+// Converts text with runs of ASCII, word by word, until either end is too near. Whole runs and whole words of
+// lanes are stored even where only their front counts: that costs less than a mispredicted branch on their
+// length. The margins guarantee that as many units follow and that the output has room for them, so that
+// every surplus unit is replaced by a real one and nothing is left past the end of the result.
 template <class Reader, class Writer>
 inline void transcode_words(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
                             const typename Reader::Unit* in_end, typename Writer::Unit*& out,
                             const typename Writer::Unit* out_end) {
   constexpr bool kPairs = Reader::kPairUnits != 0 && Writer::kPairUnits != 0;
-  // A run, and behind it enough for as many units again, with a cut character at the end.
+  // In the input: the run that is loaded, then kRun characters, which write at least a unit each, then one
+  // that may be cut. In the output: the run that is stored, as many units again, and a last character that
+  // may not fit.
   const ptrdiff_t in_margin = kRun + (kRun + 1) * reader.longest();
   constexpr ptrdiff_t kOutMargin = 2 * kRun + Writer::kLongest;
   if (in_end - in < in_margin || out_end - out < kOutMargin) return;
@@ -143,26 +156,32 @@ inline void transcode_words(Reader& reader, Writer& writer, const typename Reade
     if constexpr (kPairs) {
       if (transcode_pairs<Reader>(writer, in, in_stop, out, out_stop)) continue;
     }
+    // Scripts outside ASCII come in runs, too: no look for ASCII until one shows up.
     do {
       roomy_step(reader, writer, in, out);
     } while (*in >= 0x80 && in <= in_stop && out <= out_stop);
   }
 }
 
-// Characters that surely are whole and fit, as long as any does.
+// Converts in blocks of as many characters as are known to be whole and to fit, even if all were the longest.
+// The ends are thus compared once a block and not once a character. Stops where not one character is known to
+// fit.
 template <class Reader, class Writer>
 inline void transcode_blocks(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
                              const typename Reader::Unit* in_end, typename Writer::Unit*& out,
                              const typename Writer::Unit* out_end) {
   constexpr bool kFixedWidth = Reader::kLongest == 1;
   constexpr bool kRuns = Reader::kAscii && Writer::kAscii;
-  const auto others = static_cast<typename Reader::Unit>(reader.latin1() && writer.latin1() ? ~0xFF : ~0x7F);
+  // A unit with one of these bits ends a run that can be copied.
+  const auto stop_bits =
+      static_cast<typename Reader::Unit>(reader.latin1() && writer.latin1() ? ~0xFF : ~0x7F);
   for (;;) {
-    if constexpr (kRuns) copy_runs(others, in, in_end, out, out_end);
-    ptrdiff_t steps = std::min((in_end - in - Writer::kBehind) / reader.longest(),
-                               (out_end - out - Writer::kBehind) / Writer::kLongest);
+    if constexpr (kRuns) copy_runs(stop_bits, in, in_end, out, out_end);
+    ptrdiff_t steps = std::min((in_end - in - Writer::kSlack) / reader.longest(),
+                               (out_end - out - Writer::kSlack) / Writer::kLongest);
     if (steps <= 0) return;
-    if (kRuns && kFixedWidth) steps = std::min(steps, 4 * kRun);  // before the next look out for ASCII
+    // Single-byte text often changes between ASCII and its own script: look again soon for a run to copy.
+    if (kRuns && kFixedWidth) steps = std::min(steps, 4 * kRun);
     if constexpr (!kHasWords<Reader, Writer>) {
       for (; steps >= kRun; steps -= kRun) {
         if constexpr (kFixedWidth && Writer::kLongest == 1) {
@@ -176,32 +195,33 @@ inline void transcode_blocks(Reader& reader, Writer& writer, const typename Read
   }
 }
 
-// The last characters before either end.
+// Converts the last characters before either end, one at a time and with every check. Only here are result
+// codes decided. The room is tested before the input: with no room left, a cut character or a shift unit is
+// XCS_OUTPUT_FULL.
 template <class Reader, class Writer>
 int transcode_end(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
                   const typename Reader::Unit* in_end, typename Writer::Unit*& out,
                   typename Writer::Unit* out_end) {
   while (in != in_end) {
-    if (out == out_end) return kOutputFull;
+    if (out == out_end) return XCS_OUTPUT_FULL;
     const Character character = reader.template next<false>(in, in_end);
-    if (character.length == 0) return kInputCut;
-    if (!Reader::kShifts || character.value != kNothing) {
+    if (character.length == 0) return XCS_INPUT_CUT;
+    if (!Reader::kShifts || character.value != kNoCharacter) {
       auto* const end = writer.template put<false>(out, out_end, character.value, in + character.length);
-      if (end == nullptr) return kOutputFull;
+      if (end == nullptr) return XCS_OUTPUT_FULL;
       out = end;
     }
     in += character.length;
   }
-  return kConverted;
+  return XCS_CONVERTED;
 }
 
 template <class Reader, class Writer>
 int transcode(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
               const typename Reader::Unit* in_end, typename Writer::Unit*& out,
               typename Writer::Unit* out_end) {
-  if (in >= in_end) return kConverted;
-  if (out >= out_end) return kOutputFull;
-  // Most of the text where no result code has to be decided.
+  if (in >= in_end) return XCS_CONVERTED;
+  if (out >= out_end) return XCS_OUTPUT_FULL;
   if constexpr (kHasWords<Reader, Writer>) transcode_words(reader, writer, in, in_end, out, out_end);
   transcode_blocks(reader, writer, in, in_end, out, out_end);
   return transcode_end(reader, writer, in, in_end, out, out_end);
@@ -222,3 +242,5 @@ int transcode_text(Reader& reader, Writer& writer, const InChar** in, const InCh
   *out = reinterpret_cast<OutChar*>(to);
   return result;
 }
+
+}  // namespace mar::charset

@@ -1,20 +1,22 @@
-// The Unicode side of the converters: readers and writers of UCS-2 and UTF-8, and the entry of every member
-// that a table family has. kAllPlanes is for a family that has characters from U+10000 up; the others look
-// at each UCS-2 unit by itself and know no UTF-8 sequences of 4 bytes.
+// The Unicode side of the converters: readers and writers of UCS-2 and UTF-8, and the entry points of the
+// members that a table family has. kAllPlanes is set for families with characters from U+10000 up. The others
+// look at each UCS-2 unit by itself and do not know UTF-8 sequences of 4 bytes.
 #pragma once
 
 #include "charset/codeset.h"
 #include "charset/transcode.h"
 
+namespace mar::charset {
+
 template <bool kAllPlanes>
-struct Ucs2Reader : Side<uint16_t, kAllPlanes ? 2 : 1, true> {
+struct Ucs2Reader : ConverterSide<uint16_t, kAllPlanes ? 2 : 1, true> {
   static constexpr ptrdiff_t kPairUnits = Pairs::kUsed ? 1 : 0;
   static constexpr bool latin1() { return true; }
 
   static Pairs pairs(const uint16_t* in) {
     const uint64_t units = load_word(in);
-    const uint64_t others = (units & in_lanes(0xF800)) | lanes_below(0x80, units & in_lanes(0x07FF));
-    return {units, first_set_byte(others) / 2};
+    const uint64_t no_pairs = (units & in_lanes(0xF800)) | lanes_below(0x80, units & in_lanes(0x07FF));
+    return {units, first_set_byte(no_pairs) / 2};
   }
 
   template <bool kWhole>
@@ -22,24 +24,26 @@ struct Ucs2Reader : Side<uint16_t, kAllPlanes ? 2 : 1, true> {
     const uint32_t unit = in[0];
     if (!kAllPlanes || (unit & 0xF800) != 0xD800) return {unit, 1};
     if (unit >= 0xDC00) return {'?', 1};
-    if (!kWhole && end - in < 2) return kCut;
+    if (!kWhole && end - in < 2) return kCutCharacter;
     const uint32_t low = in[1];
-    if ((low & 0xFC00) != 0xDC00) return {'?', 2};  // takes the stray neighbour with it
+    if ((low & 0xFC00) != 0xDC00)
+      return {'?', 2};  // Kept as is: the unit after a lone high surrogate is lost, too.
     return {0x10000 + ((unit & 0x3FF) << 10 | (low & 0x3FF)), 2};
   }
 };
 
-// Following bytes are not checked and overlong forms pass; only what cannot lead a sequence gives "?".
+// Following bytes are not checked and overlong forms pass. Only a byte that cannot lead a sequence becomes
+// "?".
 template <bool kAllPlanes>
-struct Utf8Reader : Side<uint8_t, kAllPlanes ? 4 : 3, true> {
+struct Utf8Reader : ConverterSide<uint8_t, kAllPlanes ? 4 : 3, true> {
   static constexpr ptrdiff_t kPairUnits = Pairs::kUsed ? 2 : 0;
 
   static Pairs pairs(const uint8_t* in) {
     const uint64_t sequences = load_word(in);
-    const uint64_t others = ((sequences & in_lanes(0xE0)) ^ in_lanes(0xC0)) |
-                            lanes_below(0x02, sequences & in_lanes(0x1F));  // overlong
+    const uint64_t no_pairs = ((sequences & in_lanes(0xE0)) ^ in_lanes(0xC0)) |
+                              lanes_below(0x02, sequences & in_lanes(0x1F));  // overlong
     const uint64_t units = (sequences & in_lanes(0x1F)) << 6 | (sequences >> 8 & in_lanes(0x3F));
-    return {units, first_set_byte(others) / 2};
+    return {units, first_set_byte(no_pairs) / 2};
   }
 
   template <bool kWhole>
@@ -48,12 +52,13 @@ struct Utf8Reader : Side<uint8_t, kAllPlanes ? 4 : 3, true> {
     if (lead < 0x80) return {lead, 1};
     if (lead < 0xC0 || (kAllPlanes && lead >= 0xF8)) return {'?', 1};
     const ptrdiff_t left = kWhole ? Utf8Reader::longest() : end - in;
-    if (lead < 0xE0) return left < 2 ? kCut : Character{(lead & 0x1F) << 6 | low6(in[1]), 2};
+    if (lead < 0xE0) return left < 2 ? kCutCharacter : Character{(lead & 0x1F) << 6 | low6(in[1]), 2};
     if (!kAllPlanes || lead < 0xF0) {
-      // Without 4-byte sequences every lead from 0xE0 up starts three bytes: the low 16 bits of their value.
-      return left < 3 ? kCut : Character{(lead & 0x0F) << 12 | low6(in[1]) << 6 | low6(in[2]), 3};
+      // Kept as is: without 4-byte sequences every lead from 0xE0 up starts three bytes, of whose value the
+      // low 16 bits count.
+      return left < 3 ? kCutCharacter : Character{(lead & 0x0F) << 12 | low6(in[1]) << 6 | low6(in[2]), 3};
     }
-    if (left < 4) return kCut;
+    if (left < 4) return kCutCharacter;
     return {(lead & 0x07) << 18 | low6(in[1]) << 12 | low6(in[2]) << 6 | low6(in[3]), 4};
   }
 
@@ -62,7 +67,7 @@ struct Utf8Reader : Side<uint8_t, kAllPlanes ? 4 : 3, true> {
 };
 
 template <bool kAllPlanes>
-struct Ucs2Writer : Side<uint16_t, kAllPlanes ? 2 : 1, true> {
+struct Ucs2Writer : ConverterSide<uint16_t, kAllPlanes ? 2 : 1, true> {
   static constexpr ptrdiff_t kPairUnits = 1;
   static constexpr bool latin1() { return true; }
   static void put_pairs(uint16_t* out, uint64_t units) { std::memcpy(out, &units, sizeof units); }
@@ -83,7 +88,7 @@ struct Ucs2Writer : Side<uint16_t, kAllPlanes ? 2 : 1, true> {
 };
 
 template <bool kAllPlanes>
-struct Utf8Writer : Side<uint8_t, kAllPlanes ? 4 : 3, true> {
+struct Utf8Writer : ConverterSide<uint8_t, kAllPlanes ? 4 : 3, true> {
   static constexpr ptrdiff_t kPairUnits = 2;
 
   static void put_pairs(uint8_t* out, uint64_t units) {
@@ -129,22 +134,22 @@ using UnicodeReader = std::conditional_t<sizeof(Char) == 2, Ucs2Reader<kAllPlane
 template <class Char, bool kAllPlanes>
 using UnicodeWriter = std::conditional_t<sizeof(Char) == 2, Ucs2Writer<kAllPlanes>, Utf8Writer<kAllPlanes>>;
 
-// A null input asks for a reset of the state instead of a conversion.
+// A null input asks for a reset of the shift state instead of a conversion.
 template <class Char>
 inline bool is_reset(const Char* const* in) {
   return in == nullptr || *in == nullptr;
 }
 
-// Entries of the members. A family's reader and writer are built from the codeset; with kShifts they also
-// have state(), the shift state to keep. They come for verified and for unverified images, Decoder<true> and
-// <false>, or as one class where nothing depends on that. The entries for such pairs are static: GCC 12 gives
-// weak external symbols to what is instantiated for a template from an anonymous namespace, so that families
-// with equal names would call each other's.
+// Entry points of the members. A family's reader and writer are built from the codeset; with kShifts they
+// also have state(), the shift state to keep. They come in two versions, Decoder<true> for verified tables
+// and Decoder<false> for the rest, or as one class if nothing depends on that. The entry points of such pairs
+// are static: GCC 12 emits a template that is instantiated for one from an anonymous namespace as a weak
+// external symbol, so families whose classes have equal names would call each other's.
 template <class Decoder, class Writer, class OutChar>
 int decode(xcs_cs_t* codeset, const char** in, const char* in_end, OutChar** out, OutChar* out_end) {
   if (is_reset(in)) {
     codeset->to_state = 0;
-    return kConverted;
+    return XCS_CONVERTED;
   }
   Decoder decoder(*codeset);
   Writer writer;
@@ -170,7 +175,7 @@ template <class Encoder, class InChar>
 int from_unicode(xcs_cs_t* codeset, const InChar** in, const InChar* in_end, char** out, char* out_end) {
   if (is_reset(in)) {
     codeset->from_state = 0;
-    return kConverted;
+    return XCS_CONVERTED;
   }
   UnicodeReader<InChar, Encoder::kSupplementary> reader;
   Encoder encoder(*codeset);
@@ -185,3 +190,5 @@ static int from_unicode(xcs_cs_t* codeset, const InChar** in, const InChar* in_e
   return codeset->verified != 0 ? from_unicode<Encoder<true>>(codeset, in, in_end, out, out_end)
                                 : from_unicode<Encoder<false>>(codeset, in, in_end, out, out_end);
 }
+
+}  // namespace mar::charset

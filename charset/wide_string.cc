@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+namespace mar::charset {
 namespace {
 
 bool is_in(uint16_t unit, const uint16_t* set) {
@@ -12,6 +13,9 @@ bool is_in(uint16_t unit, const uint16_t* set) {
 }
 
 }  // namespace
+}  // namespace mar::charset
+
+using namespace mar::charset;
 
 uint32_t xcs_wcslen(const uint16_t* s) { return xcs_wcsnlen(s, UINT32_MAX); }
 

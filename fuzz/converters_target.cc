@@ -6,7 +6,6 @@
 #include <memory>
 
 #include "charset/convert.h"
-#include "charset/transcode.h"
 #include "fuzz/target.h"
 #include "tests/support/files.h"
 
@@ -54,15 +53,16 @@ Result<Out> convert(Convert call, xcs_cs_t* codeset, const std::basic_string<In>
     check(to >= out_start && to == out_start + size - room, "the output's pointer");
     result.out.append(out_start, to);
     result.consumed = end - left;
-    if (result.code == kOutputFull) {
+    if (result.code == XCS_OUTPUT_FULL) {
       const bool got_on = from != in_start || to != out_start;
       check(got_on || size < kLongestOutput, "no character is longer");
       size = got_on ? pieces.room : size + 1;
       continue;
     }
-    check(result.code == kConverted ? left == 0 : result.code == kInputCut && left != 0, "the result code");
+    check(result.code == XCS_CONVERTED ? left == 0 : result.code == XCS_INPUT_CUT && left != 0,
+          "the result code");
     if (end == in.size()) break;
-    end = result.code == kInputCut ? in.size() : std::min(end + pieces.piece, in.size());
+    end = result.code == XCS_INPUT_CUT ? in.size() : std::min(end + pieces.piece, in.size());
   }
   result.from_state = codeset->from_state;
   result.to_state = codeset->to_state;
@@ -84,7 +84,7 @@ void agree(Convert call, xcs_cs_t* codeset, const std::string& text, const Piece
     codeset->verified = reader;
     check(run(pieces) == whole, "pieces give the whole");
   }
-  check(call(codeset, nullptr, nullptr, nullptr, nullptr) <= kOutputFull, "the end of the text");
+  check(call(codeset, nullptr, nullptr, nullptr, nullptr) <= XCS_OUTPUT_FULL, "the end of the text");
 }
 
 // Takes an input apart from its front; past its end all is zero.

@@ -49,7 +49,8 @@ class MessageText {
     const uint32_t size = length + 2;
     const std::unique_ptr<char[]> text(new (std::nothrow) char[size]);
     if (text == nullptr) return false;
-    xcs_cs_t codeset = *codeset_or_default(xcs_get_def_cs());  // the copy keeps our shift state to ourselves
+    xcs_cs_t codeset =
+        *mar::charset::codeset_or_default(xcs_get_def_cs());  // the copy keeps our shift state to ourselves
     codeset.from_state = 0;
     char* end = text.get();
     uint32_t left = size;

@@ -35,7 +35,7 @@ void free_quietly(void* block) {
 // Whether a UTF-8 text is its own local form: ASCII is, in every codeset but the EBCDIC ones. Nearly every
 // name is that simple, and each line of the engine log asks for its file twice.
 bool is_local_already(const char* utf8) {
-  const uint16_t kind = codeset_or_default(local_cs)->kind;
+  const uint16_t kind = mar::charset::codeset_or_default(local_cs)->kind;
   if (kind == XCS_KIND_EBCDIC_SBCS || kind == XCS_KIND_EBCDIC_DBCS) return false;
   while (*utf8 != '\0' && (*utf8 & 0x80) == 0) ++utf8;
   return *utf8 == '\0';
@@ -109,7 +109,7 @@ xcs_cs_t* local_cs = nullptr;
 void init_cs_to_utf8() {
   if (local_cs != nullptr) return;
   xcs_init();
-  codeset_freed = forget_local_cs;
+  mar::charset::codeset_freed = forget_local_cs;
   local_cs = xcs_get_def_cs();
   xcs_cs_t* utf8 = xcs_cs_new("UTF8");
   xcs_set_def_cs(utf8 != nullptr ? utf8 : utf8_cs);

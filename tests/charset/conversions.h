@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 
 #include "charset/convert.h"
-#include "charset/transcode.h"
 #include "tests/charset/table_images.h"
 
 namespace mar {

@@ -26,7 +26,7 @@ void expect_to_survive(xcs_cs_t* codeset, const InText<D>& in) {
     const int result = D::convert(codeset, &from, &in_left, &to, &out_left);
     ASSERT_EQ(from, in.data() + in.size() - in_left);
     ASSERT_EQ(to, out.end() - out_left);
-    if (result == kInputCut) break;
+    if (result == XCS_INPUT_CUT) break;
     ASSERT_LT(in_left, before);
   }
   D::convert(codeset, nullptr, nullptr, nullptr, nullptr);

@@ -75,15 +75,15 @@ OutText<D> in_pieces(xcs_cs_t* codeset, const InText<D>& in, size_t cut, size_t 
     if (calls > 4 * in.size() + 40) return {};
     const auto* const before = from;
     const int result = call(false, size);
-    if (result == kOutputFull) {
+    if (result == XCS_OUTPUT_FULL) {
       size = from == before ? size + 1 : room;
     } else {
-      EXPECT_EQ(result == kInputCut, from != piece_end);
-      EXPECT_TRUE(result != kInputCut || piece_end != end);
+      EXPECT_EQ(result == XCS_INPUT_CUT, from != piece_end);
+      EXPECT_TRUE(result != XCS_INPUT_CUT || piece_end != end);
       piece_end = end;
     }
   }
-  while (call(true, size) == kOutputFull) ++size;
+  while (call(true, size) == XCS_OUTPUT_FULL) ++size;
   return all;
 }
 
@@ -173,7 +173,7 @@ void expect_cut(const Family& family, xcs_cs_t* codeset, const InText<D>& charac
     typename D::Out out[16];
     auto* to = out;
     uint32_t out_left = 16;
-    EXPECT_EQ(D::convert(codeset, &from, &in_left, &to, &out_left), kInputCut) << family.name;
+    EXPECT_EQ(D::convert(codeset, &from, &in_left, &to, &out_left), XCS_INPUT_CUT) << family.name;
     EXPECT_TRUE(in_left == length && out_left == 16) << family.name;
   }
 }

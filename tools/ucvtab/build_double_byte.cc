@@ -1,12 +1,12 @@
 // Kinds 2 and 4: a row of 256 characters for the single bytes and one for each lead byte, pages of 256 codes.
-#include "charset/table.h"
+#include "charset/table_layout.h"
 #include "tools/ucvtab/shift.h"
 #include "tools/ucvtab/table_writer.h"
 
 namespace ucvtab {
 namespace {
 
-constexpr unsigned kClassInvalid = 0, kClassSingle = 1, kClassLead = 2;
+using namespace table_layout;
 
 std::vector<uint16_t> decode_row(const Codeset& codeset, const Code& prefix) {
   std::vector<uint16_t> row(256, kUnmapped);
@@ -75,7 +75,7 @@ void build_double_byte(TableWriter& writer) {
     writer.set_byte(byte,
                     lead             ? kClassLead
                     : mixed || alone ? kClassSingle
-                                     : kClassInvalid,
+                                     : kClassNone,
                     lead ? writer.add_block(decode_row(codeset, single(byte))) : single_row);
   }
   for (unsigned high = 0; high < 256; ++high) {

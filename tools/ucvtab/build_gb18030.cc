@@ -5,7 +5,7 @@
 // in one range: a walk over many short ranges there would cost more time than the lists cost space.
 #include <algorithm>
 
-#include "charset/table.h"
+#include "charset/table_layout.h"
 #include "tools/ucvtab/gb18030.h"
 #include "tools/ucvtab/table_writer.h"
 
@@ -15,7 +15,6 @@ namespace {
 using namespace table_layout;
 
 constexpr unsigned kKeys = 0x10000;
-constexpr unsigned kTypeSingle = 0, kTypeList = 1, kTypeArithmetic = 2;
 
 struct Range {
   unsigned start, end, type, value;
@@ -38,7 +37,7 @@ void add_list(Direction& direction, const std::vector<uint16_t>& values, unsigne
   while (end > start && values[end - 1] == kUnmapped) --end;
   while (end > start && values[start] == kUnmapped) ++start;
   if (end == start) return;
-  direction.ranges.push_back({start, end - 1, kTypeList, static_cast<unsigned>(direction.values.size())});
+  direction.ranges.push_back({start, end - 1, kListRange, static_cast<unsigned>(direction.values.size())});
   direction.values.insert(direction.values.end(), values.begin() + start, values.begin() + end);
 }
 
@@ -55,7 +54,7 @@ void cut_into_ranges(Direction& direction, const std::vector<uint16_t>& values, 
     }
     add_list(direction, values, list_start, key);
     if (values[key] != kUnmapped) {
-      direction.ranges.push_back({key, key + run - 1, kTypeArithmetic, values[key]});
+      direction.ranges.push_back({key, key + run - 1, kArithmeticRange, values[key]});
     }
     list_start = key += run;
   }
@@ -66,7 +65,7 @@ void cut_into_ranges(Direction& direction, const std::vector<uint16_t>& values, 
 // walk.
 void add_stop(Direction& direction) {
   if (direction.ranges.empty() || direction.ranges.back().end < 0xFFFF) {
-    direction.ranges.push_back({0xFFFF, 0xFFFF, kTypeArithmetic, kUnmapped});
+    direction.ranges.push_back({0xFFFF, 0xFFFF, kArithmeticRange, kUnmapped});
   }
 }
 
@@ -80,9 +79,9 @@ Direction from_direction(const Codeset& codeset) {
     indices[unit] = static_cast<uint16_t>(index);
   }
   Direction direction;
-  direction.ranges.push_back({0, 0x7F, kTypeSingle, 0});
+  direction.ranges.push_back({0, 0x7F, kSingleByteRange, 0});
   cut_into_ranges(direction, indices, 0x80, codeset.min_run,
-                  [&](unsigned unit) { return indices[unit] < kFirstFourByteIndex; });
+                  [&](unsigned unit) { return indices[unit] < kGbFirstFourByte; });
   add_stop(direction);
   return direction;
 }
@@ -95,8 +94,8 @@ Direction to_direction(const Codeset& codeset) {
     units[index] = unit;
   }
   Direction direction;
-  add_list(direction, units, 1, kFirstFourByteIndex);
-  cut_into_ranges(direction, units, kFirstFourByteIndex, codeset.min_run, [](unsigned) { return false; });
+  add_list(direction, units, 1, kGbFirstFourByte);
+  cut_into_ranges(direction, units, kGbFirstFourByte, codeset.min_run, [](unsigned) { return false; });
   add_stop(direction);
   return direction;
 }

@@ -1,15 +1,13 @@
 // Kind 3: a trie of nodes towards Unicode; pages of (prefix number, value) and prefix records back.
 #include <algorithm>
 
-#include "charset/table.h"
+#include "charset/table_layout.h"
 #include "tools/ucvtab/table_writer.h"
 
 namespace ucvtab {
 namespace {
 
 using namespace table_layout;
-
-constexpr unsigned kClassSingle = 1;
 
 // Code length that each lead byte starts: 0 for bytes that start nothing, 2 for leads without assigned codes.
 std::array<unsigned, 256> code_length_by_lead(const Codeset& codeset) {
@@ -119,7 +117,7 @@ void build_multi_byte(TableWriter& writer) {
     } else if (lengths[byte] != 0) {
       writer.set_byte(byte, lengths[byte], add_node(writer, single(byte), lengths[byte]));
     } else {
-      writer.set_byte(byte, kInvalidLead, kUnmapped);
+      writer.set_byte(byte, kClassInvalid, kUnmapped);
     }
   }
   for (unsigned high = 0; high < 256; ++high) {

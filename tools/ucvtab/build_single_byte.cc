@@ -1,5 +1,5 @@
 // Kinds 1 and 8: the per-byte entries hold the characters, pages of 256 bytes hold the way back.
-#include "charset/table.h"
+#include "charset/table_layout.h"
 #include "tools/ucvtab/table_writer.h"
 
 namespace ucvtab {

@@ -9,6 +9,8 @@
 namespace ucvtab {
 namespace {
 
+using namespace mar::charset;
+
 template <class Number>
 bool parse_hex(std::string_view digits, Number& out) {
   const char* end = digits.data() + digits.size();

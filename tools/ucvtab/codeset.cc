@@ -2,7 +2,7 @@
 
 #include "charset/ascii.h"
 #include "charset/ebcdic_1047.h"
-#include "charset/table.h"
+#include "charset/table_layout.h"
 #include "tools/ucvtab/failure.h"
 
 namespace ucvtab {

@@ -16,6 +16,8 @@
 
 namespace ucvtab {
 
+using namespace mar::charset;
+
 // The kinds that have tables.
 enum Kind : uint16_t {
   kSingleByte = XCS_KIND_ASCII_SBCS,

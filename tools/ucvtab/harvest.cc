@@ -1,6 +1,6 @@
 #include "tools/ucvtab/harvest.h"
 
-#include "charset/table.h"
+#include "charset/table_layout.h"
 #include "tools/ucvtab/failure.h"
 #include "tools/ucvtab/text_format.h"
 

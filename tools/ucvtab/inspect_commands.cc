@@ -3,7 +3,7 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "charset/table.h"
+#include "charset/table_layout.h"
 #include "tools/ucvtab/commands.h"
 #include "tools/ucvtab/compare.h"
 #include "tools/ucvtab/harvest.h"

@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "charset/table_layout.h"
 #include "tools/ucvtab/code.h"
 
 namespace ucvtab {
@@ -10,8 +11,7 @@ namespace ucvtab {
 constexpr char kShiftOut = 0x0E;
 constexpr char kShiftIn = 0x0F;
 
-// Any other byte is a single one even behind a shift-out.
-inline bool is_mixed_lead(unsigned byte) { return byte >= 0x40 && byte <= 0xFE; }
+using mar::charset::table_layout::is_mixed_lead;
 
 inline std::string with_shifts(const Code& code) {
   if (code.length < 2) return std::string(code.view());

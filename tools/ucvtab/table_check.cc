@@ -48,14 +48,13 @@ class Checker {
     const Kind kind = codeset_.kind;
     if (kind == kDoubleByte) require(byte_class <= 2, name + " has a class above 2");
     if (kind == kMultiByte && byte >= 0x80) {
-      const bool known = byte_class == kInvalidLead || (byte_class >= 1 && byte_class <= Code::kMaxLength);
+      const bool known = byte_class == kClassInvalid || (byte_class >= 1 && byte_class <= Code::kMaxLength);
       require(known, name + " has a bad class");
     }
     // The converters never look these up, but a table that says otherwise was made for something else.
     const auto fixed = fixed_decode(kind, static_cast<uint8_t>(byte));
     if (!fixed || kind == kGb18030) return;
-    const uint16_t held =
-        max_code_length(kind) == 2 ? view_.u16(4ull * view_.byte_entry(0) + 2 * byte) : entry;
+    const uint16_t held = max_code_length(kind) == 2 ? view_.u16(view_.row(0) + 2 * byte) : entry;
     require(held == *fixed, name + " is not " + to_text(*fixed));
   }
 

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <set>
 
+#include "charset/table.h"
 #include "tools/ucvtab/failure.h"
 
 namespace ucvtab {

@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <string>
 
-#include "charset/table.h"
+#include "charset/table_view.h"
 #include "tools/ucvtab/codeset.h"
 #include "tools/ucvtab/files.h"
 

@@ -3,7 +3,7 @@
 #include <charconv>
 #include <sstream>
 
-#include "charset/table.h"
+#include "charset/table_layout.h"
 #include "tools/ucvtab/failure.h"
 #include "tools/ucvtab/files.h"
 

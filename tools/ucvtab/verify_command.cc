@@ -7,7 +7,7 @@
 #include <sstream>
 #include <tuple>
 
-#include "charset/table.h"
+#include "charset/table_layout.h"
 #include "tools/ucvtab/commands.h"
 #include "tools/ucvtab/files.h"
 #include "tools/ucvtab/gb18030.h"
