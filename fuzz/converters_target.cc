@@ -1,5 +1,5 @@
-// The converters on a real table of each kind with the input's changes: text at once, text in pieces, and
-// with the other of the checked and the unchecked readers must all agree. TABLES is the directory of the
+// The converters on a real table of each kind, changed as the input says. Text at once and text in pieces,
+// with checked and with unchecked readers, must all have the same result. TABLES is the directory of the
 // tables.
 #include <algorithm>
 #include <map>
@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* kTables[] = {"ISO88597", "CP037", "BIG5",    "TCVN57121", "CP1255",
                                    "EUCJP",    "CP939", "GB18030", "UTF8"};
-constexpr size_t kLongestOutput = 16;  // units that one unit of input can give
+constexpr size_t kLongestOutput = 16;  // units that one unit of input can become
 
 template <class Out>
 struct Result {
@@ -32,7 +32,7 @@ struct Pieces {
   uint8_t state;
 };
 
-// Converts `in` in pieces, into outputs that end where the heap block ends; a call that got nowhere is
+// Converts `in` in pieces, into outputs that end where the heap block ends. A call that made no progress is
 // repeated with more room.
 template <class In, class Out, class Convert>
 Result<Out> convert(Convert call, xcs_cs_t* codeset, const std::basic_string<In>& in, const Pieces& pieces) {
@@ -54,9 +54,9 @@ Result<Out> convert(Convert call, xcs_cs_t* codeset, const std::basic_string<In>
     result.out.append(out_start, to);
     result.consumed = end - left;
     if (result.code == XCS_OUTPUT_FULL) {
-      const bool got_on = from != in_start || to != out_start;
-      check(got_on || size < kLongestOutput, "no character is longer");
-      size = got_on ? pieces.room : size + 1;
+      const bool progressed = from != in_start || to != out_start;
+      check(progressed || size < kLongestOutput, "no character is longer");
+      size = progressed ? pieces.room : size + 1;
       continue;
     }
     check(result.code == XCS_CONVERTED ? left == 0 : result.code == XCS_INPUT_CUT && left != 0,
@@ -69,7 +69,7 @@ Result<Out> convert(Convert call, xcs_cs_t* codeset, const std::basic_string<In>
   return result;
 }
 
-// `text` as In units by `call`: at once, and in pieces with each kind of reader.
+// Converts `text`, taken as In units, by `call`: at once, and in pieces with each kind of reader.
 template <class In, class Out, class Convert>
 void agree(Convert call, xcs_cs_t* codeset, const std::string& text, const Pieces& pieces) {
   std::basic_string<In> in(text.size() / sizeof(In), 0);
@@ -87,7 +87,7 @@ void agree(Convert call, xcs_cs_t* codeset, const std::string& text, const Piece
   check(call(codeset, nullptr, nullptr, nullptr, nullptr) <= XCS_OUTPUT_FULL, "the end of the text");
 }
 
-// Takes an input apart from its front; past its end all is zero.
+// Takes an input apart from its front. Past its end everything is zero.
 struct Input {
   template <class T>
   T take() {
@@ -100,7 +100,7 @@ struct Input {
   std::string text;
 };
 
-// The table of `name` with the changes of the input, in a block of just its size.
+// The table of `name` with the input's changes, in a heap block of exactly its size.
 xcs_cs_t* changed_codeset(const std::string& name, Input& input) {
   static const MemoryFile file;
   static std::map<std::string, std::string> images;

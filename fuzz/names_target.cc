@@ -1,5 +1,6 @@
-// Any bytes as the aliases file and as a redirect file: a line with the name to look up, a byte with the room
-// for its answer, then the file, which is both. The redirects may lead to a table, to themselves or nowhere.
+// Any bytes as the aliases file and as a redirect file. The input is a line with the name to look up, a byte
+// with the room for the answer, and the content of the file that serves as both. Redirects may lead to a
+// table, to themselves or nowhere.
 #include <filesystem>
 
 #include "charset/aliases.h"
@@ -39,8 +40,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   directory.file.fill(input.substr(name_end + 2));
 
   std::string answer(room, 'x');
-  check(get_table_name(name.c_str(), answer.data(), room) == (room == 0 ? 1 : 0), "no room at all is told");
-  check(room == 0 || answer.find('\0') != std::string::npos, "the answer has its end");
+  check(get_table_name(name.c_str(), answer.data(), room) == (room == 0 ? 1 : 0),
+        "no room at all is reported");
+  check(room == 0 || answer.find('\0') != std::string::npos, "the answer is terminated");
   for (const char* wanted : {name.c_str(), "REDIRECT"}) {
     xcs_cs_t* codeset = xcs_cs_new(wanted);
     check(codeset == nullptr || std::strlen(xcs_get_cs_name(codeset)) <= 32, "a codeset has a name");

@@ -1,5 +1,5 @@
-// main() of the replay programs: runs the target on every file, and on every file of every directory, that
-// the command line names. A finding ends the process.
+// main() of the replay programs. Runs the target on every file that the command line names, and on every file
+// of every directory. A finding ends the process.
 #include <algorithm>
 #include <filesystem>
 #include <vector>
@@ -23,5 +23,5 @@ int main(int argc, char** argv) {
     std::fflush(stdout);
     LLVMFuzzerTestOneInput(reinterpret_cast<const uint8_t*>(content.data()), content.size());
   }
-  return files.empty() ? 1 : 0;  // nothing replayed is no success
+  return files.empty() ? 1 : 0;  // a run without any input is a failure
 }

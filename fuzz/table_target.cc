@@ -1,4 +1,4 @@
-// Any bytes as a table file: it loads or not, and what loads converts some text and goes.
+// Any bytes as a table file. If it loads, it converts some text.
 #include "charset/convert.h"
 #include "fuzz/target.h"
 
@@ -28,10 +28,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   uint32_t table_size;
   check(is_table && std::memcmp(xcs_cs_table(codeset, &table_size), data, size) == 0 && table_size == size,
         "the image is the file");
-  check(std::strlen(xcs_get_cs_name(codeset)) <= 32, "a name has its end");
+  check(std::strlen(xcs_get_cs_name(codeset)) <= 32, "the name is terminated");
 
   constexpr auto kLength = static_cast<int>(kProbeBytes);
-  uint16_t units[kProbeBytes + 1] = {};  // one readable unit behind the text
+  uint16_t units[kProbeBytes + 1] = {};  // one readable unit past the text
   char utf8[3 * kProbeBytes];
   char back[16 * kProbeBytes];
   const auto units_written = xcs_to_ucs2(codeset, text.data(), kLength, units, kProbeBytes);

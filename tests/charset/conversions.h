@@ -32,8 +32,8 @@ struct Converted {
   bool operator==(const Converted&) const = default;
 };
 
-// Converts `in` with room for `room` units, continuing in the codeset's state; without an input, ends the
-// text. The string's own terminator is the readable unit behind the input.
+// Converts `in` with room for `room` units, continuing in the codeset's state. With `end`, ends the text
+// instead. The string's own terminator is the readable unit past the input.
 template <class D>
 Converted<D> convert(xcs_cs_t* codeset, const InText<D>& in, size_t room = 1000, bool end = false) {
   OutText<D> out(room, 0);

@@ -127,7 +127,7 @@ TEST(HostileTable, TheImageEndIsExact) {
   }
 }
 
-// One image each with a single lie; the answer is told, not only survived.
+// Images with a single lie each, which must not only be survived but have the right answer.
 TEST(HostileTable, LiesReadAsUnmapped) {
   const auto with = [&](std::string_view name, size_t offset, std::string_view bytes) {
     Bytes image = family(name).image;
@@ -183,7 +183,7 @@ TEST(HostileTable, LiesReadAsUnmapped) {
   EXPECT_EQ(convert<FromUcs2>(gb_with_entry({0x80, 0x80, 1, 0}).get(), units(u"\u0080")).out, "\x81\x46");
 }
 
-// Ranges that overlap: towards the codeset the first one holds, away from it the last, whatever was asked
+// Of ranges that overlap, the first answers when encoding and the last when decoding, whatever was asked
 // before.
 TEST(HostileTable, OverlappingRangesKeepTheirOrder) {
   const std::vector<GbRange> ranges = {{0x80, 0x90, 2, 1}, {0x84, 0x88, 2, 0x100}, {0x86, 0x86, 2, 0x200}};

@@ -1,4 +1,4 @@
-// Text in pieces gives what it gives at once, wherever the input is cut and however little room there is,
+// Text in pieces converts to the same as at once, wherever the input is cut and however little room there is,
 // with checked and unchecked readers alike. All families, all directions.
 #include <gtest/gtest.h>
 
@@ -67,7 +67,7 @@ OutText<D> in_pieces(xcs_cs_t* codeset, const InText<D>& in, size_t cut, size_t 
     auto out_left = static_cast<uint32_t>(size);
     const int result = D::convert(codeset, flush ? nullptr : &from, &in_left, &to, &out_left);
     all.append(buffer.end() - size, to);
-    EXPECT_EQ(std::count(to, buffer.end(), kUntouched), buffer.end() - to) << "written behind the text";
+    EXPECT_EQ(std::count(to, buffer.end(), kUntouched), buffer.end() - to) << "written past the text";
     return result;
   };
   size_t size = room;
@@ -164,9 +164,10 @@ TEST(Streaming, PiecesOfAnythingGiveTheWhole) {
 // Every proper prefix of a character, ending at an unreadable page, is a cut input of which nothing is
 // consumed.
 template <class D>
-void expect_cut(const Family& family, xcs_cs_t* codeset, const InText<D>& character, size_t readable_behind) {
+void expect_cut(const Family& family, xcs_cs_t* codeset, const InText<D>& character,
+                size_t readable_past_end) {
   for (size_t length = 1; length < character.size(); ++length) {
-    const GuardedBuffer<typename D::In> in(length + readable_behind);
+    const GuardedBuffer<typename D::In> in(length + readable_past_end);
     std::copy_n(character.data(), length, in.begin());
     const auto* from = const_cast<const typename D::In*>(in.begin());
     auto in_left = static_cast<uint32_t>(length);

@@ -11,7 +11,7 @@ namespace mar {
 
 namespace {
 
-// Runs `call` on a buffer that holds `start` with "#" behind it; `shown` units of the result.
+// Runs `call` on a buffer that holds `start` and then "#". Returns `shown` units of the result.
 template <class Call>
 Units after(std::u16string_view start, size_t shown, Call call) {
   Units room = units(start) + Units(1, 0) + Units(12, '#');
@@ -120,7 +120,7 @@ TEST(Multibyte, StringsOfUnits) {
     Units in;
     uint32_t size;
     long want;
-    Bytes bytes;  // with what must stay untouched behind it
+    Bytes bytes;  // and what must stay untouched after it
     long count;
   } rows[] = {
       {"with terminator", "UTF8", {'a', 0xE9}, 4, 3, {"a\xC3\xA9\0#", 5}, 3},
