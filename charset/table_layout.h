@@ -60,7 +60,7 @@ enum ByteClass : uint8_t { kClassNone = 0, kClassSingle = 1, kClassLead = 2, kCl
 
 // In mixed EBCDIC these bytes start a pair, whatever their class. All others stand alone even in double-byte
 // mode.
-constexpr bool is_mixed_lead(uint32_t byte) { return byte >= 0x40 && byte <= 0xFE; }
+constexpr bool is_mixed_lead(uint8_t byte) { return byte >= 0x40 && byte <= 0xFE; }
 
 // A node of the multi-byte trie: u16 count, u16 first byte, then one u16 child for each byte.
 constexpr uint32_t kNodeHeaderBytes = 4;

@@ -22,42 +22,61 @@ inline T load(const uint8_t* at) {
 // A table value as the character that decoding returns.
 constexpr uint16_t mapped(uint16_t value) { return value == kUnmapped ? uint16_t{'?'} : value; }
 
-// Offsets are in bytes from the start of the file, in 64 bits: no number in a file can make them wrap.
+// A part of the file. Offsets and sizes are in bytes, in 64 bits: no number in a file can make them wrap.
 template <bool kVerified>
-class TableView {
+class FilePart {
  public:
-  explicit TableView(const xcs_cs_t& codeset)
-      : image_(codeset.table),
-        size_(codeset.table_size),
-        data_(load<uint32_t>(codeset.table + table_layout::kDataOffset)) {}
-
-  // The header's own fields lie in every table file.
-  uint16_t byte_entry(uint8_t byte) const {
-    return load<uint16_t>(image_ + table_layout::kByteEntries + 2u * byte);
-  }
-  uint8_t byte_class(uint8_t byte) const { return image_[table_layout::kByteClasses + byte]; }
-  uint8_t substitute_byte() const { return image_[table_layout::kSubstituteByte]; }
-  uint16_t substitute_source() const { return load<uint16_t>(image_ + table_layout::kSubstituteSource); }
-
-  // Offsets of what the header and the data region refer to. They may lie outside.
-  uint64_t data() const { return data_; }
-  uint64_t page(uint32_t unit) const {
-    return data_ + 4ull * load<uint16_t>(image_ + table_layout::kPageIndex + 2 * (unit >> 8));
-  }
-  uint64_t row(uint8_t byte) const { return data_ + 4ull * byte_entry(byte); }
-  uint64_t prefix_record(uint16_t number) const {
-    return data_ + uint64_t{table_layout::kPrefixRecordBytes} * number;
-  }
+  FilePart(const uint8_t* start, uint64_t size) : start_(start), size_(size) {}
 
   bool holds(uint64_t offset, uint64_t size_bytes) const { return kVerified || offset + size_bytes <= size_; }
-  const uint8_t* at(uint64_t offset) const { return image_ + offset; }
+  const uint8_t* at(uint64_t offset) const { return start_ + offset; }  // only where holds()
+
+  // Numbers in the byte order of the host. Outside, all their bits are set.
   uint16_t u16(uint64_t offset) const { return holds(offset, 2) ? load<uint16_t>(at(offset)) : kUnmapped; }
   uint32_t u32(uint64_t offset) const { return holds(offset, 4) ? load<uint32_t>(at(offset)) : UINT32_MAX; }
 
  private:
-  const uint8_t* image_;
+  const uint8_t* start_;
   uint64_t size_;
-  uint64_t data_;
+};
+
+// A view of a table is its data region, in which the offsets of pages, rows, nodes and prefix records count,
+// and its header. A data region that starts past the end of the file is empty.
+template <bool kVerified>
+class TableView : public FilePart<kVerified> {
+ public:
+  explicit TableView(const xcs_cs_t& codeset)
+      : FilePart<kVerified>(data_region(codeset)), header_(codeset.table), size_(codeset.table_size) {}
+
+  FilePart<kVerified> file() const { return {header_, size_}; }
+
+  // The fields of the header are in every table file.
+  uint16_t byte_entry(uint8_t byte) const {
+    return load<uint16_t>(header_ + table_layout::kByteEntries + 2u * byte);
+  }
+  uint8_t byte_class(uint8_t byte) const { return header_[table_layout::kByteClasses + byte]; }
+  uint8_t substitute_byte() const { return header_[table_layout::kSubstituteByte]; }
+  uint16_t substitute_source() const { return load<uint16_t>(header_ + table_layout::kSubstituteSource); }
+
+  uint64_t page(uint32_t unit) const {
+    return offset(load<uint16_t>(header_ + table_layout::kPageIndex + 2 * (unit >> 8)));
+  }
+  uint64_t row(uint8_t byte) const { return offset(byte_entry(byte)); }
+  static uint64_t offset(uint16_t position) { return uint64_t{table_layout::kPositionUnit} * position; }
+  static uint64_t prefix_record(uint16_t number) {
+    return uint64_t{table_layout::kPrefixRecordBytes} * number;
+  }
+
+ private:
+  static FilePart<kVerified> data_region(const xcs_cs_t& codeset) {
+    const uint64_t start = load<uint32_t>(codeset.table + table_layout::kDataOffset);
+    const uint64_t size = codeset.table_size;
+    return start <= size ? FilePart<kVerified>(codeset.table + start, size - start)
+                         : FilePart<kVerified>(codeset.table, 0);
+  }
+
+  const uint8_t* header_;
+  uint64_t size_;
 };
 
 }  // namespace mar::charset

@@ -14,8 +14,7 @@ namespace mar::charset {
 template <class Table>
 class TrieNode {
  public:
-  TrieNode(const Table& table, uint16_t position)
-      : table_(table), start_(table.data() + uint64_t{table_layout::kPositionUnit} * position) {
+  TrieNode(const Table& table, uint16_t position) : table_(table), start_(table.offset(position)) {
     if (!table_.holds(start_, table_layout::kNodeHeaderBytes)) return;
     count_ = table_.u16(start_);
     base_ = table_.u16(start_ + 2);
@@ -77,33 +76,32 @@ bool walk_tries(const Table& table, uint32_t longest, const Path& start, const V
 
 // One direction of the GB18030 structure: a list of ranges without a count, which ends where no walk can
 // pass, and what belongs to it.
-template <class Table>
+template <bool kVerified>
 class GbRanges {
  public:
   // `direction` is kGbFrom or kGbTo. Without a structure inside the file all lists lie outside.
-  GbRanges(const Table& table, uint32_t direction) : table_(table), direction_(direction) {
+  GbRanges(const TableView<kVerified>& table, uint32_t direction)
+      : file_(table.file()), direction_(direction) {
     using namespace table_layout;
-    const uint64_t structure = table_.u16(kGbStructure);
+    const uint64_t structure = file_.u16(kGbStructure);
     const uint64_t array = structure + kGbArray;
-    if (!table_.holds(structure, kGbArray)) return;
-    const auto list = [&](uint32_t field) {
-      return array + 2ull * table_.u32(structure + direction + field);
-    };
+    if (!file_.holds(structure, kGbArray)) return;
+    const auto list = [&](uint32_t field) { return array + 2ull * file_.u32(structure + direction + field); };
     ranges_ = list(kGbRanges);
     blocks_ = list(kGbBlocks);
     values_ = list(kGbValues);
   }
 
   // Number of the first range that can cover a key of the block.
-  uint32_t first_of_block(uint32_t block) const { return table_.u16(blocks_ + 2ull * block); }
+  uint32_t first_of_block(uint32_t block) const { return file_.u16(blocks_ + 2ull * block); }
 
-  bool holds(uint64_t number) const { return table_.holds(offset(number), sizeof(table_layout::GbRange)); }
-  bool holds_blocks() const { return table_.holds(blocks_, 2ull * table_layout::kGbBlockCount); }
-  bool holds_value(uint64_t element) const { return table_.holds(values_ + 2 * element, 2); }
+  bool holds(uint64_t number) const { return file_.holds(offset(number), sizeof(table_layout::GbRange)); }
+  bool holds_blocks() const { return file_.holds(blocks_, 2ull * table_layout::kGbBlockCount); }
+  bool holds_value(uint64_t element) const { return file_.holds(values_ + 2 * element, 2); }
 
   // Only where holds(number).
   table_layout::GbRange range(uint64_t number) const {
-    return load<table_layout::GbRange>(table_.at(offset(number)));
+    return load<table_layout::GbRange>(file_.at(offset(number)));
   }
 
   // Calls visit(number, range) for range `first` and those after it, until visit returns false or the list
@@ -124,7 +122,7 @@ class GbRanges {
   template <class Visit>
   void walk(uint32_t key, const Visit& visit) const {
     const uint32_t block = key >> table_layout::kGbBlockShift;
-    if (!table_.holds(blocks_ + 2ull * block, 2)) return;
+    if (!file_.holds(blocks_ + 2ull * block, 2)) return;
     for (uint64_t number = first_of_block(block); holds(number); ++number) {
       const table_layout::GbRange found = range(number);
       if (found.start > key || !visit(found)) return;
@@ -134,9 +132,9 @@ class GbRanges {
   // The range that answers for `key`: from Unicode the first that covers it, to Unicode the last. In a file
   // whose ranges are known to be disjoint there is only one. Without a covering range returns one of a type
   // that result() maps to kUnmapped.
-  table_layout::GbRange find(uint32_t key, bool are_disjoint) const {
+  table_layout::GbRange find(uint32_t key) const {
     table_layout::GbRange answer = {1, 0, UINT16_MAX, 0};
-    const bool first_wins = are_disjoint || direction_ == table_layout::kGbFrom;
+    const bool first_wins = kVerified || direction_ == table_layout::kGbFrom;
     walk(key, [&](const table_layout::GbRange& range) {
       if (range.end < key) return true;
       answer = range;
@@ -149,7 +147,7 @@ class GbRanges {
   uint32_t result(const table_layout::GbRange& range, uint32_t key) const {
     const uint32_t value = range.value + (key - range.start);
     if (range.type == table_layout::kArithmeticRange) return value;
-    return range.type == table_layout::kListRange ? table_.u16(values_ + 2ull * value) : kUnmapped;
+    return range.type == table_layout::kListRange ? file_.u16(values_ + 2ull * value) : kUnmapped;
   }
 
  private:
@@ -157,7 +155,7 @@ class GbRanges {
 
   static constexpr uint64_t kNowhere = uint64_t{1} << 48;  // past every file, and no sum with it wraps
 
-  Table table_;
+  FilePart<kVerified> file_;
   uint32_t direction_;
   uint64_t ranges_ = kNowhere;  // offsets of the three lists
   uint64_t blocks_ = kNowhere;

@@ -32,16 +32,15 @@ template <class IsLead>
 bool rows_inside(const Table& table, const IsLead& is_lead) {
   if (!row_inside(table, 0)) return false;  // the row of the single bytes
   for (uint32_t byte = 0; byte < 256; ++byte) {
-    if (is_lead(byte) && !row_inside(table, byte)) return false;
+    if (is_lead(static_cast<uint8_t>(byte)) && !row_inside(table, byte)) return false;
   }
   return true;
 }
 
 bool verify_dbcs(const Table& table) {
   // ASCII is never looked up, so the classes and rows of those bytes do not matter.
-  return rows_inside(table, [&](uint32_t byte) {
-    return byte >= 0x80 && table.byte_class(static_cast<uint8_t>(byte)) == kClassLead;
-  });
+  return rows_inside(table,
+                     [&](uint8_t byte) { return byte >= 0x80 && table.byte_class(byte) == kClassLead; });
 }
 
 // Checks each page entry: its prefix record must be inside and must not count more bytes than it has.
@@ -72,7 +71,7 @@ bool verify_mbcs(const Table& table) {
 
 // The ranges are sorted and disjoint, so that only one can cover a key, and their values are inside. Sets
 // `last` to the one that ends the list.
-bool ranges_inside(const GbRanges<Table>& ranges, uint32_t first, uint32_t& last) {
+bool ranges_inside(const GbRanges<false>& ranges, uint32_t first, uint32_t& last) {
   uint32_t next_start = 0;
   return ranges.for_each(first, [&](uint32_t number, const GbRange& range) {
     last = number;
@@ -85,7 +84,7 @@ bool ranges_inside(const GbRanges<Table>& ranges, uint32_t first, uint32_t& last
 
 // A look-up starts at its block's first range. That must not lie past a range that covers a key of the block,
 // and the walk from there must be short.
-bool blocks_inside(const GbRanges<Table>& ranges, uint32_t first, uint32_t last) {
+bool blocks_inside(const GbRanges<false>& ranges, uint32_t first, uint32_t last) {
   for (uint32_t block = 0; block < kGbBlockCount; ++block) {
     const uint32_t start = ranges.first_of_block(block);
     if (start > last) return false;
@@ -100,7 +99,7 @@ bool blocks_inside(const GbRanges<Table>& ranges, uint32_t first, uint32_t last)
 }
 
 bool verify_gb_direction(const Table& table, uint32_t direction) {
-  const GbRanges<Table> ranges(table, direction);
+  const GbRanges<false> ranges(table, direction);
   if (!ranges.holds_blocks()) return false;
   uint32_t first = UINT16_MAX;
   for (uint32_t block = 0; block < kGbBlockCount; ++block)

@@ -70,7 +70,7 @@ void build_double_byte(TableWriter& writer) {
   const unsigned single_row = writer.add_block(decode_row(codeset, {}));
   for (unsigned byte = 0; byte < 256; ++byte) {
     // In mixed EBCDIC any byte from 0x40 to 0xFE may start a pair, so each needs a row.
-    const bool lead = mixed ? is_mixed_lead(byte) : leads[byte];
+    const bool lead = mixed ? is_mixed_lead(static_cast<uint8_t>(byte)) : leads[byte];
     const bool alone = byte < 0x80 || codeset.decode.contains(single(byte));
     writer.set_byte(byte,
                     lead             ? kClassLead

@@ -43,7 +43,8 @@ void read_double_byte(const View& view, Codeset& codeset) {
   for (unsigned byte = 0; byte < 256; ++byte) {
     const unsigned byte_class = view.byte_class(static_cast<uint8_t>(byte));
     if (mixed || byte_class == kClassSingle) add_decode(codeset, single(byte), character(0, byte));
-    if (mixed ? !is_mixed_lead(byte) : byte < 0x80 || byte_class != kClassLead) continue;
+    if (mixed ? !is_mixed_lead(static_cast<uint8_t>(byte)) : byte < 0x80 || byte_class != kClassLead)
+      continue;
     if (!mixed) codeset.leads.set(byte);
     for (unsigned trail = 0; trail < 256; ++trail) {
       add_decode(codeset, pair(byte, trail), character(byte, trail));
@@ -88,7 +89,7 @@ void read_multi_byte(const View& view, Codeset& codeset) {
 // What one direction of the GB18030 structure makes of each key.
 std::vector<uint16_t> gb_values(const View& view, uint32_t direction) {
   std::vector<uint16_t> values(0x10000, kUnmapped);
-  const GbRanges<View> ranges(view, direction);
+  const GbRanges<true> ranges(view, direction);
   ranges.for_each(ranges.first_of_block(0), [&](uint32_t, const GbRange& range) {
     for (uint32_t key = range.start; key <= range.end; ++key) {
       const uint32_t value = ranges.result(range, key);
@@ -100,7 +101,7 @@ std::vector<uint16_t> gb_values(const View& view, uint32_t direction) {
 }
 
 void read_gb18030(const View& view, Codeset& codeset) {
-  codeset.min_run = view.u32(view.u16(kGbStructure) + kGbMinRun);
+  codeset.min_run = view.file().u32(view.file().u16(kGbStructure) + kGbMinRun);
   const std::vector<uint16_t> units = gb_values(view, kGbTo), indices = gb_values(view, kGbFrom);
   for (unsigned index = 1; index <= kMaxGbIndex; ++index) add_decode(codeset, gb_code(index), units[index]);
   add_encodings(codeset, [&](uint32_t unit) {
