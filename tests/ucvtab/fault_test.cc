@@ -1,4 +1,4 @@
-// What ucvtab refuses, with which exit code and which place, and what it finds in spoiled tables.
+// What ucvtab refuses, with which exit code and place, and what it finds in damaged tables.
 #include <sys/stat.h>
 
 #include <filesystem>
@@ -17,22 +17,16 @@ TEST_F(Refusal, OfTextsNamesFileAndLine) {
     int code;
     const char* message;
   } rows[] = {
-      {"\xEF\xBB\xBF"
-       "codeset A\n",
-       3, "page.txt:1: starts with a byte order mark; save it as UTF-8 without one"},
-      {"\xFF\xFE"
-       "c",
-       3, "page.txt:1: starts with a byte order mark"},
+      {"\xEF\xBB\xBF# ACME\n", 3, "page.txt:1: starts with a byte order mark; save it as UTF-8 without one"},
+      {"\xFF\xFE#", 3, "page.txt:1: starts with a byte order mark"},
       {"codeset A\nkind 5\n", 3, "page.txt:2: no tables of kind 5"},
       {"codeset A\nkind one\n", 3, "page.txt:2: not a number: one"},
       {"codeset A\n80 U+20AC\n", 3, "page.txt:2: the kind line must come before the first code"},
       {"kind 1\n80 U+20AC\n", 3, "page.txt: no codeset line"},
-      {"codeset a-1\nkind 1\n", 3, "page.txt: a-1: a name is capital letters and digits"},
-      {"codeset UTF8\nkind 1\n", 3, "page.txt: UTF8: names a codeset without a table"},
-      {"codeset QXOA\nkind 1\n", 3, "page.txt: QXOA: name look-up takes a leading QXO away"},
+      {"codeset a-1\nkind 1\n", 3, "page.txt: a-1: a name has capital letters and digits only"},
+      {"codeset UTF8\nkind 1\n", 3, "page.txt: UTF8: this name means a codeset without a table"},
+      {"codeset QXOA\nkind 1\n", 3, "page.txt: QXOA: name look-up removes a leading QXO"},
       {"codeset ABCDEFGHIJKLMNOPQRSTUV\nkind 10\n", 3, "a name has at most 21 characters"},
-      {"codeset A\nkind 1\n\n8 U+20AC\n", 3, "page.txt:4: neither a directive nor a code: 8"},
-      {"codeset A\nkind 1\n80 20AG\n", 3, "page.txt:3: not a code point: 20AG"},
       {"codeset A\nkind 1\n80 U+110000\n", 3, "page.txt:3: not a code point: U+110000"},
       {"codeset A\nkind 1\n80 U+1F600\n", 3, "page.txt:3: tables cannot hold U+1F600"},
       {"codeset A\nkind 1\n80 U+D800\n", 3, "page.txt:3: tables cannot hold U+D800"},
@@ -57,7 +51,7 @@ TEST_F(Refusal, OfTextsNamesFileAndLine) {
       {"codeset A\nkind 10\n8130 U+3000\n", 4, "page.txt:3: A: no GB18030 code: 8130"},
       {"codeset A\nkind 10\n90308130 U+3000\n", 4, "page.txt:3: A: no GB18030 code: 90308130"},
       {"codeset A\nkind 4\n0140 U+3000 >\n", 4, "page.txt:3: A: pairs start with 40 to FE, unlike 0140"},
-      // Tables that would be sound by themselves and that the converters would read otherwise.
+      // Tables that are sound in themselves, but that the converters would read in another way.
       {"codeset A\nkind 4\n0140 U+3000 <\n", 4, "page.txt:3: A: U+3000 encodes to 0140, which nothing"},
       {"codeset A\nkind 2\n81 U+4E00 <\n8140 U+4E01\n", 4, "page.txt:3: A: U+4E00 encodes to 81, which"},
       {"codeset A\nkind 2\n4181 U+4E00 <\n", 4, "page.txt:3: A: U+4E00 encodes to 4181, which nothing"},
@@ -88,22 +82,21 @@ TEST_F(Refusal, OfCatalogueRowsNamesFileAndLine) {
       {"A 1 file:KOI8-R", 3, "list:2: a source is iconv:NAME, icu:NAME or text:FILE, not file:KOI8-R"},
       {"A 1 iconv:NO-SUCH-SET", 5, "list:2: iconv does not convert from NO-SUCH-SET"},
       {"A 1 icu:no-such-set", 5, "list:2: ICU does not know no-such-set"},
-      {"A 2 iconv:SHIFT_JIS", 4, "defines 2 ASCII bytes otherwise, 0 allowed: 5C 7E"},
-      {"A 8 iconv:IBM290", 4, "invariant bytes otherwise, 0 allowed: "},
+      {"A 2 iconv:SHIFT_JIS", 4, "gives another meaning to 2 ASCII bytes, 0 allowed: 5C 7E"},
+      {"A 8 iconv:IBM290", 4, "invariant bytes, 0 allowed: "},
       {"A 1 iconv:KOI8-R\n+ A3 20AC U+", 3, "list:3: a correction is \"+\", a code and its character"},
       {"A 1 iconv:KOI8-R\n+ A3 U+20AC\n+ A3 U+20AD", 3, "list:4: A3 is corrected twice"},
       {"A 1 text:page.txt\n+ 80 U+20AC", 3, "list:3: text:page.txt needs no corrections"},
       {"A 1 text:page.txt", 3, "page.txt:1: the codeset is A"},
       {"A 1 text:missing.txt", 6, "list:2: missing.txt: No such file or directory"},
-      // Codes longer than the kind holds, both ways, and of a converter that holds characters back.
+      // Codes longer than the kind holds, in both directions, also from a converter that holds characters
+      // back.
       {"A 1 iconv:EUC-JP", 4, "list:2: iconv:EUC-JP has codes that start with 8E, too long for kind 1"},
       {"A 2 iconv:EUC-JP", 4, "list:2: iconv:EUC-JP has codes that start with 8FA2, too long for kind 2"},
       {"A 3 iconv:UTF-7", 4, "list:2: iconv:UTF-7 has codes that start with 2B, a character of its own"},
-      {"A 1 icu:Big5", 4, "list:2: icu:Big5 has codes that start with 81"},
       {"A 1 iconv:CP1258", 4, "list:2: iconv:CP1258 encodes U+00C3 as 41DE, too long for kind 1"},
       {"A 10 iconv:EUC-JP", 4, "list:2: A: no GB18030 code: 80"},
       {"A 1 iconv", 3, "list:2: not a plain name of a charset: iconv"},
-      {"A 1 icu:", 3, "list:2: not a plain name of a charset: icu:"},
       {"A 1 iconv:KOI8-R//TRANSLIT", 3, "list:2: not a plain name of a charset: iconv:KOI8-R//TRANSLIT"},
   };
   for (const auto& row : rows) {
@@ -119,7 +112,7 @@ TEST_F(Refusal, OfCatalogueRowsNamesFileAndLine) {
             "ucvtab: page.txt: OTHER is built already, from page.txt\n");
 }
 
-// Each policy beside its opposite, on sources where they part.
+// Each policy next to its opposite, on sources where they differ.
 TEST_F(Refusal, OfMappingsFollowsThePolicy) {
   const struct {
     const char* source;
@@ -166,7 +159,7 @@ TEST_F(Refusal, OfAliasesNamesTheLine) {
       {"# fine\nA KOI8R\nB KOI8U\n", ""},
       {"A KOI8R", "has no newline"},
       {"KOI-8 KOI8R\n", "aliases:1: KOI-8 is not in the form"},
-      {"A KOI8R\nQXOB KOI8R\n", "aliases:2: QXOB: look-up takes"},
+      {"A KOI8R\nQXOB KOI8R\n", "aliases:2: QXOB: name look-up removes"},
       {"KOI8U KOI8R\n", "aliases:1: KOI8U is a table itself"},
       {"UTF8 KOI8R\n", "aliases:1: UTF8 must not lead to a table"},
       {"ANSIX341968 KOI8R\n", "must not lead to a table"},
@@ -209,7 +202,7 @@ TEST_F(Refusal, SpoiledTablesAreFound) {
       {"ONE", 59, "\x20\x80", "U+20AC is lost, as its code is the substitution byte"},
       {"ONE", 60, "\x90\x00", "65406 characters that are not its own encode to 1A"},
       {"ONE", 80, "zz", "the content does not match its stamp"},
-      {"ONE", 16, "o-", "o-E: a name is capital letters and digits"},
+      {"ONE", 16, "o-", "o-E: a name has capital letters and digits only"},
       {"ONE", 0, "\xDF\x06", "the data region starts at a bad offset"},
       {"ONE", 1760 + 512 + 0xAC, "\x81\x81", "U+20AC encodes to 81, which nothing decodes"},
       {"TWO", 1248 + 0x90, "\x03\x03", "byte 90 has a class above 2"},
@@ -227,18 +220,18 @@ TEST_F(Refusal, SpoiledTablesAreFound) {
   write("SPOILED", read("ONE").substr(0, 1759));
   EXPECT_EQ(run("check SPOILED").code, 3);
 
-  // What is no table does not keep the others from being looked at; DIRECTORY/* holds an aliases file.
+  // A file that is no table does not stop the check of the others. DIRECTORY/* includes an aliases file.
   write("aliases", "A ONE\n");
   write("ESCAPE", read("ONE").replace(16, 4, "\x1B[2J"));
   const Outcome several = run("check SPOILED aliases missing ESCAPE");
   EXPECT_EQ(several.code, 6);
   EXPECT_EQ(several.error,
             "ucvtab: SPOILED: not a codeset table\nucvtab: missing: No such file or directory\n");
-  EXPECT_NE(several.output.find("ESCAPE: \\x1B[2J: a name is"), std::string::npos) << several.output;
+  EXPECT_NE(several.output.find("ESCAPE: \\x1B[2J: a name has"), std::string::npos) << several.output;
   EXPECT_EQ(run("info aliases").code, 3);
 }
 
-// Small tables that lead a reader over the same bytes for hours, or through all of the memory.
+// Small tables that would lead a reader over the same bytes for hours, and a huge file.
 TEST_F(Refusal, OfEndlessTablesIsQuick) {
   build_text("THREE", "codeset THREE\nkind 3\nlead 81 82\n8F8F8F8F U+3000\n");
   std::string circle = read("THREE");
@@ -266,7 +259,7 @@ TEST_F(Refusal, OfEndlessTablesIsQuick) {
 
 TEST_F(Refusal, OfLostOutputAndOfOtherFiles) {
   build_text("ONE", "codeset ONE\nkind 1\n80 U+20AC\n");
-  // A FIFO has no writer and would stop the command for good.
+  // A FIFO without a writer, on which a blocking open never returns.
   ASSERT_EQ(mkfifo(path("FIFO").c_str(), 0600), 0);
   for (const char* command : {"info", "check", "dump", "diff text:ONE.txt"}) {
     const Outcome outcome = run(std::string(command) + " FIFO", "timeout 10");
@@ -281,15 +274,15 @@ TEST_F(Refusal, OfLostOutputAndOfOtherFiles) {
   EXPECT_EQ(must("convert -f ./ONE -t utf-8 in", "XCSDIR=."), "€");
   EXPECT_EQ(run("convert -f ./TWO -t utf-8 in").error, "ucvtab: ./TWO: No such file or directory\n");
 
-  // The temporary file: not through a link planted under its name, and gone when it cannot be finished. The
-  // shell knows the name, as the tool keeps its process number.
+  // The temporary file is never written through a link planted under its name, and is removed if it cannot be
+  // finished. The shell knows the name because exec keeps the process number.
   must("build text:ONE.txt", "ln -s in ONE.new.$$.0; exec");
   EXPECT_EQ(read("in"), "\x80");
   EXPECT_EQ(run("build -o cut text:ONE.txt", "trap '' XFSZ; ulimit -f 1;").code, 6);
   EXPECT_TRUE(std::filesystem::is_empty(path("cut")));
 }
 
-// Whatever a file holds, the readers end, and with one of the tool's own codes.
+// Whatever a file holds, every command ends, and with one of the tool's own codes.
 TEST_F(Refusal, OfHostileTablesIsOrderly) {
   for (const char* name : {"ISO88591", "CP1258", "CP1255", "CP935", "CP1047", "GB18030"}) {
     std::string table = read(std::string("../../") + XCSDIR_BUILT "/codeset/" + name);
@@ -298,11 +291,12 @@ TEST_F(Refusal, OfHostileTablesIsOrderly) {
     for (int round = 0; round < 4; ++round) {
       for (size_t at = 0; at < 40; ++at) {
         seed = seed * 1664525 + 1013904223;
-        // The magic and the kind stay; everything else in and behind the header may change.
+        // The magic and the kind stay. Everything else in and after the header may change.
         const size_t offset = seed % (round % 2 == 0 ? 1760u : static_cast<uint32_t>(table.size()));
         if (offset < 8 || (offset > 10 && offset < 48) || offset > 52)
           table[offset] = static_cast<char>(seed >> 24);
       }
+      if (round == 2) std::swap(table[48], table[49]);  // the kind: from now on in the other byte order
       write("HOSTILE", table);
       for (const char* command : {"dump HOSTILE", "info HOSTILE", "check HOSTILE"}) {
         const int code = run(command).code;

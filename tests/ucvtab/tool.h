@@ -20,17 +20,17 @@ class Tool : public testing::Test {
   Tool();
   ~Tool() override;
 
-  // `arguments` as a shell takes them; the directory is the working directory. `environment` may hold
-  // "NAME=value".
+  // Runs the tool in the directory. `arguments` are as a shell takes them; `environment` goes before the
+  // tool's name, such as "NAME=value".
   Outcome run(const std::string& arguments, const std::string& environment = "");
-  // run, failing the test unless the tool ends with 0; gives the output.
+  // The same, but fails the test unless the tool exits with 0. Returns the output.
   std::string must(const std::string& arguments, const std::string& environment = "");
 
   void write(const std::string& name, const std::string& content);
   std::string read(const std::string& name);
   std::string path(const std::string& name) const { return directory_ + "/" + name; }
 
-  // Builds `text` into the table `name` and loads that with the product. Freed with the test.
+  // Builds `text` into the table `name` and loads it with the product. The fixture frees the codeset.
   xcs_cs_t* build_text(const std::string& name, const std::string& text);
 
  private:

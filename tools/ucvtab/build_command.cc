@@ -4,13 +4,13 @@
 #include <map>
 
 #include "tools/ucvtab/commands.h"
-#include "tools/ucvtab/harvest.h"
+#include "tools/ucvtab/compile.h"
 #include "tools/ucvtab/progress.h"
-#include "tools/ucvtab/table_check.h"
+#include "tools/ucvtab/table_image.h"
 #include "tools/ucvtab/table_writer.h"
 #include "tools/ucvtab/text_format.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 namespace {
 
 class Builder {
@@ -24,7 +24,7 @@ class Builder {
                     codeset.where + ": " + codeset.name + " is built already, from " + earlier->second);
     }
     const TableImage image(build_table(codeset, options_.order), codeset.where);
-    // What the builders do not see, such as codes that nothing reads. A row's policy may want those.
+    // The builders do not see everything, such as codes that nothing reads. A row's policy may want those.
     if (!codeset.lines.empty()) {
       for (const Fault& fault : check_table(image)) refuse(codeset, fault.text, fault.code);
     }
@@ -33,7 +33,7 @@ class Builder {
 
  private:
   const BuildOptions& options_;
-  std::map<std::string, std::string> built_;  // where from, by name
+  std::map<std::string, std::string> built_;  // where each name came from
 };
 
 }  // namespace
@@ -43,27 +43,22 @@ ExitCode run_build(const BuildOptions& options) {
   std::filesystem::create_directories(options.directory, error);
   if (error) throw Failure(kFileError, options.directory + ": " + error.message());
 
+  const auto is_text = [](const std::string& word) { return word.starts_with("text:"); };
   std::vector<CatalogueRow> rows;
-  const bool from_rows = std::any_of(options.what.begin(), options.what.end(),
-                                     [](const std::string& word) { return !word.starts_with("text:"); });
-  if (options.what.empty() || from_rows) rows = read_catalogue(options.catalogue);
-  const std::string beside = std::filesystem::path(options.catalogue).parent_path().string();
-
-  Builder builder(options);
-  Progress progress(options.what.empty() ? rows.size() : options.what.size(), options.quiet);
-  for (const std::string& word : options.what) {
-    progress.step(word);
-    if (word.starts_with("text:"))
-      builder.write_table(read_text(word.substr(5)));
-    else
-      builder.write_table(compile(find_row(rows, word), beside));
+  std::vector<std::string> what = options.what;
+  if (what.empty() || !std::all_of(what.begin(), what.end(), is_text))
+    rows = read_catalogue(options.catalogue);
+  if (what.empty()) {
+    for (const CatalogueRow& row : rows) what.push_back(row.name);
   }
-  if (!options.what.empty()) return kDone;
-  for (const CatalogueRow& row : rows) {
-    progress.step(row.name);
-    builder.write_table(compile(row, beside));
+  const std::string beside = std::filesystem::path(options.catalogue).parent_path().string();
+  Builder builder(options);
+  Progress progress(what.size(), options.quiet);
+  for (const std::string& word : what) {
+    progress.step(word);
+    builder.write_table(is_text(word) ? read_text(word.substr(5)) : compile(find_row(rows, word), beside));
   }
   return kDone;
 }
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

@@ -1,22 +1,17 @@
-// Kinds 2 and 4: a row of 256 characters for the single bytes and one for each lead byte, pages of 256 codes.
+// Kinds 2 and 4: one row of 256 characters for the single bytes and one for each lead byte, and pages of 256
+// codes.
 #include "charset/table_layout.h"
-#include "tools/ucvtab/shift.h"
 #include "tools/ucvtab/table_writer.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 namespace {
 
 using namespace table_layout;
 
 std::vector<uint16_t> decode_row(const Codeset& codeset, const Code& prefix) {
-  std::vector<uint16_t> row(256, kUnmapped);
+  std::vector<uint16_t> row;
   for (unsigned byte = 0; byte < 256; ++byte) {
-    const auto fixed = prefix.empty() ? fixed_decode(codeset.kind, static_cast<uint8_t>(byte)) : std::nullopt;
-    const auto found = codeset.decode.find(prefix.with(byte));
-    if (fixed)
-      row[byte] = *fixed;
-    else if (found != codeset.decode.end())
-      row[byte] = found->second;
+    row.push_back(codeset.character(prefix.with(byte)).value_or(kUnmapped));
   }
   return row;
 }
@@ -24,24 +19,19 @@ std::vector<uint16_t> decode_row(const Codeset& codeset, const Code& prefix) {
 std::vector<uint16_t> encode_page(const Codeset& codeset, unsigned high) {
   std::vector<uint16_t> page(256, kUnmapped);
   for (unsigned low = 0; low < 256; ++low) {
-    const char32_t unit = high << 8 | low;
-    const auto fixed = fixed_encode(codeset.kind, unit);
-    const Code& code = codeset.encode[unit];
-    if (fixed)
-      page[low] = *fixed;
-    else if (code.length == 1)
-      page[low] = code.bytes[0];
-    else if (code.length == 2)
-      page[low] = static_cast<uint16_t>(code.bytes[0] << 8 | code.bytes[1]);
+    const Code code = codeset.code(static_cast<char16_t>(high << 8 | low));
+    if (code.length == 1) page[low] = code.bytes[0];
+    if (code.length != 2) continue;
+    page[low] = static_cast<uint16_t>(code.bytes[0] << 8 | code.bytes[1]);
     // The converters tell one byte from two by the value alone, and 0xFFFF is taken.
-    if (code.length == 2 && (page[low] < 0x100 || page[low] == kUnmapped)) {
+    if (page[low] < 0x100 || page[low] == kUnmapped) {
       refuse(codeset, "code " + to_hex(code) + " cannot be written", code);
     }
   }
   return page;
 }
 
-// A byte starts pairs or stands alone; the byte class has room for one of the two.
+// A byte either starts pairs or stands alone: its class has room for one of the two.
 std::bitset<256> lead_bytes(const Codeset& codeset) {
   std::bitset<256> leads = codeset.leads;
   for (const auto& [code, unit] : codeset.decode) {
@@ -52,9 +42,7 @@ std::bitset<256> lead_bytes(const Codeset& codeset) {
     }
   }
   for (unsigned byte = 0; codeset.kind == kDoubleByte && byte < 256; ++byte) {
-    const bool alone =
-        fixed_decode(codeset.kind, static_cast<uint8_t>(byte)) || codeset.decode.contains(single(byte));
-    if (leads[byte] && alone) {
+    if (leads[byte] && codeset.character(single(byte))) {
       refuse(codeset, "byte " + to_hex(single(byte)) + " is a character and starts pairs", single(byte));
     }
   }
@@ -71,11 +59,11 @@ void build_double_byte(TableWriter& writer) {
   for (unsigned byte = 0; byte < 256; ++byte) {
     // In mixed EBCDIC any byte from 0x40 to 0xFE may start a pair, so each needs a row.
     const bool lead = mixed ? is_mixed_lead(static_cast<uint8_t>(byte)) : leads[byte];
-    const bool alone = byte < 0x80 || codeset.decode.contains(single(byte));
+    const bool alone = mixed || byte < 0x80 || codeset.decode.contains(single(byte));
     writer.set_byte(byte,
-                    lead             ? kClassLead
-                    : mixed || alone ? kClassSingle
-                                     : kClassNone,
+                    lead    ? kClassLead
+                    : alone ? kClassSingle
+                            : kClassNone,
                     lead ? writer.add_block(decode_row(codeset, single(byte))) : single_row);
   }
   for (unsigned high = 0; high < 256; ++high) {
@@ -83,4 +71,4 @@ void build_double_byte(TableWriter& writer) {
   }
 }
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

@@ -1,15 +1,15 @@
-// Kind 3: a trie of nodes towards Unicode; pages of (prefix number, value) and prefix records back.
+// Kind 3: a trie of nodes for decoding; pages of (prefix number, value) and prefix records for encoding.
 #include <algorithm>
 
 #include "charset/table_layout.h"
 #include "tools/ucvtab/table_writer.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 namespace {
 
 using namespace table_layout;
 
-// Code length that each lead byte starts: 0 for bytes that start nothing, 2 for leads without assigned codes.
+// The code length that each lead byte starts: 0 for a byte that starts nothing, 2 for a lead without codes.
 std::array<unsigned, 256> code_length_by_lead(const Codeset& codeset) {
   std::array<unsigned, 256> lengths{};
   for (const auto& [code, unit] : codeset.decode) {
@@ -21,31 +21,29 @@ std::array<unsigned, 256> code_length_by_lead(const Codeset& codeset) {
     length = code.length;
   }
   for (unsigned byte = 0; byte < 256; ++byte) {
-    if (codeset.leads[byte] && lengths[byte] == 0) lengths[byte] = 2;
-    if (byte < 0x80 && lengths[byte] > 1) refuse(codeset, "an ASCII byte starts a code", single(byte));
+    if (!codeset.leads[byte]) continue;
+    if (lengths[byte] == 1) {
+      refuse(codeset, "byte " + to_hex(single(byte)) + " is a character and a lead", single(byte));
+    }
+    if (byte < 0x80) refuse(codeset, "an ASCII byte starts a code", single(byte));
+    if (lengths[byte] == 0) lengths[byte] = 2;
   }
   return lengths;
 }
 
-// The node for what follows `prefix`: (count, base, children), the children of the last step being
-// characters.
+// The node for what follows `prefix`: count, first byte, children. After the last step they are characters.
 unsigned add_node(TableWriter& writer, const Code& prefix, unsigned length) {
   const Codeset& codeset = writer.codeset();
   std::vector<uint16_t> children(256, kUnmapped);
   unsigned first = 256, last = 0;
   for (unsigned byte = 0; byte < 256; ++byte) {
     const Code code = prefix.with(byte);
-    if (code.length == length) {
-      const auto found = codeset.decode.find(code);
-      if (found == codeset.decode.end()) continue;
-      children[byte] = found->second;
-    } else {
-      Code lowest = code;
-      lowest.length = static_cast<uint8_t>(length);
-      const auto found = codeset.decode.lower_bound(lowest);
-      if (found == codeset.decode.end() || !found->first.view().starts_with(code.view())) continue;
-      children[byte] = static_cast<uint16_t>(add_node(writer, code, length));
-    }
+    Code lowest = code;  // of the whole codes that start with `code`
+    lowest.length = static_cast<uint8_t>(length);
+    const auto found = codeset.decode.lower_bound(lowest);
+    if (found == codeset.decode.end() || !found->first.view().starts_with(code.view())) continue;
+    children[byte] = code.length == length ? uint16_t{found->second}
+                                           : static_cast<uint16_t>(add_node(writer, code, length));
     first = std::min(first, byte);
     last = byte;
   }
@@ -55,11 +53,14 @@ unsigned add_node(TableWriter& writer, const Code& prefix, unsigned length) {
   return writer.add_block(node);
 }
 
-// The bytes before the last two of a code, numbered from 0 in sorted order.
+// What comes before the last two bytes of a code.
+Code prefix_of(const Code& code) { return code_from_bytes(code.view().substr(0, code.length - 2u)); }
+
+// All prefixes, numbered from 0 in sorted order.
 std::map<Code, unsigned> number_prefixes(const Codeset& codeset) {
   std::map<Code, unsigned> prefixes;
   for (const Code& code : codeset.encode) {
-    if (code.length > 1) prefixes.emplace(code_from_bytes(code.view().substr(0, code.length - 2u)), 0);
+    if (code.length > 1) prefixes.emplace(prefix_of(code), 0);
   }
   unsigned number = 0;
   for (auto& entry : prefixes) entry.second = number++;
@@ -69,18 +70,11 @@ std::map<Code, unsigned> number_prefixes(const Codeset& codeset) {
 std::vector<uint16_t> encode_page(const Codeset& codeset, const std::map<Code, unsigned>& prefixes,
                                   unsigned high) {
   std::vector<uint16_t> page;
-  page.reserve(512);
   for (unsigned low = 0; low < 256; ++low) {
-    const char32_t unit = high << 8 | low;
-    const auto fixed = fixed_encode(codeset.kind, unit);
-    const Code& code = codeset.encode[unit];
-    unsigned prefix = kUnmapped, value = kUnmapped;
-    if (fixed)
-      value = *fixed;
-    else if (code.length == 1)
-      value = code.bytes[0];
-    else if (code.length > 1) {
-      prefix = prefixes.at(code_from_bytes(code.view().substr(0, code.length - 2u)));
+    const Code code = codeset.code(static_cast<char16_t>(high << 8 | low));
+    unsigned prefix = kUnmapped, value = code.empty() ? kUnmapped : code.bytes[0];
+    if (code.length > 1) {
+      prefix = prefixes.at(prefix_of(code));
       value = static_cast<unsigned>(code.bytes[code.length - 2u]) << 8 | code.bytes[code.length - 1u];
       if (value < 0x100) refuse(codeset, "code " + to_hex(code) + " cannot be written", code);
     }
@@ -106,23 +100,16 @@ void build_multi_byte(TableWriter& writer) {
 
   const std::array<unsigned, 256> lengths = code_length_by_lead(codeset);
   for (unsigned byte = 0; byte < 256; ++byte) {
-    const auto found = codeset.decode.find(single(byte));
-    if (byte < 0x80) {
-      writer.set_byte(byte, kClassSingle, byte);
-    } else if (found != codeset.decode.end()) {
-      if (codeset.leads[byte]) {
-        refuse(codeset, "byte " + to_hex(single(byte)) + " is a character and a lead", single(byte));
-      }
-      writer.set_byte(byte, kClassSingle, found->second);
-    } else if (lengths[byte] != 0) {
+    if (const auto unit = codeset.character(single(byte)))
+      writer.set_byte(byte, kClassSingle, *unit);
+    else if (lengths[byte] != 0)
       writer.set_byte(byte, lengths[byte], add_node(writer, single(byte), lengths[byte]));
-    } else {
+    else
       writer.set_byte(byte, kClassInvalid, kUnmapped);
-    }
   }
   for (unsigned high = 0; high < 256; ++high) {
     writer.set_page(high, writer.add_block(encode_page(codeset, prefixes, high)));
   }
 }
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

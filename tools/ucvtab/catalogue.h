@@ -1,10 +1,10 @@
-// The catalogue: a text file with one codeset per line,
+// The catalogue: a text file with one codeset per line.
 //
 //   NAME  KIND  SOURCE  [POLICY...]
 //   CP437 1     iconv:CP437  safe
 //
-// "#" starts a comment. SOURCE is "iconv:NAME", "icu:NAME" or "text:FILE" (relative to the catalogue). Rows
-// that start with "+" correct the codeset above them, one code and its character each:
+// "#" starts a comment. SOURCE is "iconv:NAME", "icu:NAME" or "text:FILE", relative to the catalogue. A row
+// that starts with "+" corrects one code of the codeset above it:
 //
 //   + AA U+00AC
 //
@@ -17,23 +17,23 @@
 
 #include "tools/ucvtab/codeset.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 
 // What becomes of a character that encodes to a code which decodes to another character.
 enum class OneWay {
   kKeep,
   kSafe,    // dropped when that other character is ASCII or a control
-  kStrict,  // dropped always, and so is one whose code decodes to nothing or to several characters
+  kStrict,  // always dropped, and so is one whose code decodes to nothing or to several characters
 };
 
 struct Policy {
-  OneWay one_way = OneWay::kSafe;
-  bool no_private_use = false;       // drop U+E000 to U+F8FF
-  bool no_c1 = false;                // drop U+0080 to U+009F
-  bool no_sub = false;               // drop codes that decode to U+001A: "unassigned" in some sources
-  bool round_trip = false;           // encode to a code that decodes back where there is one
-  unsigned ascii_conflicts = 0;      // how many printable ASCII bytes the source may define otherwise
-  unsigned invariant_conflicts = 0;  // how many invariant EBCDIC bytes the source may define otherwise
+  OneWay one_way = OneWay::kSafe;  // the words keep, safe and strict
+  bool no_private_use = false;     // drop U+E000 to U+F8FF
+  bool no_c1 = false;              // drop U+0080 to U+009F
+  bool no_sub = false;             // drop codes that decode to U+001A, which is "unassigned" in some sources
+  bool round_trip = false;         // encode to a code that decodes back where there is one
+  unsigned ascii_conflicts = 0;    // ascii=N: so many printable ASCII bytes may differ in the source
+  unsigned invariant_conflicts = 0;  // invariant=N: so many invariant EBCDIC bytes may differ
   unsigned min_run = kDefaultMinRun;
 };
 
@@ -41,20 +41,17 @@ struct CatalogueRow {
   std::string name;
   Kind kind = kSingleByte;
   std::string source;       // as written
-  std::string policy_text;  // as written, words separated by one blank
+  std::string policy_text;  // as written, the words separated by one blank
   Policy policy;
   std::map<Code, char32_t> corrections;
   std::string where;  // "FILE:LINE", for messages
 };
 
-// Words: keep safe strict no-private-use no-c1 no-sub round-trip ascii=N invariant=N min-run=N.
-// Throws Failure(kBadInput) that begins with `where`.
-Policy parse_policy(const std::string& words, const std::string& where);
-
-// All rows, in file order. Throws on a line that is no row, a bad or double name, an unknown kind.
+// All rows in file order. Throws Failure(kBadInput), with the line, for one that is no row, has a bad name or
+// one listed before, or an unknown kind or policy.
 std::vector<CatalogueRow> read_catalogue(const std::string& path);
 
 // The row of that name. Throws Failure(kUnknownSource) when there is none.
 const CatalogueRow& find_row(const std::vector<CatalogueRow>& rows, const std::string& name);
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

@@ -6,15 +6,16 @@
 
 #include "charset/ascii.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
+
+using namespace charset;
+
 namespace {
 
-using namespace mar::charset;
-
 template <class Number>
-bool parse_hex(std::string_view digits, Number& out) {
+bool parse(std::string_view digits, Number& out, int base) {
   const char* end = digits.data() + digits.size();
-  auto [stop, error] = std::from_chars(digits.data(), end, out, 16);
+  auto [stop, error] = std::from_chars(digits.data(), end, out, base);
   return error == std::errc() && stop == end;
 }
 
@@ -26,6 +27,17 @@ Code code_from_bytes(std::string_view bytes) {
   std::copy(bytes.begin(), bytes.end(), code.bytes.begin());
   code.length = static_cast<uint8_t>(bytes.size());
   return code;
+}
+
+std::string with_shifts(const Code& code) {
+  if (code.length < 2) return std::string(code.view());
+  return kShiftOut + std::string(code.view()) + kShiftIn;
+}
+
+Code without_shifts(std::string_view text) {
+  if (text.size() < 2) return code_from_bytes(text);
+  if (text.ends_with(kShiftIn)) text.remove_suffix(1);
+  return text.size() == 3 && text[0] == kShiftOut ? code_from_bytes(text.substr(1)) : Code{};
 }
 
 std::string to_hex(const Code& code) {
@@ -44,7 +56,7 @@ std::optional<Code> code_from_hex(std::string_view digits) {
   Code code;
   for (; !digits.empty(); digits.remove_prefix(2)) {
     uint8_t byte = 0;
-    if (!parse_hex(digits.substr(0, 2), byte)) return std::nullopt;
+    if (!parse(digits.substr(0, 2), byte, 16)) return std::nullopt;
     code = code.with(byte);
   }
   return code;
@@ -54,6 +66,19 @@ std::string to_text(char32_t point) {
   char text[16];
   std::snprintf(text, sizeof text, "U+%04X", static_cast<unsigned>(point));
   return text;
+}
+
+std::optional<char32_t> point_from_text(std::string_view text) {
+  if (text.starts_with("U+")) text.remove_prefix(2);
+  uint32_t value = 0;
+  if (text.size() > 6 || !parse(text, value, 16) || value > 0x10FFFF) return std::nullopt;
+  return static_cast<char32_t>(value);
+}
+
+std::optional<unsigned> number_from_text(std::string_view digits) {
+  unsigned value = 0;
+  if (!parse(digits, value, 10)) return std::nullopt;
+  return value;
 }
 
 std::string printable(std::string_view text) {
@@ -67,11 +92,4 @@ std::string printable(std::string_view text) {
   return shown;
 }
 
-std::optional<char32_t> point_from_text(std::string_view text) {
-  if (text.starts_with("U+")) text.remove_prefix(2);
-  uint32_t value = 0;
-  if (text.empty() || text.size() > 6 || !parse_hex(text, value) || value > 0x10FFFF) return std::nullopt;
-  return static_cast<char32_t>(value);
-}
-
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

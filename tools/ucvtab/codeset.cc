@@ -5,13 +5,7 @@
 #include "charset/table_layout.h"
 #include "tools/ucvtab/failure.h"
 
-namespace ucvtab {
-
-void refuse(const Codeset& codeset, const std::string& why, const Code& code) {
-  const auto line = codeset.lines.find(code);
-  const std::string& where = line == codeset.lines.end() ? codeset.where : line->second;
-  throw Failure(kDoesNotFit, where + ": " + codeset.name + ": " + why);
-}
+namespace mar::ucvtab {
 
 bool is_known_kind(unsigned kind) {
   switch (kind) {
@@ -27,28 +21,18 @@ bool is_known_kind(unsigned kind) {
   }
 }
 
-bool is_ebcdic(Kind kind) { return kind == kEbcdicMixed || kind == kEbcdicSingle; }
-
 unsigned max_code_length(Kind kind) {
-  switch (kind) {
-    case kSingleByte:
-    case kEbcdicSingle:
-      return 1;
-    case kDoubleByte:
-    case kEbcdicMixed:
-      return 2;
-    default:
-      return Code::kMaxLength;
-  }
+  if (kind == kSingleByte || kind == kEbcdicSingle) return 1;
+  return kind == kDoubleByte || kind == kEbcdicMixed ? 2 : Code::kMaxLength;
 }
 
-std::optional<char16_t> fixed_decode(Kind kind, uint8_t byte) {
+std::optional<char16_t> fixed_decode(Kind kind, unsigned byte) {
   if (is_ebcdic(kind)) {
     if (invar_eb_to_ucs[byte] == 0) return std::nullopt;
     return static_cast<char16_t>(def_eb_to_ucs[byte]);
   }
-  if (byte < 0x80) return byte;
-  return std::nullopt;
+  if (byte >= 0x80) return std::nullopt;
+  return static_cast<char16_t>(byte);
 }
 
 std::optional<uint8_t> fixed_encode(Kind kind, char32_t unit) {
@@ -58,28 +42,47 @@ std::optional<uint8_t> fixed_encode(Kind kind, char32_t unit) {
   return def_ucs_to_eb[unit];
 }
 
+std::optional<char16_t> Codeset::character(const Code& code) const {
+  const auto fixed = code.length == 1 ? fixed_decode(kind, code.bytes[0]) : std::nullopt;
+  if (fixed) return fixed;
+  const auto found = decode.find(code);
+  if (found == decode.end()) return std::nullopt;
+  return found->second;
+}
+
+Code Codeset::code(char16_t unit) const {
+  const auto fixed = fixed_encode(kind, unit);
+  return fixed ? single(*fixed) : encode[unit];
+}
+
+void refuse(const Codeset& codeset, const std::string& why, const Code& code) {
+  const auto line = codeset.lines.find(code);
+  const std::string& where = line == codeset.lines.end() ? codeset.where : line->second;
+  throw Failure(kDoesNotFit, where + ": " + codeset.name + ": " + why);
+}
+
 std::string normal_name(std::string_view name) {
   std::string normal;
-  for (char c : name) {
+  for (const char c : name) {
     if (ascii_alnum(c)) normal += ascii_upper(c);
   }
   return normal;
 }
 
 unsigned name_field_size(Kind kind) {
-  return (kind == kGb18030 ? table_layout::kGbStructure : table_layout::kKind) - table_layout::kName;
+  using namespace table_layout;
+  return kind == kGb18030 ? kGbStructure - kName : kNameFieldSize;
 }
 
 std::string name_fault(const std::string& name, Kind kind) {
-  const unsigned room = name_field_size(kind);
-  if (name.empty() || name != normal_name(name)) return name + ": a name is capital letters and digits";
-  if (name.size() > room - 1)
-    return name + ": a name has at most " + std::to_string(room - 1) + " characters";
-  if (name.starts_with("QXO")) return name + ": name look-up takes a leading QXO away";
+  const unsigned longest = name_field_size(kind) - 1;
+  if (name.empty() || name != normal_name(name)) return name + ": a name has capital letters and digits only";
+  if (name.size() > longest) return name + ": a name has at most " + std::to_string(longest) + " characters";
+  if (name.starts_with("QXO")) return name + ": name look-up removes a leading QXO";
   for (const char* reserved : {"UTF8", "OS", "DOS", "WIN", "DEFAULT"}) {
-    if (name == reserved) return name + ": names a codeset without a table";
+    if (name == reserved) return name + ": this name means a codeset without a table";
   }
   return {};
 }
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

@@ -1,5 +1,5 @@
 // The commands of ucvtab. Each prints its result on standard output, tab-separated where a program may want
-// it, and returns its exit code; trouble is thrown as Failure.
+// it, and returns its exit code. Whatever stops it is thrown as a Failure.
 #pragma once
 
 #include <bit>
@@ -8,48 +8,45 @@
 
 #include "tools/ucvtab/failure.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 
 constexpr const char* kDefaultCatalogue = "codesets/catalogue";
-constexpr const char* kAliasesFile = "aliases";  // beside the tables, as name look-up wants it
+constexpr const char* kAliasesFile = "aliases";  // beside the tables, where name look-up wants it
 
 struct BuildOptions {
   std::string catalogue = kDefaultCatalogue;
   std::vector<std::string> what;  // names of rows, or "text:FILE"; none means every row
-  std::string directory = ".";    // gets one file per codeset, named as the codeset
+  std::string directory = ".";    // receives one file per codeset, named as the codeset
   std::endian order = std::endian::native;
   bool quiet = false;
 };
 ExitCode run_build(const BuildOptions& options);
 
 ExitCode run_dump(const std::string& table);
-// Both go on behind a file that is no table and end with the gravest code. Among several files one that is
-// named "aliases" and is no table is passed over: DIRECTORY/* has it.
+
+// Both continue after a file that is no table, and return the highest code of all. Among several files, one
+// named "aliases" that is no table is passed over, so that DIRECTORY/* can be given.
 ExitCode run_info(const std::vector<std::string>& tables);
 ExitCode run_check(const std::vector<std::string>& tables);
 
-// `left` and `right` are a table file, "text:FILE", "iconv:NAME" or "icu:NAME"; one of the first two at
-// least.
+// Each operand is a table file, "text:FILE", "iconv:NAME" or "icu:NAME". One at least must be a table or a
+// text.
 ExitCode run_diff(const std::string& left, const std::string& right);
 
 struct VerifyOptions {
   std::string catalogue = kDefaultCatalogue;
   std::vector<std::string> names;  // none means every row
-  std::string directory = ".";     // the tables
-  std::string
-      expected;       // file of the differences that are wanted, exactly; without it any that a rule explains
-  bool list = false;  // print each difference, not only their numbers
+  std::string directory = ".";     // where the tables are
+  std::string expected;            // file of exactly the differences that are wanted; else any with a rule
+  bool list = false;               // print each difference, not only their numbers
 };
 ExitCode run_verify(const VerifyOptions& options);
 
-// `from` and `to` are names as xcs_cs_new takes them, `files` are read one after the other; none is standard
-// input.
+// `from` and `to` are names as xcs_cs_new takes them. Reads `files` one after the other, or standard input.
 ExitCode run_convert(const std::string& from, const std::string& to, const std::vector<std::string>& files);
 
-struct AliasesOptions {
-  std::string catalogue;  // its rows count as tables; none by default
-  std::string file;       // the aliases file to check; the tables beside it may be targets
-};
-ExitCode run_aliases(const AliasesOptions& options);
+// Checks the aliases in `file`. They may lead to the tables beside it, and to the rows of `catalogue` if not
+// empty.
+ExitCode run_aliases(const std::string& file, const std::string& catalogue);
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

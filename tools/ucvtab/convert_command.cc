@@ -7,19 +7,18 @@
 #include "tools/ucvtab/commands.h"
 #include "tools/ucvtab/product_source.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 namespace {
 
 constexpr uint32_t kBlock = 32768;  // bytes read, units held, bytes written at a time
-constexpr int kOutputFull = 1;
 
 class Filter {
  public:
   Filter(const std::string& from, const std::string& to) : from_(open_codeset(from)), to_(open_codeset(to)) {}
 
   void run(std::FILE* file, const std::string& name) {
-    while (size_t count = std::fread(in_ + held_, 1, kBlock - held_, file)) {
-      held_ += static_cast<uint32_t>(count);
+    while (size_t count = std::fread(in_ + in_count_, 1, kBlock - in_count_, file)) {
+      in_count_ += static_cast<uint32_t>(count);
       convert_block();
     }
     if (std::ferror(file)) throw Failure(kFileError, name + ": " + std::strerror(errno));
@@ -30,47 +29,48 @@ class Filter {
     uint32_t room = kBlock, nothing = 0;
     const uint16_t* none = nullptr;
     xcs_from_ucs2_r(to_.get(), &none, &nothing, &out, &room);
-    write(out);
-    if (held_ != 0 || unit_count_ != 0) throw Failure(kBadInput, "the input ends inside a character");
+    write_until(out);
+    if (in_count_ != 0 || unit_count_ != 0) throw Failure(kBadInput, "the input ends inside a character");
   }
 
  private:
-  // Converts what is held and keeps the character that the block cuts.
+  // Converts the bytes held. Keeps a character that the end of the block cuts.
   void convert_block() {
     const char* in = in_;
-    int code = 0;
-    do {
+    int result = XCS_OUTPUT_FULL;
+    while (result == XCS_OUTPUT_FULL) {
       uint16_t* unit = units_ + unit_count_;
       uint32_t room = kBlock - unit_count_;
-      code = xcs_to_ucs2_r(from_.get(), &in, &held_, &unit, &room);
+      result = xcs_to_ucs2_r(from_.get(), &in, &in_count_, &unit, &room);
       unit_count_ = kBlock - room;
       write_units();
-    } while (code == kOutputFull);
-    std::memmove(in_, in, held_);
+    }
+    std::memmove(in_, in, in_count_);
   }
 
   void write_units() {
     const uint16_t* unit = units_;
-    int code = 0;
-    do {
+    int result = XCS_OUTPUT_FULL;
+    while (result == XCS_OUTPUT_FULL) {
       char* out = out_;
       uint32_t room = kBlock;
-      code = xcs_from_ucs2_r(to_.get(), &unit, &unit_count_, &out, &room);
-      write(out);
-    } while (code == kOutputFull);
+      result = xcs_from_ucs2_r(to_.get(), &unit, &unit_count_, &out, &room);
+      write_until(out);
+    }
     std::memmove(units_, unit, unit_count_ * sizeof *unit);
   }
 
-  void write(const char* end) {
+  void write_until(const char* end) {
     const auto count = static_cast<size_t>(end - out_);
-    if (std::fwrite(out_, 1, count, stdout) != count)
+    if (std::fwrite(out_, 1, count, stdout) != count) {
       throw Failure(kFileError, "standard output: write failed");
+    }
   }
 
   CodesetHandle from_, to_;
   char in_[kBlock];
-  uint32_t held_ = 0;                // bytes in in_
-  uint16_t units_[kBlock + 1] = {};  // the mixed family reads one unit behind its input
+  uint32_t in_count_ = 0;
+  uint16_t units_[kBlock + 1] = {};  // the mixed family reads one unit past its input
   uint32_t unit_count_ = 0;
   char out_[kBlock];
 };
@@ -89,4 +89,4 @@ ExitCode run_convert(const std::string& from, const std::string& to, const std::
   return kDone;
 }
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

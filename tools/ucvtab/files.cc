@@ -11,8 +11,10 @@
 
 #include "tools/ucvtab/failure.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 namespace {
+
+constexpr size_t kMaxTextSize = 64 << 20;  // bytes; more than any sensible text, less than /dev/zero holds
 
 using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
 
@@ -20,31 +22,15 @@ using File = std::unique_ptr<std::FILE, int (*)(std::FILE*)>;
   throw Failure(kFileError, path + ": " + std::strerror(errno));
 }
 
-File open_file(const std::string& path) {
-  if (path == "-") return {stdin, [](std::FILE*) { return 0; }};
-  File file(std::fopen(path.c_str(), "rbe"), &std::fclose);
+template <class Content>
+Content read_all(File file, const std::string& path, size_t limit_bytes) {
   if (!file) fail(path);
-  return file;
-}
-
-// An open for reading waits for a writer of a FIFO, hence O_NONBLOCK; it means nothing to a regular file.
-File open_regular_file(const std::string& path) {
-  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (descriptor == -1) fail(path);
-  File file(fdopen(descriptor, "rb"), &std::fclose);
-  struct stat status;
-  if (!file || fstat(descriptor, &status) != 0) fail(path);
-  if (!S_ISREG(status.st_mode)) throw Failure(kBadInput, path + ": not a regular file");
-  return file;
-}
-
-Bytes read_all(const File& file, const std::string& path, size_t limit) {
-  Bytes content;
-  uint8_t block[16384];
+  Content content;
+  char block[16384];
   for (size_t count; (count = std::fread(block, 1, sizeof block, file.get())) > 0;) {
     content.insert(content.end(), block, block + count);
-    if (content.size() > limit)
-      throw Failure(kBadInput, path + ": more than " + std::to_string(limit) + " bytes");
+    if (content.size() > limit_bytes)
+      throw Failure(kBadInput, path + ": more than " + std::to_string(limit_bytes) + " bytes");
   }
   if (std::ferror(file.get())) fail(path);
   return content;
@@ -68,14 +54,23 @@ bool write_all(int file, const Bytes& content) {
 
 }  // namespace
 
-Bytes read_table_file(const std::string& path, size_t limit) {
-  return read_all(open_regular_file(path), path, limit);
+Bytes read_table_file(const std::string& path, size_t limit_bytes) {
+  // Without O_NONBLOCK, opening a FIFO would wait for a writer. On a regular file the flag has no effect.
+  const int descriptor = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (descriptor == -1) fail(path);
+  File file(fdopen(descriptor, "rb"), &std::fclose);
+  struct stat status;
+  if (!file || fstat(descriptor, &status) != 0) fail(path);
+  if (!S_ISREG(status.st_mode)) throw Failure(kBadInput, path + ": not a regular file");
+  return read_all<Bytes>(std::move(file), path, limit_bytes);
 }
 
-Bytes read_text_file(const std::string& path) {
-  const Bytes content = read_all(open_file(path), path, kMaxTextSize);
-  for (const std::string_view mark : {"\xEF\xBB\xBF", "\xFF\xFE", "\xFE\xFF"}) {
-    if (content.size() >= mark.size() && std::memcmp(content.data(), mark.data(), mark.size()) == 0) {
+std::string read_text_file(const std::string& path) {
+  File file = path == "-" ? File(stdin, [](std::FILE*) { return 0; })
+                          : File(std::fopen(path.c_str(), "rbe"), &std::fclose);
+  const auto content = read_all<std::string>(std::move(file), path, kMaxTextSize);
+  for (const char* mark : {"\xEF\xBB\xBF", "\xFF\xFE", "\xFE\xFF"}) {
+    if (content.starts_with(mark)) {
       throw Failure(kBadInput, path + ":1: starts with a byte order mark; save it as UTF-8 without one");
     }
   }
@@ -83,11 +78,11 @@ Bytes read_text_file(const std::string& path) {
 }
 
 std::vector<Line> read_lines(const std::string& path) {
-  const Bytes content = read_text_file(path);
-  std::string_view rest(reinterpret_cast<const char*>(content.data()), content.size());
+  const std::string content = read_text_file(path);
+  std::string_view rest = content;
   std::vector<Line> lines;
   while (!rest.empty()) {
-    std::string_view line = rest.substr(0, rest.find('\n'));
+    const std::string_view line = rest.substr(0, rest.find('\n'));
     rest.remove_prefix(std::min(line.size() + 1, rest.size()));
     lines.push_back({trimmed(line.substr(0, line.find('#'))), path + ":" + std::to_string(lines.size() + 1)});
   }
@@ -95,13 +90,13 @@ std::vector<Line> read_lines(const std::string& path) {
 }
 
 void write_file(const std::string& path, const Bytes& content) {
-  // A name of its own, made new: whatever waits under a guessable one, a pipe or a link, is left alone.
+  // The temporary file is always a new one, so a link or a pipe planted under its name is left alone.
   std::string temporary;
   int descriptor = -1;
   for (unsigned attempt = 0; descriptor == -1 && attempt < 100; ++attempt) {
     temporary = path + ".new." + std::to_string(getpid()) + "." + std::to_string(attempt);
     descriptor = open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (descriptor == -1 && errno != EEXIST) fail(temporary);
+    if (descriptor == -1 && errno != EEXIST) break;
   }
   if (descriptor == -1) fail(temporary);
   int reason = write_all(descriptor, content) ? 0 : errno;
@@ -113,4 +108,4 @@ void write_file(const std::string& path, const Bytes& content) {
   fail(path);
 }
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

@@ -1,30 +1,31 @@
-// Whole files in and out.
+// Whole files in and out. A path of "-" is standard input. Every function throws Failure(kFileError) with the
+// path and the system's reason.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <vector>
 
-namespace ucvtab {
+namespace mar::ucvtab {
 
 using Bytes = std::vector<uint8_t>;
 
 struct Line {
-  std::string text;   // less the comment that "#" starts and the blanks at both ends
+  std::string text;   // without the comment that "#" starts and without blanks at either end
   std::string where;  // "FILE:LINE"
 };
 
-constexpr size_t kMaxTextSize = 64 << 20;  // bytes; more than any sensible text, and less than /dev/zero
+// Reads a table, which must be a regular file: a FIFO among many files must not stop a command. Throws
+// Failure(kBadInput) for any other file and for one of more than `limit_bytes`.
+Bytes read_table_file(const std::string& path, size_t limit_bytes);
 
-// Each throws Failure(kFileError) with the path and the system's reason, or Failure(kBadInput) when the file
-// is too large. A table must be a regular file, so that no FIFO among many files stops a command. A text may
-// also come through a pipe, or from standard input for the path "-"; a byte order mark is Failure(kBadInput).
-Bytes read_table_file(const std::string& path, size_t limit);
-Bytes read_text_file(const std::string& path);
+// Reads a text, which may also come through a pipe. Throws Failure(kBadInput) for a byte order mark and for
+// more than 64 MB.
+std::string read_text_file(const std::string& path);
 std::vector<Line> read_lines(const std::string& path);
 
-// Writes beside `path` under a new name and renames, so that a reader or a broken build never sees half a
-// file; what was written goes away when any of it fails.
+// Writes a new file beside `path` and renames it, so that neither a reader nor a build that breaks off ever
+// sees half a file. Removes what it wrote if any of it fails.
 void write_file(const std::string& path, const Bytes& content);
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

@@ -4,10 +4,9 @@
 #include <cerrno>
 
 #include "tools/ucvtab/failure.h"
-#include "tools/ucvtab/shift.h"
 #include "tools/ucvtab/source.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 namespace {
 
 constexpr const char* kPivot = "UTF-32LE";
@@ -23,8 +22,7 @@ class Converter {
     if (valid()) iconv_close(handle_);
   }
 
-  // Converts all of `in` from the initial state and flushes what the converter holds back. Returns 0 or
-  // errno.
+  // Converts all of `in` from the initial state, with what the converter holds back. Returns 0 or errno.
   int run(std::string_view in, std::string& out) {
     char buffer[64];
     char* to = buffer;
@@ -87,4 +85,4 @@ std::unique_ptr<Source> open_iconv(const std::string& name, Kind kind) {
   return std::make_unique<IconvSource>(name, kind);
 }
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

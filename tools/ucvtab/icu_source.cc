@@ -2,10 +2,9 @@
 #include <unicode/ucnv.h>
 
 #include "tools/ucvtab/failure.h"
-#include "tools/ucvtab/shift.h"
 #include "tools/ucvtab/source.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 namespace {
 
 struct Close {
@@ -69,4 +68,4 @@ std::unique_ptr<Source> open_icu(const std::string& name, Kind kind) {
   return std::make_unique<IcuSource>(name, kind);
 }
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

@@ -1,17 +1,14 @@
-// dump, info and diff: what is in a table, as text, in figures, and against another.
+// dump, info, check and diff: what is in a table, as text, in figures, with its faults, and against another.
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
-#include "charset/table_layout.h"
 #include "tools/ucvtab/commands.h"
-#include "tools/ucvtab/compare.h"
-#include "tools/ucvtab/harvest.h"
-#include "tools/ucvtab/table_check.h"
-#include "tools/ucvtab/table_reader.h"
+#include "tools/ucvtab/compile.h"
+#include "tools/ucvtab/table_image.h"
 #include "tools/ucvtab/text_format.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 namespace {
 
 TableImage open_table(const std::string& path) { return {read_table_file(path, kMaxTableSize), path}; }
@@ -39,7 +36,7 @@ void print_info(const std::string& path) {
   print("kind", codeset.kind);
   print("bytes", image.file().size());
   print("order", image.order() == std::endian::little ? "little" : "big");
-  print("longest-code", image.u16(table_layout::kHdr56) >> 8);
+  print("longest-code", image.header16(table_layout::kHdr56) >> 8);
   print("substitute", to_hex(single(*codeset.sub)) + " " + to_text(codeset.sub_source));
   print("decoded", codeset.decode.size());
   print("encoded", encoded);
@@ -48,10 +45,28 @@ void print_info(const std::string& path) {
   print("note", codeset.note);
 }
 
+template <class Action>
+ExitCode for_each_file(const std::vector<std::string>& paths, const Action& action) {
+  ExitCode highest = kDone;
+  for (const std::string& path : paths) {
+    ExitCode result = kDone;
+    try {
+      result = action(path);
+    } catch (const Failure& failure) {
+      const bool is_aliases = std::filesystem::path(path).filename() == kAliasesFile;
+      if (is_aliases && failure.code == kBadInput && paths.size() > 1) continue;
+      std::fprintf(stderr, "ucvtab: %s\n", printable(failure.what()).c_str());
+      result = failure.code;
+    }
+    highest = std::max(highest, result);
+  }
+  return highest;
+}
+
 std::string describe(const Decoded& decoded) {
   if (decoded.outcome == Decoded::kIncomplete) return "incomplete";
   std::string text = decoded.outcome == Decoded::kInvalid ? "-" : "";
-  for (char32_t point : decoded.text) text += (text.empty() ? "" : " ") + to_text(point);
+  for (const char32_t point : decoded.text) text += (text.empty() ? "" : " ") + to_text(point);
   return text;
 }
 
@@ -65,22 +80,12 @@ Codeset load_codeset(const std::string& operand) {
   return operand.starts_with("text:") ? read_text(operand.substr(5)) : read_table(open_table(operand));
 }
 
-template <class Action>
-ExitCode for_each_file(const std::vector<std::string>& paths, const Action& action) {
-  ExitCode gravest = kDone;
-  for (const std::string& path : paths) {
-    ExitCode result = kDone;
-    try {
-      result = action(path);
-    } catch (const Failure& failure) {
-      const bool aliases = std::filesystem::path(path).filename() == kAliasesFile;
-      if (aliases && failure.code == kBadInput && paths.size() > 1) continue;
-      std::fprintf(stderr, "ucvtab: %s\n", printable(failure.what()).c_str());
-      result = failure.code;
-    }
-    gravest = std::max(gravest, result);
-  }
-  return gravest;
+std::unique_ptr<Source> open_operand(const std::string& operand, Kind kind) {
+  if (!is_library(operand)) return open_codeset(load_codeset(operand));
+  CatalogueRow row;
+  row.kind = kind;
+  row.source = row.where = operand;
+  return open_source(row, "");
 }
 
 }  // namespace
@@ -105,28 +110,26 @@ ExitCode run_check(const std::vector<std::string>& tables) {
   });
 }
 
+// The codes are those of `left`. A code that only `right` has, after a byte that `left` refuses, shows at
+// that byte. Characters past U+FFFF are asked for, too, although only GB18030 has them.
 ExitCode run_diff(const std::string& left, const std::string& right) {
   if (is_library(left) && is_library(right)) throw Failure(kUsage, "diff needs a table or a text file");
   const Kind kind = load_codeset(is_library(left) ? right : left).kind;
-  auto open = [&](const std::string& operand) {
-    if (!is_library(operand)) return open_codeset(load_codeset(operand));
-    CatalogueRow row;
-    row.kind = kind;
-    row.source = row.where = operand;
-    return open_source(row, "");
-  };
-  const std::unique_ptr<Source> a = open(left), b = open(right);
+  const std::unique_ptr<Source> a = open_operand(left, kind), b = open_operand(right, kind);
   ExitCode result = kDone;
-  compare_decode(*a, *b, kind, [&](const Code& code, const Decoded& in_a, const Decoded& in_b) {
-    std::printf("decode\t%s\t%s\t%s\n", to_hex(code).c_str(), describe(in_a).c_str(), describe(in_b).c_str());
+  const auto compare = [&](const char* direction, const std::string& what, const auto& in_a,
+                           const auto& in_b) {
+    if (in_a == in_b) return;
+    std::printf("%s\t%s\t%s\t%s\n", direction, what.c_str(), describe(in_a).c_str(), describe(in_b).c_str());
     result = kDiffers;
+  };
+  for_each_code(*a, kind, [&](const Code& code, const Decoded& in_a) {
+    compare("decode", to_hex(code), in_a, b->decode(code));
   });
-  compare_encode(*a, *b, [&](char32_t point, const Code& in_a, const Code& in_b) {
-    std::printf("encode\t%s\t%s\t%s\n", to_text(point).c_str(), describe(in_a).c_str(),
-                describe(in_b).c_str());
-    result = kDiffers;
-  });
+  for (char32_t point = 0; point <= 0x10FFFF; ++point) {
+    if (!is_surrogate(point)) compare("encode", to_text(point), a->encode(point), b->encode(point));
+  }
   return result;
 }
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

@@ -7,7 +7,7 @@
 
 namespace {
 
-using namespace ucvtab;
+using namespace mar::ucvtab;
 
 constexpr const char* kFooter =
     "Exit status: 0 done; 1 differences or faults found; 2 usage; 3 bad input file; 4 a codeset does not fit "
@@ -30,18 +30,13 @@ struct CommandLine {
     command->add_option("what", build.what, "names from the catalogue, or text:FILE");
     command->add_option("-c,--catalogue", build.catalogue, "catalogue file")->capture_default_str();
     command->add_option("-o,--output", build.directory, "directory for the tables")->capture_default_str();
-    command
-        ->add_option_function<std::string>(
-            "--endian",
-            [this](const std::string& word) {
-              if (word != "big" && word != "little")
-                throw CLI::ValidationError("--endian", "say big or little");
-              build.order = word == "big" ? std::endian::big : std::endian::little;
-            },
-            "byte order of the tables, this host's by default")
-        ->type_name("big|little");
+    command->add_option("--endian", left, "byte order of the tables, this host's by default")
+        ->check(CLI::IsMember({"big", "little"}));
     command->add_flag("-q,--quiet", build.quiet, "no progress on the terminal");
-    command->callback([this] { result = run_build(build); });
+    command->callback([this] {
+      if (!left.empty()) build.order = left == "big" ? std::endian::big : std::endian::little;
+      result = run_build(build);
+    });
   }
 
   void add_inspection(CLI::App& app) {
@@ -84,14 +79,13 @@ struct CommandLine {
 
   void add_aliases(CLI::App& app) {
     CLI::App* command = app.add_subcommand("aliases", "check an aliases file");
-    command->add_option("-c,--catalogue", aliases.catalogue, "catalogue file, whose names count as tables");
-    command->add_option("file", aliases.file, "aliases file to check")->required();
-    command->callback([this] { result = run_aliases(aliases); });
+    command->add_option("-c,--catalogue", right, "catalogue file, whose names count as tables");
+    command->add_option("file", left, "aliases file to check")->required();
+    command->callback([this] { result = run_aliases(left, right); });
   }
 
   BuildOptions build;
   VerifyOptions verify;
-  AliasesOptions aliases;
   std::string left, right;
   std::vector<std::string> files;
   ExitCode result = kDone;
@@ -109,15 +103,15 @@ int main(int argc, char** argv) try {
   } catch (const CLI::ParseError& error) {
     result = app.exit(error) == 0 ? kDone : kUsage;
   }
-  // A write that failed before has left nothing to flush, only the mark.
+  // A write that failed earlier has left nothing to flush, only the mark.
   if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
     throw Failure(kFileError, "standard output could not be written");
   }
   return result;
-} catch (const ucvtab::Failure& failure) {
-  std::fprintf(stderr, "ucvtab: %s\n", ucvtab::printable(failure.what()).c_str());
+} catch (const Failure& failure) {
+  std::fprintf(stderr, "ucvtab: %s\n", printable(failure.what()).c_str());
   return failure.code;
 } catch (const std::exception& error) {
   std::fprintf(stderr, "ucvtab: %s\n", error.what());
-  return ucvtab::kFileError;
+  return kFileError;
 }

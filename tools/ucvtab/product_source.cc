@@ -8,13 +8,11 @@
 
 #include "charset/convert.h"
 #include "tools/ucvtab/failure.h"
-#include "tools/ucvtab/shift.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 namespace {
 
-constexpr int kCutInput = 2;  // what a converter returns for text that ends inside a character
-constexpr int kRoom = 32;     // units; more than any single character takes
+constexpr int kRoom = 32;  // units; more than any single character takes
 
 std::u32string from_ucs2(const uint16_t* unit, const uint16_t* end) {
   std::u32string text;
@@ -41,12 +39,12 @@ std::string to_utf8(const std::u32string& text) {
 
 CodesetHandle open_codeset(const std::string& name) {
   const bool is_path = name.find('/') != std::string::npos;
-  // The product puts XCSDIR in front of relative paths, too, before it takes them as they stand.
+  // The product tries relative paths below XCSDIR before it takes them as they are.
   const std::string wanted = is_path ? std::filesystem::absolute(name).string() : name;
   CodesetHandle codeset(xcs_cs_new(wanted.c_str()));
   if (codeset) return codeset;
   if (!is_path) {
-    throw Failure(kUnknownSource, name + ": no such codeset (tables are looked for in XCSDIR/codeset)");
+    throw Failure(kUnknownSource, name + ": no such codeset (tables are sought in XCSDIR/codeset)");
   }
   if (access(name.c_str(), R_OK) != 0) throw Failure(kFileError, name + ": " + std::strerror(errno));
   throw Failure(kBadInput, name + ": the product finds no table here");
@@ -72,7 +70,7 @@ Decoded ProductSource::decode(const Code& code) {
   const bool agrees = std::string_view(utf8, length) == to_utf8(text);
   const bool substituted = text == U"?" && encode(U'?') != code;
   utf8_agrees_ = agrees;
-  if (result == kCutInput) return {Decoded::kIncomplete, {}};
+  if (result == XCS_INPUT_CUT) return {Decoded::kIncomplete, {}};
   return substituted || text.empty() ? Decoded{} : Decoded{Decoded::kMapped, text};
 }
 
@@ -96,4 +94,4 @@ Code ProductSource::encode(char32_t point) {
   return kind_ == kEbcdicMixed ? without_shifts(bytes) : code_from_bytes(bytes);
 }
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

@@ -4,15 +4,15 @@
 #include "charset/codeset.h"
 #include "tools/ucvtab/source.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 
 struct FreeCodeset {
   void operator()(xcs_cs_t* codeset) const { xcs_cs_free(codeset); }
 };
 using CodesetHandle = std::unique_ptr<xcs_cs_t, FreeCodeset>;
 
-// The codeset that the product knows by `name`. A name with a "/" is a path and means this very file, not one
-// of that name in XCSDIR. Throws Failure: kUnknownSource for a name, kFileError or kBadInput for a path.
+// The codeset that the product knows by `name`. A name with a "/" is the path of that very file, never of one
+// in XCSDIR. Throws Failure: kUnknownSource for a name, kFileError or kBadInput for a path.
 CodesetHandle open_codeset(const std::string& name);
 
 // Converts by way of UCS-2. A "?" that the converters substitute reads as unmapped.
@@ -32,4 +32,4 @@ class ProductSource : public Source {
   bool utf8_agrees_ = true;
 };
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

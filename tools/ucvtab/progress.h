@@ -1,4 +1,4 @@
-// One line on a terminal that rewrites itself, for commands that go through the whole catalogue.
+// A line on the terminal that rewrites itself, for commands that go through the whole catalogue.
 #pragma once
 
 #include <unistd.h>
@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <string>
 
-namespace ucvtab {
+namespace mar::ucvtab {
 
 class Progress {
  public:
@@ -30,4 +30,4 @@ class Progress {
   bool shown_;
 };
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

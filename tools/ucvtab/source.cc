@@ -1,8 +1,9 @@
 #include "tools/ucvtab/source.h"
 
+#include "charset/table_layout.h"
 #include "tools/ucvtab/gb18030.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 namespace {
 
 class CodesetSource : public Source {
@@ -10,49 +11,40 @@ class CodesetSource : public Source {
   explicit CodesetSource(Codeset codeset) : codeset_(std::move(codeset)) {}
 
   Decoded decode(const Code& code) override {
-    if (code.length == 1) {
-      if (auto fixed = fixed_decode(codeset_.kind, code.bytes[0])) return mapped(*fixed);
-    }
-    if (auto found = codeset_.decode.find(code); found != codeset_.decode.end()) return mapped(found->second);
+    if (const auto unit = codeset_.character(code)) return {Decoded::kMapped, {*unit}};
     if (codeset_.kind == kGb18030) return decode_gb18030(code);
     return {starts_longer(code) ? Decoded::kIncomplete : Decoded::kInvalid, {}};
   }
 
   Code encode(char32_t point) override {
-    if (auto fixed = fixed_encode(codeset_.kind, point)) return single(*fixed);
-    if (point < 0x10000) return codeset_.encode[point];
+    if (point < 0x10000) return codeset_.code(static_cast<char16_t>(point));
     return codeset_.kind == kGb18030 ? gb_supplementary_code(point) : Code{};
   }
 
  private:
-  static Decoded mapped(char32_t point) { return {Decoded::kMapped, {point}}; }
-
   [[nodiscard]] bool starts_longer(const Code& code) const {
     if (codeset_.kind == kEbcdicMixed) return false;
     if (code.length == 1 && codeset_.leads[code.bytes[0]]) return true;
-    // A longer code sorts after all shorter ones, so look in each greater length.
-    for (unsigned length = code.length + 1u; length <= max_code_length(codeset_.kind); ++length) {
-      Code first = code;
-      first.length = static_cast<uint8_t>(length);
-      auto found = codeset_.decode.lower_bound(first);
+    // Longer codes sort after all shorter ones, so each greater length is looked at.
+    for (Code first = code; first.length < max_code_length(codeset_.kind);) {
+      ++first.length;
+      const auto found = codeset_.decode.lower_bound(first);
       if (found != codeset_.decode.end() && found->first.view().starts_with(code.view())) return true;
     }
     return false;
   }
 
-  // The shape alone tells where a code goes on, and supplementary characters follow from their code.
+  // The bytes alone tell where a code continues. Supplementary characters follow from their codes.
   static Decoded decode_gb18030(const Code& code) {
-    const uint8_t* b = code.bytes.data();
-    auto digit = [](uint8_t byte) { return byte >= 0x30 && byte <= 0x39; };
-    auto lead = [](uint8_t byte) { return byte >= 0x81 && byte <= 0xFE; };
-    if (!lead(b[0])) return {};
-    if (code.length == 1) return {Decoded::kIncomplete, {}};
-    if (!digit(b[1])) return {};
-    if (code.length == 2 || (code.length == 3 && lead(b[2]))) return {Decoded::kIncomplete, {}};
-    if (code.length != 4 || !lead(b[2]) || !digit(b[3]) || b[0] < 0x90) return {};
-    const char32_t linear =
-        ((b[0] - 0x90u) * 10 + (b[1] - 0x30u)) * 1260 + (b[2] - 0x81u) * 10 + (b[3] - 0x30u);
-    return linear <= 0xFFFFF ? mapped(0x10000 + linear) : Decoded{};
+    const auto& b = code.bytes;
+    if (code.length == 4) {
+      const char32_t point = gb_supplementary_point(code);
+      return point == 0 ? Decoded{} : Decoded{Decoded::kMapped, {point}};
+    }
+    const auto is_lead = [](uint8_t byte) { return byte >= 0x81 && byte <= 0xFE; };
+    const bool second_fits = code.length < 2 || (b[1] >= 0x30 && b[1] <= 0x39);
+    const bool third_fits = code.length < 3 || is_lead(b[2]);
+    return {is_lead(b[0]) && second_fits && third_fits ? Decoded::kIncomplete : Decoded::kInvalid, {}};
   }
 
   Codeset codeset_;
@@ -103,16 +95,14 @@ std::unique_ptr<Source> open_corrected(std::unique_ptr<Source> source, std::map<
 }
 
 void for_each_code(Source& source, Kind kind, const CodeVisitor& visit) {
-  if (kind != kEbcdicMixed) {
-    for (unsigned byte = 0; byte < 256; ++byte) extend(source, kind, single(byte), visit);
-    return;
+  const bool mixed = kind == kEbcdicMixed;
+  const auto visit_one = [&](const Code& code) { visit(code, source.decode(code)); };
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    mixed ? visit_one(single(byte)) : extend(source, kind, single(byte), visit);
   }
-  for (unsigned byte = 0; byte < 256; ++byte) visit(single(byte), source.decode(single(byte)));
-  for (unsigned lead = 0x40; lead <= 0xFE; ++lead) {
-    for (unsigned trail = 0; trail < 256; ++trail) {
-      const Code code = pair(lead, trail);
-      visit(code, source.decode(code));
-    }
+  for (unsigned lead = 0; mixed && lead < 256; ++lead) {
+    for (unsigned trail = 0; table_layout::is_mixed_lead(static_cast<uint8_t>(lead)) && trail < 256; ++trail)
+      visit_one(pair(lead, trail));
   }
 }
 
@@ -124,4 +114,4 @@ void for_each_table_code(Source& source, Kind kind, const CodeVisitor& visit) {
   }
 }
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

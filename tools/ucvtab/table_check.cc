@@ -1,11 +1,8 @@
-#include "tools/ucvtab/table_check.h"
-
 #include <algorithm>
 
-#include "tools/ucvtab/failure.h"
-#include "tools/ucvtab/table_reader.h"
+#include "tools/ucvtab/table_image.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 namespace {
 
 using namespace table_layout;
@@ -31,9 +28,9 @@ class Checker {
   void check_header() {
     const std::string fault = name_fault(codeset_.name, codeset_.kind);
     require(fault.empty(), fault);
-    const uint32_t data = image_.data_offset();
+    const uint32_t data = view_.file().u32(kDataOffset);
     require(data >= kMinSize && data % 4 == 0, "the data region starts at a bad offset");
-    require(image_.u16(kHdr62) == kLayoutRevision, "unknown layout revision");
+    require(image_.header16(kHdr62) == kLayoutRevision, "unknown layout revision");
     const auto stamp = image_.file().begin() + kHdr64;
     const Bytes expected = stamp_of(image_.file()), none(kStampSize);
     require(
@@ -41,45 +38,44 @@ class Checker {
         "the content does not match its stamp");
   }
 
-  void check_byte(unsigned byte) {
+  void check_byte(unsigned number) {
+    const auto byte = static_cast<uint8_t>(number);
     const std::string name = "byte " + to_hex(single(byte));
-    const unsigned byte_class = view_.byte_class(static_cast<uint8_t>(byte));
-    const uint16_t entry = view_.byte_entry(static_cast<uint8_t>(byte));
+    const unsigned byte_class = view_.byte_class(byte);
     const Kind kind = codeset_.kind;
-    if (kind == kDoubleByte) require(byte_class <= 2, name + " has a class above 2");
+    if (kind == kDoubleByte) require(byte_class <= kClassLead, name + " has a class above 2");
     if (kind == kMultiByte && byte >= 0x80) {
-      const bool known = byte_class == kClassInvalid || (byte_class >= 1 && byte_class <= Code::kMaxLength);
-      require(known, name + " has a bad class");
+      const bool is_length = byte_class >= 1 && byte_class <= Code::kMaxLength;
+      require(is_length || byte_class == kClassInvalid, name + " has a bad class");
     }
     // The converters never look these up, but a table that says otherwise was made for something else.
-    const auto fixed = fixed_decode(kind, static_cast<uint8_t>(byte));
+    const auto fixed = fixed_decode(kind, byte);
     if (!fixed || kind == kGb18030) return;
-    const uint16_t held = max_code_length(kind) == 2 ? view_.u16(view_.row(0) + 2 * byte) : entry;
+    const uint16_t held =
+        max_code_length(kind) == 2 ? view_.u16(view_.row(0) + 2 * byte) : view_.byte_entry(byte);
     require(held == *fixed, name + " is not " + to_text(*fixed));
   }
 
   void check_encoding(char32_t unit) {
     const Code& code = codeset_.encode[unit];
     if (code.empty()) return;
-    const bool fixed = code.length == 1 && fixed_decode(codeset_.kind, code.bytes[0]);
     // Combining characters are written as codes that are read one by one.
-    const bool known = fixed || codeset_.decode.contains(code) || reads_as_singles(code);
-    require(known, to_text(unit) + " encodes to " + to_hex(code) + ", which nothing decodes", code);
+    require(codeset_.character(code) || reads_as_singles(code),
+            to_text(unit) + " encodes to " + to_hex(code) + ", which nothing decodes", code);
     const bool shifted = codeset_.kind == kEbcdicMixed && code.length == 2;
     require(code.length + (shifted ? 2u : 0u) <= 2 * utf8_length(unit),
             to_text(unit) + " grows to more than twice its UTF-8 length", code);
   }
 
   bool reads_as_singles(const Code& code) {
-    return code.length > 1 && codeset_.kind != kEbcdicMixed &&
-           std::all_of(code.view().begin(), code.view().end(), [&](char c) {
-             const auto byte = static_cast<uint8_t>(c);
-             return fixed_decode(codeset_.kind, byte) || codeset_.decode.contains(single(byte));
-           });
+    const auto is_single = [&](char c) {
+      return codeset_.character(single(static_cast<uint8_t>(c))).has_value();
+    };
+    return codeset_.kind != kEbcdicMixed && std::all_of(code.view().begin(), code.view().end(), is_single);
   }
 
-  // Only the substitution byte stands for characters without a code. A wrong one takes the encoding of the
-  // byte's own character, and gives all others a code.
+  // Only the substitution byte stands for characters without a code. A wrong one hides the encoding of its
+  // own character and gives every other character a code.
   void check_substitute() {
     const auto own = codeset_.decode.find(single(*codeset_.sub));
     if (own != codeset_.decode.end() && codeset_.encode[own->second].empty()) {
@@ -112,4 +108,4 @@ std::vector<Fault> check_table(const TableImage& image) {
   return Checker(image).run();
 }
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

@@ -9,7 +9,7 @@
 #include "charset/table.h"
 #include "tools/ucvtab/failure.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 namespace {
 
 using namespace table_layout;
@@ -17,8 +17,9 @@ using namespace table_layout;
 constexpr auto kOtherOrder =
     std::endian::native == std::endian::little ? std::endian::big : std::endian::little;
 
+// Both pass over what lies outside the image.
 void swap16(Bytes& image, size_t first, size_t end) {
-  for (size_t at = first; at + 1 < end && at + 1 < image.size(); at += 2) std::swap(image[at], image[at + 1]);
+  for (size_t at = first; at + 2 <= std::min(end, image.size()); at += 2) std::swap(image[at], image[at + 1]);
 }
 
 void swap32(Bytes& image, size_t at) {
@@ -36,10 +37,10 @@ void swap_header(Bytes& image, Kind kind) {
 std::set<size_t> prefix_records(const Bytes& image, size_t data) {
   std::set<size_t> records;
   for (uint32_t unit = 0; unit < 0x10000; ++unit) {
-    const size_t page = data + 4u * load<uint16_t>(image.data() + kPageIndex + 2 * (unit >> 8));
-    const size_t entry = page + 4u * (unit & 0xFF);
+    const size_t page = data + kPositionUnit * load<uint16_t>(image.data() + kPageIndex + 2 * (unit >> 8));
+    const size_t entry = page + 4 * (unit & 0xFF);
     if (entry + 4 > image.size() || load<uint16_t>(image.data() + entry + 2) < 0x100) continue;
-    records.insert(data + 16u * load<uint16_t>(image.data() + entry));
+    records.insert(data + kPrefixRecordBytes * load<uint16_t>(image.data() + entry));
   }
   return records;
 }
@@ -56,7 +57,7 @@ void swap_data(Bytes& image, Kind kind, bool is_host_order) {
     if (is_host_order) records = prefix_records(image, data);
     swap16(image, data, image.size());
     if (!is_host_order) records = prefix_records(image, data);
-    for (size_t record : records) swap16(image, record, record + kMaxPrefix);  // back: these are single bytes
+    for (size_t record : records) swap16(image, record, record + kMaxPrefix);  // back: a prefix is bytes
   } else if (max_code_length(kind) == 2) {
     swap16(image, data, image.size());
   }
@@ -87,8 +88,8 @@ TableImage::TableImage(Bytes file, std::string path)
   if (!is_table(file_) || file_.size() > kMaxTableSize) {
     throw Failure(kBadInput, path_ + ": not a codeset table");
   }
-  unsigned kind = u16(kKind);
-  unsigned scheme = u16(kScheme);
+  unsigned kind = header16(kKind);
+  unsigned scheme = header16(kScheme);
   if (!is_known_kind(kind)) {  // no kind reads as another one with its bytes reversed
     order_ = kOtherOrder;
     kind = (kind & 0xFF) << 8 | kind >> 8;
@@ -112,11 +113,9 @@ xcs_cs_t TableImage::as_codeset() const {
   return codeset;
 }
 
-TableView<true> TableImage::view() const { return TableView<true>(as_codeset()); }
-
-std::string TableImage::text(size_t offset, size_t size) const {
+std::string TableImage::header_text(size_t offset, size_t size) const {
   const auto* start = reinterpret_cast<const char*>(image_.data()) + offset;
   return {start, strnlen(start, size)};
 }
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

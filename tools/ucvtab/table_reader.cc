@@ -1,11 +1,9 @@
-#include "tools/ucvtab/table_reader.h"
-
 #include "charset/table_walk.h"
 #include "tools/ucvtab/failure.h"
 #include "tools/ucvtab/gb18030.h"
-#include "tools/ucvtab/shift.h"
+#include "tools/ucvtab/table_image.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 namespace {
 
 using namespace table_layout;
@@ -116,8 +114,8 @@ Codeset read_table(const TableImage& image) {
   if (!image.is_sound()) throw Failure(kBadInput, image.path() + ": " + kNotSound);
   Codeset codeset;
   codeset.kind = image.kind();
-  codeset.name = image.text(kName, name_field_size(codeset.kind));
-  codeset.note = image.text(kNoteOffset, kNoteSize);
+  codeset.name = image.header_text(kName, name_field_size(codeset.kind));
+  codeset.note = image.header_text(kNoteOffset, kNoteSize);
   const View view = image.view();
   codeset.sub = view.substitute_byte();
   codeset.sub_source = view.substitute_source();
@@ -140,4 +138,4 @@ Codeset read_table(const TableImage& image) {
   return codeset;
 }
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

@@ -5,7 +5,7 @@
 
 #include "tools/ucvtab/table_image.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 namespace {
 
 using namespace table_layout;
@@ -45,7 +45,8 @@ void TableWriter::set_byte(unsigned byte, unsigned byte_class, unsigned entry) {
   put16(kByteEntries + 2 * byte, entry);
 }
 
-// The codeset's own substitution byte, or the first byte that at most one looked-up character maps to.
+// Takes the codeset's own substitution byte, or the usual one, or the first byte to which at most one
+// looked-up character maps.
 void TableWriter::set_substitute() {
   unsigned sources[256] = {};
   char32_t source_of[256] = {};
@@ -58,11 +59,11 @@ void TableWriter::set_substitute() {
   const bool wanted = codeset_.sub.has_value();
   unsigned byte = wanted ? *codeset_.sub : is_ebcdic(codeset_.kind) ? 0x3F : 0x1A;
   const bool single_byte = max_code_length(codeset_.kind) == 1;  // the others never compare with it
+  if (single_byte && wanted && sources[byte] > 1) {
+    const Code code = single(byte);
+    refuse(codeset_, "several characters map to the substitution byte " + to_hex(code), code);
+  }
   for (unsigned tried = 0; single_byte && sources[byte] > 1; ++tried) {
-    if (wanted) {
-      const Code code = single(byte);
-      refuse(codeset_, "several characters map to the substitution byte " + to_hex(code), code);
-    }
     if (tried == 256) refuse(codeset_, "no byte can be the substitution byte");
     byte = tried;
   }
@@ -125,4 +126,4 @@ Bytes build_table(const Codeset& codeset, std::endian order) {
   return writer.finish(order);
 }
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

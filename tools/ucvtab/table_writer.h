@@ -8,7 +8,7 @@
 #include "tools/ucvtab/codeset.h"
 #include "tools/ucvtab/files.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 
 // Everything is in host order until finish().
 class TableWriter {
@@ -52,10 +52,10 @@ void append(Bytes& out, Number value) {
 // The whole way from codeset to table file. Throws Failure(kDoesNotFit) when the kind cannot hold it.
 Bytes build_table(const Codeset& codeset, std::endian order = std::endian::native);
 
-// One builder for each shape of table; each fills what its kind reads. (build_*.cc)
+// One builder for each shape of table, in build_*.cc. Each fills what its kind reads.
 void build_single_byte(TableWriter& writer);  // kinds 1 and 8
 void build_double_byte(TableWriter& writer);  // kinds 2 and 4
 void build_multi_byte(TableWriter& writer);   // kind 3
 void build_gb18030(TableWriter& writer);      // kind 10
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

@@ -1,13 +1,12 @@
 #include "tools/ucvtab/text_format.h"
 
-#include <charconv>
 #include <sstream>
 
 #include "charset/table_layout.h"
 #include "tools/ucvtab/failure.h"
 #include "tools/ucvtab/files.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 namespace {
 
 class Reader {
@@ -22,7 +21,13 @@ class Reader {
       where_ = line.where;
       if (!line.text.empty()) read_line(line.text);
     }
-    check_directives();
+    // A mapping's own line, where a byte has one, says more than the directive's.
+    for (const auto& [code, where] : directives_) codeset_.lines.emplace(code, where);
+    where_ = lead_where_;
+    const bool has_leads = codeset_.kind == kDoubleByte || codeset_.kind == kMultiByte;
+    require(where_.empty() || has_leads, "lead is for kinds 2 and 3");
+    where_ = min_run_where_;
+    require(where_.empty() || codeset_.kind == kGb18030, "min-run is for kind 10");
     codeset_.where = where_ = path;
     require(!codeset_.name.empty(), "no codeset line");
     require(has_kind_, "no kind line");
@@ -36,29 +41,21 @@ class Reader {
     if (!holds) throw Failure(kBadInput, where_ + ": " + message);
   }
 
-  void check_directives() {
-    for (const auto& [code, where] : directives_) codeset_.lines.emplace(code, where);
-    where_ = lead_where_;
-    const bool has_leads = codeset_.kind == kDoubleByte || codeset_.kind == kMultiByte;
-    require(where_.empty() || has_leads, "lead is for kinds 2 and 3");
-    where_ = min_run_where_;
-    require(where_.empty() || codeset_.kind == kGb18030, "min-run is for kind 10");
+  [[nodiscard]] unsigned number(const std::string& digits) const {
+    const auto value = number_from_text(digits);
+    require(value.has_value(), "not a number: " + digits);
+    return *value;
   }
 
-  unsigned number(const std::string& digits) const {
-    unsigned value = 0;
-    auto [stop, error] = std::from_chars(digits.data(), digits.data() + digits.size(), value);
-    require(error == std::errc() && stop == digits.data() + digits.size(), "not a number: " + digits);
-    return value;
-  }
-
-  uint8_t byte(const std::string& digits) const {
+  // A byte that a directive names; keeps its line.
+  uint8_t byte(const std::string& digits) {
     const auto code = code_from_hex(digits);
     require(code && code->length == 1, "not a byte: " + digits);
+    directives_[*code] = where_;
     return code->bytes[0];
   }
 
-  char32_t point(const std::string& text) const {
+  [[nodiscard]] char32_t point(const std::string& text) const {
     const auto value = point_from_text(text);
     require(value.has_value(), "not a code point: " + text);
     return *value;
@@ -70,32 +67,29 @@ class Reader {
     words >> key;
     if (key == "note") {
       std::getline(words >> std::ws, codeset_.note);
-      require(codeset_.note == printable(codeset_.note), "a note has no control characters");
-    } else if (key == "lead") {
-      lead_where_ = where_;
-      while (words >> word) {
-        codeset_.leads.set(byte(word));
-        directives_[single(byte(word))] = where_;
-      }
-    } else {
-      words >> word >> second >> extra;
-      require(!word.empty() && extra.empty(), "expected a directive, or a code and a character");
-      read_pair(key, word, second);
+      return require(codeset_.note == printable(codeset_.note), "a note has no control characters");
     }
-  }
-
-  void read_pair(const std::string& key, const std::string& word, const std::string& second) {
+    if (key == "lead") {
+      lead_where_ = where_;
+      while (words >> word) codeset_.leads.set(byte(word));
+      return;
+    }
+    words >> word >> second >> extra;
+    require(!word.empty() && extra.empty(), "expected a directive, or a code and a character");
     if (key == "sub") {
       codeset_.sub = byte(word);
-      directives_[single(*codeset_.sub)] = where_;
       const char32_t source = second.empty() ? 0x1A : point(second);
       require(source < kUnmapped, "the substitution source lies outside UCS-2");
       codeset_.sub_source = static_cast<uint16_t>(source);
-      return;
+    } else if (key == "codeset" || key == "kind" || key == "min-run") {
+      require(second.empty(), key + " takes one word");
+      read_setting(key, word);
+    } else {
+      read_mapping(key, word, second.empty() ? "=" : second);
     }
-    const bool directive = key == "codeset" || key == "kind" || key == "min-run";
-    if (!directive) return read_mapping(key, word, second.empty() ? "=" : second);
-    require(second.empty(), key + " takes one word");
+  }
+
+  void read_setting(const std::string& key, const std::string& word) {
     if (key == "codeset") {
       require(codeset_.name.empty() || codeset_.name == word, "the codeset is " + codeset_.name);
       codeset_.name = word;
@@ -126,15 +120,14 @@ class Reader {
   }
 
   void add_decode(const Code& code, char16_t unit) {
-    if (auto fixed = code.length == 1 ? fixed_decode(codeset_.kind, code.bytes[0]) : std::nullopt) {
-      return require(*fixed == unit, to_hex(code) + " is always " + to_text(*fixed));
-    }
+    const auto fixed = code.length == 1 ? fixed_decode(codeset_.kind, code.bytes[0]) : std::nullopt;
+    if (fixed) return require(*fixed == unit, to_hex(code) + " is always " + to_text(*fixed));
     require(codeset_.decode.emplace(code, unit).second, to_hex(code) + " is decoded twice");
   }
 
   void add_encode(char32_t unit, const Code& code) {
-    if (auto fixed = fixed_encode(codeset_.kind, unit)) {
-      // Two EBCDIC bytes are line feed; only one of them is written.
+    if (const auto fixed = fixed_encode(codeset_.kind, unit)) {
+      // Two EBCDIC bytes decode to line feed. Only one of them is ever written.
       const bool same = code.length == 1 && fixed_decode(codeset_.kind, code.bytes[0]) == unit;
       return require(same, to_text(unit) + " is always " + to_hex(single(*fixed)));
     }
@@ -148,15 +141,6 @@ class Reader {
   std::map<Code, std::string> directives_;  // lines of the bytes that sub and lead name
 };
 
-// The lead bytes that no listed code shows to be one.
-std::bitset<256> silent_leads(const Codeset& codeset) {
-  std::bitset<256> leads = codeset.leads;
-  for (const auto& [code, unit] : codeset.decode) {
-    if (code.length > 1) leads.reset(code.bytes[0]);
-  }
-  return leads;
-}
-
 }  // namespace
 
 Codeset read_text(const std::string& path) { return Reader("", std::nullopt).read(path); }
@@ -166,10 +150,10 @@ Codeset read_text_row(const CatalogueRow& row, const std::string& directory) {
   if (!row.policy_text.empty()) {
     throw Failure(kBadInput, row.where + ": a text file says everything itself and takes no policy");
   }
-  const bool absolute = file.starts_with('/') || directory.empty();
+  const bool is_absolute = file.starts_with('/') || directory.empty();
   Codeset codeset;
   try {
-    codeset = Reader(row.name, row.kind).read(absolute ? file : directory + "/" + file);
+    codeset = Reader(row.name, row.kind).read(is_absolute ? file : directory + "/" + file);
   } catch (const Failure& failure) {
     if (failure.code != kFileError) throw;
     throw Failure(kFileError, row.where + ": " + failure.what());
@@ -185,25 +169,25 @@ std::string write_text(const Codeset& codeset) {
     out << "sub " << to_hex(single(*codeset.sub)) << ' ' << to_text(codeset.sub_source) << '\n';
   if (codeset.kind == kGb18030) out << "min-run " << codeset.min_run << '\n';
   if (!codeset.note.empty()) out << "note " << printable(codeset.note) << '\n';
-  if (const auto leads = silent_leads(codeset); leads.any()) {
-    out << "lead";
-    for (unsigned byte = 0; byte < 256; ++byte) {
-      if (leads[byte]) out << ' ' << to_hex(single(byte));
-    }
-    out << '\n';
+  std::bitset<256> silent_leads = codeset.leads;  // those that no code shows to be one
+  for (const auto& [code, unit] : codeset.decode) {
+    if (code.length > 1) silent_leads.reset(code.bytes[0]);
   }
+  if (silent_leads.any()) out << "lead";
+  for (unsigned byte = 0; byte < 256; ++byte) {
+    if (silent_leads[byte]) out << ' ' << to_hex(single(byte));
+  }
+  if (silent_leads.any()) out << '\n';
   for (const auto& [code, unit] : codeset.decode) {
     out << to_hex(code) << ' ' << to_text(unit) << (codeset.encode[unit] == code ? "\n" : " >\n");
   }
   for (char32_t unit = 0; unit < 0x10000; ++unit) {
     const Code& code = codeset.encode[unit];
-    if (code.empty()) continue;
     const auto found = codeset.decode.find(code);
-    if (found == codeset.decode.end() || found->second != unit) {
-      out << to_hex(code) << ' ' << to_text(unit) << " <\n";
-    }
+    const bool is_listed = found != codeset.decode.end() && found->second == unit;
+    if (!code.empty() && !is_listed) out << to_hex(code) << ' ' << to_text(unit) << " <\n";
   }
   return out.str();
 }
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab

@@ -1,5 +1,5 @@
-// verify: every code and every character of a source against what the product's converters make of the table,
-// in both directions and both encodings of Unicode. What differs must follow from a rule; the numbers by rule
+// verify: every code and every character of a source, against what the product's converters make of the table
+// in both directions and both forms of Unicode. Each difference must follow from a rule. The numbers by rule
 // can be compared with a list of the differences that are wanted.
 #include <cstdio>
 #include <filesystem>
@@ -9,22 +9,21 @@
 
 #include "charset/table_layout.h"
 #include "tools/ucvtab/commands.h"
+#include "tools/ucvtab/compile.h"
 #include "tools/ucvtab/files.h"
 #include "tools/ucvtab/gb18030.h"
-#include "tools/ucvtab/harvest.h"
 #include "tools/ucvtab/product_source.h"
 #include "tools/ucvtab/progress.h"
-#include "tools/ucvtab/shift.h"
 
-namespace ucvtab {
+namespace mar::ucvtab {
 namespace {
 
 // Codeset, "decode" or "encode", rule.
 using DifferenceKey = std::tuple<std::string, std::string, std::string>;
 using Differences = std::map<DifferenceKey, unsigned>;
 
-// Two that no rule explains: the two encodings of Unicode must always lead to the same result, and a codeset
-// that claims all of Unicode must have it, whatever its source says.
+// No rule explains these two. Both forms of Unicode must lead to the same result, and a codeset that claims
+// all of Unicode must have it, whatever its source says.
 constexpr const char* kDisagree = "ucs2-utf8-disagree";
 constexpr const char* kHole = "hole";
 
@@ -49,8 +48,9 @@ class Verifier {
   }
 
  private:
-  // In mixed EBCDIC the shifts are no characters; what text holding them becomes is not the table's matter.
-  bool is_shift(uint32_t value) const {
+  // In mixed EBCDIC the shifts are no characters, and what text with them becomes does not depend on the
+  // table.
+  [[nodiscard]] bool is_shift(uint32_t value) const {
     return kind_ == kEbcdicMixed && (value == kShiftOut || value == kShiftIn);
   }
 
@@ -63,8 +63,9 @@ class Verifier {
     const Decoded got = product_.decode(code);
     if (!product_.utf8_agrees()) count("decode", kDisagree, to_hex(code));
     if (got == decoded) {
-      const bool hole = kind_ == kGb18030 && got.outcome != Decoded::kMapped && gb_is_bmp_code(code);
-      return hole ? count("decode", kHole, to_hex(code)) : void();
+      const bool is_hole = kind_ == kGb18030 && got.outcome != Decoded::kMapped && gb_is_bmp_code(code);
+      if (is_hole) count("decode", kHole, to_hex(code));
+      return;
     }
     const Rule rule = decode_rule(kind_, row_.policy, code, decoded);
     if (rule == Rule::kNone && shape_alone_decides(code, decoded, got)) {
@@ -76,22 +77,22 @@ class Verifier {
     count("decode", rule_name(got == expected ? rule : Rule::kNone), to_hex(code));
   }
 
-  // The converters take a code's length from its lead byte (GB18030: first two bytes) and check no trail byte
-  // beyond finding it in the table: a code that the source refuses early is refused, or read, whole.
-  bool shape_alone_decides(const Code& code, const Decoded& decoded, const Decoded& got) const {
+  // The converters take the length of a code from its lead byte (in GB18030, from its first two bytes) and
+  // look no closer at a trail byte than to find it in the table. A code that the source refuses early is
+  // refused whole, or in GB18030 read whole.
+  [[nodiscard]] bool shape_alone_decides(const Code& code, const Decoded& decoded, const Decoded& got) const {
     if (decoded.outcome != Decoded::kInvalid || code.length < 2) return false;
-    if (kind_ == kGb18030) return true;
-    return kind_ == kMultiByte && got.outcome == Decoded::kIncomplete;
+    return kind_ == kGb18030 || (kind_ == kMultiByte && got.outcome == Decoded::kIncomplete);
   }
 
   void verify_point(char32_t point) {
     const Code code = source_.encode(point);
     const Code got = product_.encode(point);
     if (!product_.utf8_agrees()) count("encode", kDisagree, to_text(point));
-    // U+FFFF can only be written: it is the tables' mark for "unmapped".
-    if (kind_ == kGb18030 && point != kUnmapped && product_.decode(got).text != std::u32string(1, point)) {
-      count("encode", kHole, to_text(point));
-    }
+    // U+FFFF can only be written: decoding, it is the tables' mark for "unmapped".
+    const bool is_hole =
+        kind_ == kGb18030 && point != kUnmapped && product_.decode(got).text != std::u32string(1, point);
+    if (is_hole) count("encode", kHole, to_text(point));
     if (got == code) return;
     Rule rule = encode_rule(kind_, row_.policy, point, code, decoded_back(code));
     Code expected;
@@ -137,24 +138,24 @@ void print(const DifferenceKey& key, unsigned number, const char* remark) {
   std::printf("%s\t%s\t%s\t%u%s\n", name.c_str(), direction.c_str(), rule.c_str(), number, remark);
 }
 
-// Prints where the two lists part; names that were not verified are passed over.
+// Prints what is in one list only. Codesets that were not verified are passed over.
 ExitCode compare(const Differences& found, Differences expected, const std::vector<CatalogueRow>& verified) {
   ExitCode result = kDone;
-  auto report = [&](const DifferenceKey& key, unsigned number, const char* remark) {
-    print(key, number, remark);
-    result = kDiffers;
-  };
   for (const auto& [key, number] : found) {
     const auto wanted = expected.find(key);
-    if (wanted == expected.end() || wanted->second != number)
-      report(key, number, "\tfound");
-    else
+    if (wanted != expected.end() && wanted->second == number) {
       expected.erase(wanted);
+      continue;
+    }
+    print(key, number, "\tfound");
+    result = kDiffers;
   }
   for (const auto& [key, number] : expected) {
-    for (const CatalogueRow& row : verified) {
-      if (row.name == std::get<0>(key)) report(key, number, "\texpected");
-    }
+    const std::string& name = std::get<0>(key);
+    const auto is_named = [&](const CatalogueRow& row) { return row.name == name; };
+    if (std::none_of(verified.begin(), verified.end(), is_named)) continue;
+    print(key, number, "\texpected");
+    result = kDiffers;
   }
   return result;
 }
@@ -186,4 +187,4 @@ ExitCode run_verify(const VerifyOptions& options) {
   return result;
 }
 
-}  // namespace ucvtab
+}  // namespace mar::ucvtab
