@@ -4,8 +4,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 namespace mar {
 
@@ -21,7 +19,7 @@ Tool::~Tool() {
 
 Outcome Tool::run(const std::string& arguments, const std::string& environment) {
   const std::string command =
-      "cd " + directory_ + " && " + environment + " " UCVTAB " " + arguments + " >stdout 2>stderr";
+      "cd " + directory_ + " && " + environment + " " + program_ + " " + arguments + " >stdout 2>stderr";
   const int status = std::system(command.c_str());
   return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, read("stdout"), read("stderr")};
 }
@@ -30,17 +28,6 @@ std::string Tool::must(const std::string& arguments, const std::string& environm
   const Outcome outcome = run(arguments, environment);
   EXPECT_EQ(outcome.code, 0) << arguments << ": " << outcome.error;
   return outcome.output;
-}
-
-void Tool::write(const std::string& name, const std::string& content) {
-  std::ofstream(path(name), std::ios::binary) << content;
-}
-
-std::string Tool::read(const std::string& name) {
-  std::ifstream file(path(name), std::ios::binary);
-  std::ostringstream content;
-  content << file.rdbuf();
-  return content.str();
 }
 
 xcs_cs_t* Tool::build_text(const std::string& name, const std::string& text) {

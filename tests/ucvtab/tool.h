@@ -6,6 +6,7 @@
 #include <string>
 
 #include "charset/convert.h"
+#include "tests/support/files.h"
 
 namespace mar {
 
@@ -26,12 +27,14 @@ class Tool : public testing::Test {
   // The same, but fails the test unless the tool exits with 0. Returns the output.
   std::string must(const std::string& arguments, const std::string& environment = "");
 
-  void write(const std::string& name, const std::string& content);
-  std::string read(const std::string& name);
   std::string path(const std::string& name) const { return directory_ + "/" + name; }
+  void write(const std::string& name, const std::string& content) { write_file(path(name), content); }
+  std::string read(const std::string& name) { return read_file(path(name)); }
 
   // Builds `text` into the table `name` and loads it with the product. The fixture frees the codeset.
   xcs_cs_t* build_text(const std::string& name, const std::string& text);
+
+  std::string program_ = UCVTAB;
 
  private:
   std::string directory_;

@@ -10,11 +10,10 @@
 
 namespace mar::ucvtab {
 
-constexpr const char* kDefaultCatalogue = "codesets/catalogue";
 constexpr const char* kAliasesFile = "aliases";  // beside the tables, where name look-up wants it
 
 struct BuildOptions {
-  std::string catalogue = kDefaultCatalogue;
+  std::string catalogue;
   std::vector<std::string> what;  // names of rows, or "text:FILE"; none means every row
   std::string directory = ".";    // receives one file per codeset, named as the codeset
   std::endian order = std::endian::native;
@@ -34,7 +33,7 @@ ExitCode run_check(const std::vector<std::string>& tables);
 ExitCode run_diff(const std::string& left, const std::string& right);
 
 struct VerifyOptions {
-  std::string catalogue = kDefaultCatalogue;
+  std::string catalogue;
   std::vector<std::string> names;  // none means every row
   std::string directory = ".";     // where the tables are
   std::string expected;            // file of exactly the differences that are wanted; else any with a rule

@@ -1,6 +1,8 @@
 // ucvtab: makes codeset tables, looks into them and proves them.
 #include <CLI/CLI.hpp>
 #include <cstdio>
+#include <cstdlib>
+#include <filesystem>
 
 #include "tools/ucvtab/code.h"
 #include "tools/ucvtab/commands.h"
@@ -14,9 +16,26 @@ constexpr const char* kFooter =
     "its\n"
     "kind; 5 unknown codeset name; 6 a file could not be read or written.";
 
+constexpr const char* kSourceCatalogue = "codesets/catalogue";
+
+// The place of the data that was installed together with this very program.
+std::filesystem::path installed_data() {
+  std::error_code none;
+  return std::filesystem::read_symlink("/proc/self/exe", none).parent_path().parent_path() / "share/mar";
+}
+
+// The catalogue of the source tree when this runs there, else the installed one.
+std::string default_catalogue() {
+  const std::filesystem::path installed = installed_data() / "catalogue";
+  const bool is_installed = !std::filesystem::exists(kSourceCatalogue) && std::filesystem::exists(installed);
+  return is_installed ? installed.string() : kSourceCatalogue;
+}
+
 struct CommandLine {
   explicit CommandLine(CLI::App& app) {
     app.require_subcommand(1);
+    app.set_version_flag("--version", "ucvtab " MAR_VERSION, "Print the version and exit");
+    build.catalogue = verify.catalogue = default_catalogue();
     app.footer(kFooter);
     add_build(app);
     add_inspection(app);
@@ -94,6 +113,7 @@ struct CommandLine {
 }  // namespace
 
 int main(int argc, char** argv) try {
+  setenv("XCSDIR", installed_data().c_str(), 0);
   CLI::App app("Codeset tables: compile, inspect, verify.", "ucvtab");
   const CommandLine line(app);
   ExitCode result = kDone;
