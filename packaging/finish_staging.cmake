@@ -1,5 +1,5 @@
-# Run by CPack over the staged files before it packs them: manual pages and changelogs are compressed, and everything
-# is as old as the release, so that two builds give the same bytes.
+# CPack runs this over the staged files before it packs them. It compresses manual pages and changelogs, and
+# gives every file the time of the release, so that two builds produce the same bytes.
 function(run)
   execute_process(COMMAND ${ARGV} COMMAND_ERROR_IS_FATAL ANY)
 endfunction()

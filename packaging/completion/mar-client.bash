@@ -1,9 +1,9 @@
-# Completion for t1, mar-standin, mar-queue and ucvtab. The programs themselves are asked for what they know: t1
-# lists its keywords after /l3, the others their options, commands and faults after --help.
+# Completion for t1, mar-standin, mar-queue and ucvtab. It asks the programs what they know: t1 /l3 lists the
+# keywords, --help of the others lists options, commands and faults.
 
-# Offers those of the words on standard input that go on as $1 does; $2 is the part of the word under the cursor that
-# stands before $1. bash breaks words at ":" and "=" and wants back only what follows the last break: $3 is what it
-# takes for the word. Everything is compared and nothing expanded: what the user has typed may be anything.
+# Offers the words on standard input that begin with $1. $2 is the part of the word under the cursor that
+# precedes $1. bash breaks words at ":" and "=" and expects only what follows the last break; $3 is what bash
+# takes for the word. The user's text is only compared, never expanded, so it may be anything.
 _mar_offer() {
   local word cut=$2$1
   cut=${cut%"$3"}

@@ -1,4 +1,4 @@
-/* A program in C that uses the installed library, and names of its own that the library's inside has, too. */
+/* A program in C that uses the installed library and has names of its own that the library also uses. */
 #include <engine_client/commands.h>
 #include <stdio.h>
 #include <string.h>
