@@ -1,5 +1,5 @@
-# One target per folder. Every target of ours links mar_options, which carries the language level, the include
-# root, the warnings and the sanitizers; nothing is set globally, so the project can be a subproject.
+# One target per folder. Each links mar_options, which carries the language level, the include root, the
+# warnings and the sanitizers. Nothing is set globally, so the project can be a subproject.
 
 add_library(mar_options INTERFACE)
 target_compile_features(mar_options INTERFACE cxx_std_20)
@@ -9,30 +9,33 @@ target_compile_options(mar_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wformat=2 -Wundef -Wcast-align
   -Wimplicit-fallthrough
   $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Woverloaded-virtual -Wnon-virtual-dtor -Wzero-as-null-pointer-constant>
-  $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wlogical-op>)
+  $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wlogical-op>
+  $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 if(MAR_SANITIZE)
   target_compile_options(mar_options INTERFACE
     -fsanitize=${MAR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(mar_options INTERFACE -fsanitize=${MAR_SANITIZE})
 else()
-  # Hardened in every configuration, so that the tests meet what is installed; fortification needs optimised code.
-  # No binary names the folder it was built in: what stands in it is the same wherever it is built.
+  # Hardened in every configuration, so that the tests run what is installed. Only optimised code can be
+  # fortified. The prefix maps keep the build folder's name out of the binaries: their bytes are the same
+  # wherever they are built.
   target_compile_options(mar_options INTERFACE
     -fstack-protector-strong
     "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>"
     -ffile-prefix-map=${PROJECT_BINARY_DIR}/=build/ -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
   target_link_options(mar_options INTERFACE -Wl,-z,relro,-z,now)
 endif()
-# Library code also goes into a shared library. Programs become position-independent, but for those linked -static:
-# they would have to relocate themselves at each start.
+# Library code also goes into a shared library, so it is position-independent. So are the programs, except
+# those linked with -static: they would have to relocate themselves at each start.
 set_target_properties(mar_options PROPERTIES INTERFACE_POSITION_INDEPENDENT_CODE ON)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 
 find_package(Threads REQUIRED)
 
-# mar_library(<folder> SOURCES <file>... [USES <lower folder>...]): the folder's static library, target mar_<folder>.
-# Its symbols stay inside libmarclient, but for those that a public header exports; "unique" ones could not be hidden.
+# mar_library(<folder> SOURCES <file>... [USES <lower folder>...]): the folder's static library, target
+# mar_<folder>. Hidden visibility keeps its symbols inside libmarclient, except those that a public header
+# exports. Symbols of the binding "unique" cannot be hidden, so none are made.
 function(mar_library folder)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;USES")
   add_library(mar_${folder} STATIC ${arg_SOURCES})

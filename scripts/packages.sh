@@ -1,6 +1,6 @@
 # shellcheck shell=sh
-# Sourced by the scripts beside it: need_packages PACKAGE... installs what is missing of Debian's packages, as root
-# or through sudo, or says what to install and ends.
+# Sourced by the scripts beside it: need_packages PACKAGE... installs what is missing of Debian's packages, as
+# root or through sudo, or says what to install and ends.
 
 need_packages() {
   missing=
@@ -18,9 +18,9 @@ need_packages() {
     exit 1
   fi
   # shellcheck disable=SC2086  # a list of words
-  $as_root apt-get update -qq &&
-    $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null || {
+  if ! { $as_root apt-get update -qq &&
+    $as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing >/dev/null; }; then
     echo "Could not install:$missing" >&2
     exit 1
-  }
+  fi
 }

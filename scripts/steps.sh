@@ -1,6 +1,6 @@
 # shellcheck shell=sh
-# Sourced by the scripts beside it: step NAME COMMAND [ARGUMENT...] runs the command and prints how long it took. A
-# failure ends the script.
+# Sourced by the scripts beside it: step NAME COMMAND [ARGUMENT...] runs the command and reports its seconds,
+# on standard output and in build/steps. A failure ends the script.
 
 step() {
   step_name=$1
@@ -8,5 +8,6 @@ step() {
   echo "== $step_name"
   step_start=$(date +%s)
   "$@"
-  echo "== $step_name: $(($(date +%s) - step_start)) s"
+  mkdir -p build
+  printf '== %4d s  %s\n' $(($(date +%s) - step_start)) "$step_name" | tee -a build/steps
 }
