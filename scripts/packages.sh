@@ -1,6 +1,12 @@
 # shellcheck shell=sh
-# Sourced by the scripts beside it: need_packages PACKAGE... installs what is missing of Debian's packages, as
-# root or through sudo, or says what to install and ends.
+# Sourced by the scripts beside it: need_packages PACKAGE... installs the Debian packages that are missing, as
+# root or through sudo; without either it says what to install and ends the script.
+
+# What every configuration of the build looks for, and what the tests use beside.
+# shellcheck disable=SC2034  # for the scripts that source this
+build_packages='cmake ninja-build g++ pkg-config libcli11-dev libfmt-dev libicu-dev libssl-dev nlohmann-json3-dev'
+# shellcheck disable=SC2034
+test_packages='libgtest-dev strace mandoc locales'
 
 need_packages() {
   missing=
