@@ -212,7 +212,8 @@ TEST(QueueOwner, FreesTheHeadsOfTheDeadAndOfNobodyElse) {
 
 TEST(QueueOwner, TakesAProcessThatItMayNotSignalForAlive) {
   Child stranger([] {
-    if (geteuid() == 0) setresuid(65534, 65534, 65534);
+    // EINVAL: the only user of a user namespace, who may not signal process 1 either.
+    if (setresuid(65534, 65534, 65534) != 0 && errno != EINVAL) return 2L;
     return process_is_gone(1) ? 1L : 0L;
   });
   EXPECT_EQ(stranger.result(), 0);
