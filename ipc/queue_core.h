@@ -50,11 +50,11 @@ class QueueCore {
   void SetWaitOnOverflow(bool wait) { VWaitOverflow = wait; }
 
   // Frees what head `index` holds, items and left-over posts, and makes it idle, if `owner` still owns it and
-  // nobody waits on it. That the owner is dead is the caller's to know; it stays the owner until somebody
-  // claims the head.
+  // no reader waits on it. The caller must know that the owner is dead. It stays the owner until the head is
+  // claimed anew.
   //   freed    receives the number of items
-  //   emptied  if not null, receives whether the head is empty and idle now: not if a reader waits on it or
-  //            another owner has it
+  //   emptied  if not null, receives whether that was done; not if a reader waits or another user owns the
+  //   head
   // Returns 0, QUEUE_NOT_INIT, lock codes, QUEUE_INVALID_KEY (no such head), QUEUE_COUNT_FAILED,
   // QUEUE_GET_FAILED (the chain is broken; nothing has changed), QUEUE_OVFL_RESET_FAILED (freed).
   long EmptyHead(uint16_t index, _TIPCIdentifier owner, int& freed, bool* emptied = nullptr);
@@ -65,14 +65,13 @@ class QueueCore {
   // QUEUE_PUT_FAILED (withdrawn, but the reader sleeps on).
   long WithdrawHead(_TIPCIdentifier owner, bool& withdrawn);
 
-  // Makes the withdrawn head of `owner` usable again if its reader left without taking notice, as one does
-  // whose time was up. Call it only when that reader has had time to wake: see the source.
+  // Brings the withdrawn head of `owner` back into use if its reader left without noticing, because its time
+  // was up. Call it only after the reader has had time to wake.
   //   settled  receives whether the head is no longer withdrawn
   // Codes as WithdrawHead.
   long RestoreHead(_TIPCIdentifier owner, bool& settled);
 
-  // Puts slots that a killed process has left on no chain back on the free list, and makes itemCount tell
-  // what is queued.
+  // Puts slots that a killed process has left on no chain back on the free list, and corrects itemCount.
   //   recovered  receives the number of slots put back
   // Returns 0, QUEUE_NOT_INIT, lock codes, QUEUE_GET_FAILED (a chain is broken or two share a slot; nothing
   // has changed), QUEUE_OVFL_RESET_FAILED (done).

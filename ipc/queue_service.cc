@@ -1,5 +1,5 @@
-// What a queue's owner and its repairers need beside put and get: taking without waiting, and giving back
-// what a dead user has left in its head.
+// What a queue's owner and its repair tool need besides put and get: taking without waiting, freeing what
+// dead users have left in their heads, ending a reader's wait, and finding lost slots.
 #include "ipc/naming.h"
 #include "ipc/queue_core.h"
 #include "ipc/shared_field.h"
@@ -73,7 +73,7 @@ long QueueCore::WithdrawHead(_TIPCIdentifier owner, bool& withdrawn) {
   return UnlockAndReport({head == nullptr ? 0 : WithdrawLocked(*head, withdrawn)}, kLocation);
 }
 
-// A reader that comes later would overwrite the state and sleep: so only under one that waits.
+// Withdraws only while a reader waits. One that came later would overwrite the state and sleep.
 long QueueCore::WithdrawLocked(_TIPCHeadItem& head, bool& withdrawn) {
   uint16_t sem_number = 0;
   int waiters = 0;
@@ -93,8 +93,8 @@ long QueueCore::RestoreHead(_TIPCIdentifier owner, bool& settled) {
   return UnlockAndReport({head == nullptr ? 0 : RestoreLocked(*head, settled)}, kLocation);
 }
 
-// The post of the withdrawal still lies there: no reader will come for it. Without the post one is on its way
-// to the lock; made idle under it the head would let it sleep again.
+// If the withdrawal's post is still there, no reader will come for it. If it is gone, a reader took it and is
+// on its way to the lock: it must find the head withdrawn, or it would sleep again.
 long QueueCore::RestoreLocked(_TIPCHeadItem& head, bool& settled) {
   uint16_t sem_number = 0;
   if (load_shared(head.state) != HEAD_WITHDRAWN) return 0;
@@ -104,8 +104,8 @@ long QueueCore::RestoreLocked(_TIPCHeadItem& head, bool& settled) {
   return 0;
 }
 
-// Puts the head's whole chain before the free list. The head lets go first: dying in between loses slots to
-// the queue but never leaves one both queued and free.
+// Moves the head's whole chain to the start of the free list. The head gives it up first: a process killed in
+// between loses slots, but leaves none both queued and free.
 long QueueCore::FreeChain(_TIPCHeadItem& head, int& freed, const Visitor* visitor) {
   uint32_t* const end = FindEnd(head, &freed);
   const uint32_t first = load_shared(head.firstItem);
@@ -141,8 +141,8 @@ long QueueCore::RecoverSlots(int& recovered) {
   return UnlockAndReport({RecoverLocked(chained, recovered)}, kLocation);
 }
 
-// Adds a chain's slots to `marked` and their number to `items`. False where the chain leaves the slots or
-// meets one that is marked already: so also in a circle.
+// Adds the slots of a chain to `marked` and their number to `items`. Returns false if the chain leads outside
+// the slots or to a slot that is already marked, as in a circle.
 bool QueueCore::MarkChain(const uint32_t& first, SlotSet& marked, int& items) const {
   uint32_t offset = load_shared(first);
   while (offset != 0) {

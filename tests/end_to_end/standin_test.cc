@@ -38,7 +38,7 @@ struct Standin : RawSegment {
     return words;
   }
 
-  // Every slot on the free list, no head but the engine's in use.
+  // Whether every slot is on the free list and only the engine's head is in use.
   bool at_rest() {
     if (u16(0) != 0) return false;
     for (uint32_t i = 0; i < slots; ++i) {
@@ -58,7 +58,7 @@ struct Standin : RawSegment {
   uint16_t slots = 0;
 };
 
-// mar-standin with its standard error in the output, too.
+// Runs mar-standin with its standard error in the output.
 std::vector<std::string> standin_command(const std::vector<std::string>& options) {
   std::vector<std::string> words{"sh", "-c", "exec \"$0\" \"$@\" 2>&1", STANDIN_PATH};
   words.insert(words.end(), options.begin(), options.end());
@@ -67,7 +67,7 @@ std::vector<std::string> standin_command(const std::vector<std::string>& options
 
 std::string dump_output() { return Program({T1_PATH, "dump"}).output(); }
 
-// Sends a payload that nobody else sends and wants it back: 1, or what went wrong.
+// Sends a payload of its own and expects it back. Returns 1, or what went wrong.
 long echo(uint32_t round) {
   uint8_t request[16] = {0, 0, 0, 0, 0, 0, 0, 127};
   const uint32_t payload[2] = {static_cast<uint32_t>(getpid()), round};
@@ -120,7 +120,7 @@ TEST(Standin, SaysWhatIsWrongWithItsOptions) {
   }
 }
 
-// The engine sees none of its clients' processes.
+// The engine cannot see its clients' processes.
 TEST(Standin, ServesClientsOfOtherProcessNamespaces) {
   Program engine({"unshare", "--pid", "--fork", "--kill-child", STANDIN_PATH, "-v", "--fault",
                   "dump:size=300000,delay=600", "--slots", "6"});
@@ -146,7 +146,7 @@ TEST(Standin, AnswersEachOfManyClientsItsOwn) {
   EXPECT_TRUE(eventually([&] { return engine.at_rest(); }));
 }
 
-// Signals a thousand times a second, to a handler that lets no call restart by itself.
+// A signal comes a thousand times a second; its handler lets no call restart by itself.
 TEST(Standin, ClientsTakeNoHarmFromSignals) {
   Standin engine({"--fault", "*:echo,delay=5"});
   ASSERT_TRUE(engine.ready);
@@ -180,11 +180,11 @@ TEST(Standin, SurvivesAClientKilledAtAnyStep) {
     ASSERT_LT(step, 100);
     const std::string inject = "inject=semtimedop:signal=KILL:when=" + std::to_string(step);
     Program t1({"strace", "-qq", "-o", "/dev/null", "-e", inject, T1_PATH, "dump"},
-               {"ASAN_OPTIONS=detect_leaks=0"});  // it cannot look for leaks under a tracer
+               {"ASAN_OPTIONS=detect_leaks=0"});  // no leak check works under a tracer
     t1.output();
     status = t1.status();
     ASSERT_TRUE(status == 128 + SIGKILL || status == 0) << status;
-    // The engine itself holds it now and then.
+    // The engine itself takes the lock now and then.
     ASSERT_TRUE(eventually([&] { return semctl(engine.lock_set, kLockSem, GETVAL) == 0; }))
         << "step " << step;
     ASSERT_EQ(dump_output(), "mar_dump worked!\n") << "step " << step;
@@ -193,13 +193,13 @@ TEST(Standin, SurvivesAClientKilledAtAnyStep) {
   EXPECT_TRUE(eventually([&] { return engine.at_rest(); }));
 }
 
-// Good and failed exchanges of all clients, counted in memory that they share.
+// Counts the good and failed exchanges of all clients, in memory that they share.
 struct Tally {
   std::atomic<int> good, failed;
 };
 
-// Round after round, a fresh queue is damaged under its clients' hands. They may lose answers and then wait
-// on; nobody crashes.
+// In each round, a fresh queue is damaged while its clients use it. Clients may lose answers and then wait
+// on, but no process crashes.
 TEST(Standin, NobodyCrashesOnAQueueThatIsBeingDamaged) {
   auto* const tally = static_cast<Tally*>(
       mmap(nullptr, sizeof(Tally), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));

@@ -1,4 +1,4 @@
-// How faults are written and whom they hit, and the records of a misshapen answer.
+// How faults are written, which requests they hit, and what records a misshapen answer consists of.
 #include "standin/faults.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// What the engine accepts and refuses, and how it writes requests down.
+// What the engine accepts and refuses, and how requests are printed.
 #include <gtest/gtest.h>
 
 #include "contract/payloads.h"
@@ -62,7 +62,7 @@ TCLIMessage schedule(uint8_t hour, uint8_t interval) {
 
 }  // namespace
 
-// One engine takes all rows in their order.
+// One engine decides all rows in order.
 TEST(Decisions, DecidesEveryRequest) {
   struct {
     const char* name;
@@ -130,7 +130,7 @@ TEST(Decisions, HoldsOnlySoManyPolicies) {
   EXPECT_EQ(decide(state, request_of(122, policy(4095))), 1) << "one that is there already";
 }
 
-// Line ends, quotes, bytes that are no UTF-8 and a text without its end must not break a line or its JSON.
+// Line ends, quotes, bytes that are not UTF-8 and texts without an end must not break a line or its JSON.
 TEST(RequestLine, StaysOneLineWhateverARequestHolds) {
   ThresholdPayload hostile = threshold(1, 2, 0xAB);
   hostile.a = 4;

@@ -1,5 +1,5 @@
-// The queue as its owner makes it, takes it over, keeps it clean and removes it; looked at with plain system
-// calls.
+// The queue's owner makes the queue, takes it over, keeps it clean and removes it. Plain system calls show
+// what there is.
 #include "standin/queue_owner.h"
 
 #include <gtest/gtest.h>
@@ -11,6 +11,7 @@
 #include "tests/support/child.h"
 #include "tests/support/files.h"
 #include "tests/support/kernel_objects.h"
+#include "tests/support/raw_segment.h"
 
 namespace mar::standin {
 
@@ -37,14 +38,15 @@ TEST(QueueOwner, LaysTheSegmentOutToTheByte) {
   QueueOwner owner(CLI_IPC_NAME, 2);
   ASSERT_EQ(owner.create().reason(), "");
   std::vector<uint8_t> want(12 + 2 * 16 + 2 * 10264, 0);
-  const uint8_t header_and_heads[44] = {
-      0, 0, 1, 0, 44,   0,    0,    0,    0,    0,    0,    0,  // one head claimed; first free slot
-      2, 0, 2, 0, 0,    0,    0,    0,    0,    0,    0,    0,    0, 0, 0, 0,  // the engine's head, a channel
-      0, 0, 3, 0, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0   // a free one
-  };
-  std::copy(std::begin(header_and_heads), std::end(header_and_heads), want.begin());
-  want[44 + 10260] = 0x44;  // the first slot's link: 44 + 10264 = 0x2844
-  want[44 + 10261] = 0x28;
+  RawSegment fields;
+  fields.attach(want.data(), 2);
+  fields.u16(2) = 1;   // heads in use
+  fields.u32(4) = 44;  // the first free slot
+  fields.u16(14) = 2;  // the engine's head: its semaphore
+  want[12] = 2;        // and its state, a channel
+  fields.u16(30) = 3;  // the free head: its semaphore
+  fields.u32(32) = fields.u32(36) = 0xFFFFFFFF;
+  fields.u32(44 + 10260) = 44 + 10264;  // the first slot's link
   EXPECT_EQ(segment_bytes(CLI_IPC_NAME), want);
   EXPECT_EQ(semaphore_values(CLI_IPC_NAME, 1), (std::vector<int>{0, 2}));
   EXPECT_EQ(semaphore_values(CLI_IPC_NAME, 3), (std::vector<int>{1, 0, 0, 0}));
@@ -84,7 +86,7 @@ TEST(QueueOwner, LeavesALivingEngineAloneAndReplacesADeadOne) {
   EXPECT_EQ(owner.create().reason(), "an engine runs here already: /var/zarn/controls_cl.zarn");
   EXPECT_TRUE(CommandQueue(CLI_IPC_NAME, false).CreatorAlive());
   engine.kill();
-  // The dead engine's segment is larger: reused, it would give everybody else another number of slots.
+  // The dead engine's segment is larger. If it were reused, clients would compute its number of slots.
   ASSERT_EQ(owner.create().reason(), "");
   EXPECT_EQ(segment_bytes(CLI_IPC_NAME).size(), 12u + 2 * 10280);
   EXPECT_EQ(semaphore_values(CLI_IPC_NAME, 3).size(), 4u);
@@ -101,7 +103,7 @@ TEST(QueueOwner, LeavesItsSuccessorAlone) {
   EXPECT_TRUE(CkesSharedMemory(CLI_IPC_NAME, false).CreatorAlive());
 }
 
-// The old engine's file is deleted under it, and a new engine serves under the name.
+// The old engine's file has been deleted, and a new engine serves under its name.
 TEST(QueueOwner, LeavesAControlFileThatIsNoLongerItsOwn) {
   QueueOwner owner(CLI_IPC_NAME, 2), successor(CLI_IPC_NAME, 2);
   ASSERT_EQ(owner.create().reason(), "");
@@ -134,7 +136,7 @@ TEST(QueueOwner, SaysWhyThereIsNoQueue) {
   EXPECT_FALSE(exists(CLI_IPC_NAME));
 }
 
-// To us, a client of another process namespace has the number of no process.
+// A client of another process namespace has a process number that is unknown here.
 TEST(QueueOwner, TakesADeadClientForAliveWhileItWaits) {
   QueueOwner owner(CLI_IPC_NAME, 3);
   ASSERT_EQ(owner.create().reason(), "");
@@ -156,7 +158,7 @@ TEST(QueueOwner, TakesADeadClientForAliveWhileItWaits) {
   EXPECT_EQ(owner.reap(now + std::chrono::seconds(6)), 1);
 }
 
-// A reader whose time is up leaves state and post of the withdrawal behind.
+// A reader that gave up waiting has left the state and the post of the withdrawal behind.
 TEST(QueueOwner, BringsAWithdrawnHeadBackIntoUse) {
   QueueOwner owner(CLI_IPC_NAME, 2);
   ASSERT_EQ(owner.create().reason(), "");

@@ -1,4 +1,4 @@
-// Requests as a client's record carries them.
+// Requests as a client sends them.
 #pragma once
 
 #include <unistd.h>

@@ -1,4 +1,4 @@
-// The engine on a real queue: every way to answer badly or not at all, clients that die or lie, and the end.
+// The engine on a real queue: it answers badly or not at all, its clients die or lie, and it ends.
 #include "standin/service.h"
 
 #include <gtest/gtest.h>
@@ -14,20 +14,20 @@ namespace mar::standin {
 
 namespace {
 
-// One client; several of one process differ in `thread`.
+// A client. Clients of one process differ in `thread`.
 struct Client {
   explicit Client(uint32_t thread = 1) : id{static_cast<uint32_t>(getpid()), thread} {
     opened = queue.OpenChannel(ZARNENGINE_ID, &key) == 0;
   }
-  long Put(TCLIMessage request) {
+  long put(TCLIMessage request) {
     request.sender = id;
     return queue.KeyPut(key, request);
   }
-  long Get() { return queue.Get(id, answer); }
+  long get() { return queue.Get(id, answer); }
   // The code of the failing step, or the result in the answer.
-  long Ask(const TCLIMessage& request) {
-    if (const long code = Put(request)) return code;
-    const long code = Get();
+  long ask(const TCLIMessage& request) {
+    if (const long code = put(request)) return code;
+    const long code = get();
     return code != 0 ? code : static_cast<int32_t>(get_be32(answer.data + 4));
   }
 
@@ -71,14 +71,14 @@ TEST(Service, MisbehavesAsTold) {
   for (const auto& row : rows) {
     EngineThread engine(with_faults({row.fault}));
     Client client;
-    EXPECT_EQ(client.Ask(kDump), row.want) << row.fault;
-    EXPECT_EQ(client.Ask(kPing), row.after) << row.fault;
+    EXPECT_EQ(client.ask(kDump), row.want) << row.fault;
+    EXPECT_EQ(client.ask(kPing), row.after) << row.fault;
   }
   {
     EngineThread engine(with_faults({"dump:full"}));
     Client client;
-    EXPECT_EQ(client.Ask(kDump), 1);
-    EXPECT_TRUE(eventually([&] { return client.Ask(kPing) == QUEUE_OVERFLOW; }));
+    EXPECT_EQ(client.ask(kDump), 1);
+    EXPECT_TRUE(eventually([&] { return client.ask(kPing) == QUEUE_OVERFLOW; }));
   }
   EXPECT_TRUE(nothing_is_left());
 }
@@ -87,13 +87,13 @@ TEST(Service, DiesWhenTold) {
   for (const bool answered : {false, true}) {
     EngineProcess engine(with_faults({answered ? "dump:die-after" : "dump:die-before"}));
     Client client;
-    EXPECT_EQ(client.Ask(kDump), answered ? 1 : QUEUE_GET_FAILED);
-    EXPECT_EQ(engine.Join(), Child::kNoResult);
+    EXPECT_EQ(client.ask(kDump), answered ? 1 : QUEUE_GET_FAILED);
+    EXPECT_EQ(engine.join(), Child::kNoResult);
     EXPECT_FALSE(client.queue.CreatorAlive());
   }
 }
 
-// Slots that killed processes have taken off the free list and put nowhere.
+// Killed processes have taken slots off the free list without queuing them.
 TEST(Service, BringsLostSlotsBack) {
   CkesSharedMemory* memory = nullptr;
   const auto lose_slots = [&](uint32_t free_list) {
@@ -108,13 +108,13 @@ TEST(Service, BringsLostSlotsBack) {
   CkesSharedMemory attached(CLI_IPC_NAME, false);
   memory = &attached;
   Client client;
-  EXPECT_EQ(client.Ask(kDump), 1) << "lost before the answer is put";
+  EXPECT_EQ(client.ask(kDump), 1) << "lost before the answer is put";
   lose_slots(0);
-  EXPECT_TRUE(eventually([&] { return client.Ask(kPing) == 1; })) << "lost before a request is put";
+  EXPECT_TRUE(eventually([&] { return client.ask(kPing) == 1; })) << "lost before a request is put";
   at_dump = 7;
-  EXPECT_EQ(client.Ask(kDump), QUEUE_INVALID_ID) << "damaged for good: the client must not sleep";
+  EXPECT_EQ(client.ask(kDump), QUEUE_INVALID_ID) << "damaged for good: the client must not sleep";
   lose_slots(0);
-  EXPECT_TRUE(eventually([&] { return client.Ask(kPing) == 1; })) << "its head is of use again";
+  EXPECT_TRUE(eventually([&] { return client.ask(kPing) == 1; })) << "its head is of use again";
 }
 
 TEST(Service, EndsTheWaitOfAClientForWhichThereIsNoRoom) {
@@ -123,22 +123,23 @@ TEST(Service, EndsTheWaitOfAClientForWhichThereIsNoRoom) {
   EngineThread engine(with_faults({"dump:size=30000"}, options));
   Client client(1), idle(2);
   for (int i = 0; i < 3; ++i) ASSERT_EQ(idle.queue.Put(idle.id, kPing), 0);
-  EXPECT_EQ(client.Ask(kDump), QUEUE_INVALID_ID);
-  EXPECT_EQ(client.Ask(kPing), 1);
-  EXPECT_EQ(idle.queue.EmptyHeadOf(idle.id), 0);  // nor is the end delayed for it
+  EXPECT_EQ(client.ask(kDump), QUEUE_INVALID_ID);
+  EXPECT_EQ(client.ask(kPing), 1);
+  EXPECT_EQ(idle.queue.EmptyHeadOf(idle.id), 0);  // or the end would wait for it
 }
 
-// A client killed between linking its request and posting it: the next look round must find the item.
+// A client was killed after it had linked its request and before it posted it. The upkeep must find the
+// request.
 TEST(Service, FindsARequestThatWasNeverPosted) {
   EngineProcess engine;
   Client client;
   QueueSemaphores semaphores;
   ASSERT_TRUE(client.opened && semaphores.implInitialize(CLI_IPC_NAME, 0));
-  engine.Signal(SIGSTOP);
-  ASSERT_TRUE(eventually([&] { return client.Put(kPing) == 0; }));
+  engine.signal(SIGSTOP);
+  ASSERT_TRUE(eventually([&] { return client.put(kPing) == 0; }));
   while (semaphores.implTryGet_ID(2) == QueueSemaphores::WaitEnd::kTaken) continue;
-  engine.Signal(SIGCONT);
-  EXPECT_EQ(client.Get(), 0);
+  engine.signal(SIGCONT);
+  EXPECT_EQ(client.get(), 0);
 }
 
 TEST(Service, SurvivesSendersThatCannotBeAnswered) {
@@ -150,14 +151,14 @@ TEST(Service, SurvivesSendersThatCannotBeAnswered) {
       request.sender = sender;
       ASSERT_TRUE(eventually([&] { return client.queue.KeyPut(client.key, request) == 0; }));
     }
-    ASSERT_TRUE(eventually([&] { return client.Put(kPing) == 0; })) << sender.process_id;
-    EXPECT_EQ(client.Get(), 0) << sender.process_id;
+    ASSERT_TRUE(eventually([&] { return client.put(kPing) == 0; })) << sender.process_id;
+    EXPECT_EQ(client.get(), 0) << sender.process_id;
   }
   EXPECT_TRUE(all_slots_are_free());
-  EXPECT_EQ(engine.Requests().size(), 18u) << "served more than once, or not at all";
+  EXPECT_EQ(engine.requests().size(), 18u) << "served more than once, or not at all";
 }
 
-// The clock is ours: an hour passes at once.
+// On a clock of our own, an hour passes at once.
 TEST(Service, LateAndEndlessAnswersHoldUpNobody) {
   std::atomic<int> hours_passed = 0;
   EngineOptions options = with_slots(8);
@@ -166,13 +167,13 @@ TEST(Service, LateAndEndlessAnswersHoldUpNobody) {
   options.time.rest = [&](std::chrono::microseconds) { hours_passed += ending; };
   EngineThread engine(with_faults({"debug:delay=3600000", "dump:endless", "clear-engine:silent"}, options));
   Client late(1), endless(2), silent(3), other(4);
-  ASSERT_EQ(late.Put(request_of(126, DebugPayload{1})), 0);
-  ASSERT_EQ(silent.Put(request_of(113)), 0);
-  ASSERT_EQ(endless.Put(kDump), 0);
+  ASSERT_EQ(late.put(request_of(126, DebugPayload{1})), 0);
+  ASSERT_EQ(silent.put(request_of(113)), 0);
+  ASSERT_EQ(endless.put(kDump), 0);
   for (int records = 0; records < 100; ++records) {
-    ASSERT_EQ(endless.Get(), 0);
+    ASSERT_EQ(endless.get(), 0);
     ASSERT_EQ(endless.answer.kind, records == 0 ? CLI_HEADER : CLI_APPEND);
-    ASSERT_EQ(other.Ask(kPing), 1) << "after " << records;
+    ASSERT_EQ(other.ask(kPing), 1) << "after " << records;
   }
   long key = -1;
   bool taken = true;
@@ -188,11 +189,11 @@ TEST(Service, GivesALongAnswerUpWithItsClient) {
   EngineThread engine(with_faults({"dump:size=100000000"}, with_slots(4)));
   Child reader([] {
     Client client;
-    if (client.Put(kDump) != 0 || client.Get() != 0) return 1L;
+    if (client.put(kDump) != 0 || client.get() != 0) return 1L;
     return long{client.answer.kind};
   });
   EXPECT_EQ(reader.result(), CLI_HEADER);
-  EXPECT_EQ(Client().Ask(kPing), 1);
+  EXPECT_EQ(Client().ask(kPing), 1);
   EXPECT_TRUE(all_slots_are_free());
 }
 
@@ -204,46 +205,46 @@ TEST(Service, GivesEachOfManyClientsItsOwnAnswer) {
       Client client(number);
       for (uint32_t round = 0; round < 50; ++round) {
         const uint32_t level = number << 8 | round;
-        ASSERT_EQ(client.Put(request_of(126, DebugPayload{level})), 0);
-        ASSERT_EQ(client.Get(), 0);
+        ASSERT_EQ(client.put(request_of(126, DebugPayload{level})), 0);
+        ASSERT_EQ(client.get(), 0);
         const uint32_t want[] = {static_cast<uint32_t>(getpid()), number, level};
         EXPECT_EQ(std::memcmp(client.answer.data + 8, want, sizeof(want)), 0) << number << ' ' << round;
         while (client.answer.kind == CLI_HEADER || client.answer.kind == CLI_APPEND)
-          ASSERT_EQ(client.Get(), 0);
+          ASSERT_EQ(client.get(), 0);
       }
     });
   }
   for (std::thread& client : clients) client.join();
-  EXPECT_EQ(engine.Requests().size(), 400u);
+  EXPECT_EQ(engine.requests().size(), 400u);
   EXPECT_TRUE(all_slots_are_free());
 }
 
-// The stop is answered, and so is who asked before; only then the queue goes.
+// The stop request and all earlier ones are answered before the queue goes.
 TEST(Service, EndsWhenItsAnswersAreRead) {
   EngineThread engine(with_faults({"dump:delay=30"}));
   {
     Client earlier(1), stopping(2);
-    ASSERT_EQ(earlier.Put(kDump), 0);
-    ASSERT_EQ(stopping.Put(kStop), 0);
+    ASSERT_EQ(earlier.put(kDump), 0);
+    ASSERT_EQ(stopping.put(kStop), 0);
     EXPECT_TRUE(eventually([] { return !CIPCQueue<TCLIMessage>(CLI_IPC_NAME, false).IsInitialized(); }));
-    EXPECT_EQ(stopping.Put(kPing), QUEUE_CLOSED);
-    EXPECT_EQ(stopping.Get(), 0);
-    EXPECT_EQ(earlier.Get(), 0);
+    EXPECT_EQ(stopping.put(kPing), QUEUE_CLOSED);
+    EXPECT_EQ(stopping.get(), 0);
+    EXPECT_EQ(earlier.get(), 0);
   }
-  EXPECT_TRUE(engine.Join());
+  EXPECT_TRUE(engine.join());
   EXPECT_TRUE(nothing_is_left());
 }
 
 TEST(Service, EndsOnASignalAndSaysSoWhenItsQueueIsTaken) {
   {
     EngineProcess engine;
-    engine.Signal(SIGTERM);
-    EXPECT_EQ(engine.Join(), 0);
+    engine.signal(SIGTERM);
+    EXPECT_EQ(engine.join(), 0);
     EXPECT_TRUE(nothing_is_left());
   }
   EngineProcess engine;
   { CIPCQueue<TCLIMessage> thief(CLI_IPC_NAME, true); }
-  EXPECT_EQ(engine.Join(), 3);
+  EXPECT_EQ(engine.join(), 3);
   EXPECT_TRUE(nothing_is_left());
 }
 

@@ -1,5 +1,5 @@
-// A stand-in engine for tests: on a thread of the test, where its requests can be looked at, or as a child
-// that may be killed. Both have the queue ready when they are constructed and take it away at the end.
+// A stand-in engine for tests: on a thread of the test, which can then look at its requests, or as a child
+// that may be killed. Each has its queue ready once it is constructed, and removes it at its end.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -30,18 +30,19 @@ class EngineThread {
     EXPECT_EQ(started.reason(), "");
     if (started) server_ = std::thread([this] { ended_well_ = engine_.run(); });
   }
-  ~EngineThread() { Stop(); }
+  ~EngineThread() { stop(); }
 
-  // Ends the engine, or waits until it has ended on a stop request. False if its queue was taken away.
-  bool Stop() {
+  // stop() ends the engine; join() waits until a stop request ends it. Each returns false if the queue was
+  // removed by another process.
+  bool stop() {
     if (server_.joinable()) engine_.stop();
-    return Join();
+    return join();
   }
-  bool Join() {
+  bool join() {
     if (server_.joinable()) server_.join();
     return ended_well_;
   }
-  std::vector<ServedRequest> Requests() const { return engine_.requests(); }
+  std::vector<ServedRequest> requests() const { return engine_.requests(); }
 
  private:
   static EngineOptions keeping_requests(EngineOptions options) {
@@ -54,11 +55,11 @@ class EngineThread {
   bool ended_well_ = false;
 };
 
-// SIGTERM by kill() ends it cleanly; result() is then 0. It dies with the object.
+// signal(SIGTERM) ends it cleanly; join() then returns 0. It is killed when the object goes.
 class EngineProcess {
  public:
   explicit EngineProcess(EngineOptions options = {}) : ready_(make_pipe()) {
-    child_.emplace([&] { return Serve(std::move(options)); });
+    child_.emplace([&] { return serve(std::move(options)); });
     close(ready_.second);
     char sign = 0;
     EXPECT_EQ(read(ready_.first, &sign, 1), 1) << "the engine did not start";
@@ -66,9 +67,9 @@ class EngineProcess {
   ~EngineProcess() { close(ready_.first); }
 
   pid_t pid() const { return child_->pid(); }
-  void Signal(int signal) { ::kill(child_->pid(), signal); }
-  void Kill() { child_->kill(); }  // and waits for its end
-  long Join() { return child_->result(); }
+  void signal(int signal) { ::kill(child_->pid(), signal); }
+  void kill() { child_->kill(); }  // and waits for its end
+  long join() { return child_->result(); }
 
  private:
   static std::pair<int, int> make_pipe() {
@@ -76,7 +77,7 @@ class EngineProcess {
     EXPECT_EQ(pipe(ends), 0);
     return {ends[0], ends[1]};
   }
-  long Serve(EngineOptions options) {
+  long serve(EngineOptions options) {
     static StandInEngine* serving;
     StandInEngine engine(std::move(options));
     serving = &engine;
