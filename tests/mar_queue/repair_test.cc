@@ -281,9 +281,10 @@ TEST(CommandLine, SaysWhatItCouldNotLookAt) {
   for (const char* wrong : {"", "repair", "--watch"}) {
     EXPECT_EQ(Program({MAR_QUEUE_PATH, wrong}).status(), 2) << wrong;
   }
-  EXPECT_EQ(
-      output_of({"sh", "-c", MAR_QUEUE_PATH " --json statsu 2>&1"}),
-      "There is no command 'statsu'; the nearest is 'status'.\nRun with --help for more information.\n");
+  EXPECT_EQ(output_of({"sh", "-c", MAR_QUEUE_PATH " statsu 2>&1; " MAR_QUEUE_PATH " --json remove 2>&1"}),
+            "There is no command 'statsu'; the nearest is 'status'.\nRun with --help for more information.\n"
+            "There is no command 'remove'; the nearest is 'remove-stale'.\nRun with --help for more "
+            "information.\n");
   EXPECT_TRUE(std::regex_match(output_of({MAR_QUEUE_PATH, "--version"}), std::regex("mar-queue [0-9.]+\n")));
 }
 

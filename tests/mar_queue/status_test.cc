@@ -249,6 +249,12 @@ TEST(Status, NamesTheClientThatHoldsTheMessages) {
   EXPECT_TRUE(report.says("continue client " + pid + " (kill -CONT " + pid + ") or end it")) << report.json;
   EXPECT_FALSE(report.says("wait until the engine")) << report.json;
   EXPECT_TRUE(eventually([] { return !mar_queue({"status"}).says("at least 0 s old"); }));
+  TCLIMessage message;
+  bool taken = false;
+  EXPECT_EQ(engine.queue.KeyTryGet(0, message, taken), 0);
+  semid_ds wakeup_set = {};
+  EXPECT_EQ(semctl(set_of(3), 0, IPC_STAT, &wakeup_set), 0);
+  EXPECT_EQ(mar_queue({"status"}).json["queue"]["times"]["used"], wakeup_set.sem_otime);
 }
 
 TEST(Status, TellsMissingPermissions) {

@@ -66,7 +66,7 @@ void define_options(CLI::App& app, Arguments& arguments) {
   app.footer("Exit status: 0 fine, 1 trouble found, 2 could not examine the queue (or wrong usage).");
 }
 
-// Insertions, deletions and replacements that turn one word into the other.
+// The fewest insertions, deletions and replacements that turn one word into the beginning of another.
 size_t edit_distance(std::string_view from, std::string_view to) {
   std::vector<size_t> row(to.size() + 1);
   std::iota(row.begin(), row.end(), size_t{0});
@@ -77,7 +77,7 @@ size_t edit_distance(std::string_view from, std::string_view to) {
       diagonal = std::exchange(row[j + 1], std::min({row[j] + 1, row[j + 1] + 1, replaced}));
     }
   }
-  return row.back();
+  return *std::min_element(row.begin(), row.end());
 }
 
 // Explains a wrong command line. Returns the exit status, which is 0 for --help and --version.
@@ -101,7 +101,8 @@ int explain(const CLI::App& app, const CLI::ParseError& error) {
 Findings report_check(const Snapshot& snapshot, const CheckResult& checked) {
   if (!snapshot.settled) {
     return {blind("unsettled",
-                  "The queue was in use, or its lock held, all the time: nothing can be proved, try again.")};
+                  "This is no sign of damage: the queue was in use, or its lock held, all the time, so "
+                  "nothing can be proved. Try again.")};
   }
   if (!checked.damage.empty()) return checked.damage;
   return {note("sound", "The queue is sound: {}, {} free and {} queued, each exactly once.",
