@@ -17,6 +17,8 @@
 #include "log/engine_log.h"
 #include "runtime/error_manager.h"
 
+using namespace mar;
+
 CkesMutex* pMutex = new (std::nothrow) CkesMutex;
 
 namespace {

@@ -14,6 +14,8 @@
 #include "log/trace.h"
 #include "runtime/error_manager.h"
 
+using namespace mar;
+
 CkesSharedMemory::CkesSharedMemory(const char* name, bool remove) : VRemove(remove) {
   char ipc_name[kSegmentNameLimit + 1];
   CIPCUtils::createIPCName(name, nullptr, kSegmentNameLimit, ipc_name);

@@ -12,14 +12,14 @@ namespace {
 
 using Array = std::unique_ptr<unsigned char[]>;
 
-// Null without memory.
+// Null if memory runs out.
 Array allocate(int size) { return Array(new (std::nothrow) unsigned char[static_cast<size_t>(size)]); }
 
 void copy(unsigned char* to, const unsigned char* from, int size) {
   if (size > 0) memcpy(to, from, static_cast<size_t>(size));
 }
 
-// Bytes of `text` with its terminator; -1 if an int cannot count them.
+// The bytes of `text`, its terminator included; -1 if an int cannot hold the count.
 int text_size(const unsigned char* text) {
   if (text == nullptr) return 0;
   const size_t length = strlen(reinterpret_cast<const char*>(text));
@@ -52,7 +52,7 @@ bool CkesBuffer::Set(const unsigned char* bytes, int size) {
     if (fresh == nullptr) return false;
     copy(fresh.get(), bytes, size);
   }
-  delete[] data;  // only now: `bytes` may lie in it
+  delete[] data;  // not earlier: `bytes` may lie in it
   data = fresh.release();
   length = capacity = size;
   return true;

@@ -5,7 +5,9 @@
 
 #include "runtime/thread_library.h"
 
-// Other files' static initialisers already use the runtime, so its own state needs none.
+using namespace mar;
+
+// Static initialisers of other files already use the runtime, so its own state must not need one.
 constinit bool CkesErrorManager::VInitialized = false;
 constinit unsigned int CkesErrorManager::VKey = kNoThreadKey;
 
@@ -57,13 +59,13 @@ long CkesErrorManager::UnregisterThread() {
   CkesErrorStack* stack;
   const long failed = FindStack(&stack);
   if (failed != 0) return failed;
-  // The key goes first: a failure to clear it is recorded on the stack, which must still be there then.
+  // The key is cleared first: a failure to do so is recorded on the stack, which must still exist then.
   const bool cleared = CkesThreadLibrary::SetKeyValue(VKey, nullptr) == 0;
   delete stack;
   return cleared ? 0 : kErrorStackKeyNotCleared;
 }
 
-// Where our own initialisation has failed the library's flag is set, so it is not tried again.
+// If our own initialisation has failed, the library's flag is set, so it is not tried again.
 bool CkesErrorManager::Ready() { return VInitialized || CkesThreadLibrary::Initialize() == 0; }
 
 long CkesErrorManager::FindStack(CkesErrorStack** stack) {

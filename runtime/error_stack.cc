@@ -4,6 +4,8 @@
 
 #include <cstddef>
 
+using namespace mar;
+
 void CkesErrorStack::SetErrorCode(long code, const char* location) {
   errorCode = code;
   first = last;

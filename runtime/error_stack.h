@@ -1,32 +1,36 @@
 // One thread's last error code and the trail of functions that passed it on, oldest first, at most 50 of
-// them. A plain value without a lock: it belongs to one thread (CkesErrorManager hands each thread its own).
+// them. A plain value without a lock: it belongs to one thread (CkesErrorManager gives each thread its own).
 #pragma once
 
 #include <cstdint>
 
+namespace mar {
+
 inline constexpr long kErrorTrailFull = -202;  // the name was added, the oldest one dropped
+
+}  // namespace mar
 
 class CkesErrorStack {
  public:
-  // Starts a new trail at `location`, dropping the earlier one. Texts are kept by address here and in
+  // Drops the earlier trail and starts a new one at `location`. Texts are kept by address, here and in
   // AddFunction: pass literals.
   void SetErrorCode(long code, const char* location);
 
-  // Returns 0, or kErrorTrailFull.
+  // Returns 0 or kErrorTrailFull.
   long AddFunction(const char* name);
 
   long GetErrorCode() const { return errorCode; }
 
-  // The trail, oldest text first; GetNextFunction gives null at its end.
+  // The trail, oldest text first; GetNextFunction returns null at its end.
   // Kept as is: once the ring has wrapped, GetNextFunction goes round it for ever, so callers need a bound.
   const char* GetFirstFunction();
   const char* GetNextFunction();
 
-  // Number of texts. Kept as is: a trail of one text counts as 51.
+  // The number of texts. Kept as is: a trail of one text counts as 51.
   int GetStackSize() const;
 
-  // Writes the trail into `buffer` of `size` bytes, one text per line and a final NUL, up to the first line
-  // that would not leave room for it. A null buffer or a size below 1 gets nothing.
+  // Writes the trail into `buffer` of `size` bytes, one text per line and a final NUL, and stops at the first
+  // line that would leave no room for it. Does nothing if the buffer is null or the size below 1.
   void GetStackDump(char* buffer, int size);
 
  private:

@@ -6,7 +6,10 @@
 
 #include "runtime/error_manager.h"
 #include "runtime/fork_order.h"
+#include "runtime/static_mutex.h"
 #include "runtime/thread_library.h"
+
+using namespace mar;
 
 namespace mar {
 
@@ -16,57 +19,53 @@ namespace mar {
 class EventList {
  public:
   static void add(CkesEvent* event) {
-    pthread_mutex_lock(&mutex);
-    event->next = first;
-    if (first != nullptr) first->previous = event;
-    first = event;
-    pthread_mutex_unlock(&mutex);
+    const StaticMutexHold hold(mutex_);
+    event->next = first_;
+    if (first_ != nullptr) first_->previous = event;
+    first_ = event;
   }
   static void remove(CkesEvent* event) {
-    pthread_mutex_lock(&mutex);
-    (event->previous != nullptr ? event->previous->next : first) = event->next;
+    const StaticMutexHold hold(mutex_);
+    (event->previous != nullptr ? event->previous->next : first_) = event->next;
     if (event->next != nullptr) event->next->previous = event->previous;
-    pthread_mutex_unlock(&mutex);
   }
 
-  [[gnu::constructor(kForkInnermost)]] static void keep_over_fork() {
+  [[gnu::constructor(kForkInnermost)]] static void hold_during_fork() {
     pthread_atfork(lock_all, unlock_all, renew_all);
   }
 
  private:
-  static void lock_all() {
-    pthread_mutex_lock(&mutex);
-    for (CkesEvent* event = first; event != nullptr; event = event->next)
+  // Not through CkesMutex::Lock, which records failures: the forking thread may have no error stack.
+  static void lock_all() MAR_ACQUIRE(mutex_) {
+    mutex_.lock();
+    for (CkesEvent* event = first_; event != nullptr; event = event->next)
       pthread_mutex_lock(event->lock.GetUNIXMutex());
   }
-  static void unlock_all() {
-    for (CkesEvent* event = first; event != nullptr; event = event->next)
+  static void unlock_all() MAR_RELEASE(mutex_) {
+    for (CkesEvent* event = first_; event != nullptr; event = event->next)
       pthread_mutex_unlock(event->lock.GetUNIXMutex());
-    pthread_mutex_unlock(&mutex);
+    mutex_.unlock();
   }
-  static void renew_all() {
-    for (CkesEvent* event = first; event != nullptr; event = event->next) event->condition = {};
+  static void renew_all() MAR_RELEASE(mutex_) {
+    for (CkesEvent* event = first_; event != nullptr; event = event->next) event->condition = {};
     unlock_all();
   }
 
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wzero-as-null-pointer-constant"  // the system's macro says 0
-  static inline constinit pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
-#pragma GCC diagnostic pop
-  static inline constinit CkesEvent* first = nullptr;
+  static inline constinit StaticMutex mutex_;
+  static inline constinit CkesEvent* first_ MAR_GUARDED_BY(mutex_) = nullptr;
 };
 
 }  // namespace mar
 
 CkesEvent::CkesEvent(TEventMode reset_mode, bool initially_signalled)
     : mode(reset_mode), signalled(initially_signalled) {
-  initialized = lock.IsInitialized();  // which has initialised the thread library
-  if (initialized) mar::EventList::add(this);
+  initialized = lock.IsInitialized();  // the mutex has initialised the thread library
+  if (initialized) EventList::add(this);
 }
 
 CkesEvent::~CkesEvent() {
   if (!initialized) return;
-  mar::EventList::remove(this);
+  EventList::remove(this);
   implDestroy();
 }
 
@@ -90,18 +89,18 @@ long CkesEvent::Pulse() {
 
 long CkesEvent::Reset() {
   if (!initialized) return record_failure(kEventNotInitialised, "CkesEvent::Reset()");
-  const MutexHold held(lock);
+  const MutexHold hold(lock);
   signalled = false;
   return 0;
 }
 
-// The clock is read in whole seconds; that the wait may end up to one second early is part of the contract.
+// Kept as is: the clock is read in whole seconds, so the wait may end up to one second early.
 timespec CkesEvent::implDeadline(long wait_ms) {
   return {.tv_sec = time(nullptr) + wait_ms / 1000, .tv_nsec = wait_ms % 1000 * 1'000'000};
 }
 
 long CkesEvent::implWait(const timespec* deadline) {
-  const MutexHold held(lock);
+  const MutexHold hold(lock);
   if (signalled) {
     if (mode == AUTO_RESET) signalled = false;
     return 0;
@@ -113,7 +112,7 @@ long CkesEvent::implWait(const timespec* deadline) {
 }
 
 long CkesEvent::implSignal(bool stays_up) {
-  const MutexHold held(lock);
+  const MutexHold hold(lock);
   const int error = mode == AUTO_RESET ? pthread_cond_signal(&condition) : pthread_cond_broadcast(&condition);
   signalled = stays_up;
   return error == 0 ? 0 : kEventSignalFailed;

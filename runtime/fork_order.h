@@ -1,8 +1,8 @@
-// fork() copies one thread, and every lock as it stands: one that another thread holds at that moment stays
-// held in the child for ever. So the libraries' own locks are taken before the fork and released after it, by
-// handlers of pthread_atfork that functions with [[gnu::constructor(mar::kFork...)]] register. Handlers that
-// run before a fork run in the reverse order of their registration: an outer lock has a higher number than
-// the locks that are taken while it is held.
+// fork() copies one thread but every lock as it stands, so a lock that another thread holds at that moment
+// stays held in the child for ever. The libraries' own locks are therefore taken before the fork and released
+// after it, by pthread_atfork handlers. Functions marked [[gnu::constructor(mar::kFork...)]] register them;
+// lower numbers register first. Handlers before a fork run in the reverse order of registration, so an outer
+// lock needs a higher number than the locks taken while it is held.
 #pragma once
 
 namespace mar {

@@ -5,6 +5,8 @@
 #include "runtime/error_manager.h"
 #include "runtime/thread_library.h"
 
+using namespace mar;
+
 CkesMutex::CkesMutex() {
   if (!CkesThreadLibrary::IsInitialized() && CkesThreadLibrary::Initialize() != 0) return;
   initialized = implInitialize();

@@ -3,15 +3,24 @@
 
 #include <pthread.h>
 
+#include "runtime/thread_annotations.h"
+
+namespace mar {
+
 inline constexpr long kMutexNotInitialised = -120;
 inline constexpr long kMutexLockFailed = -122;
 inline constexpr long kMutexUnlockFailed = -123;
 inline constexpr long kMutexHeld = -124;  // TryLock only
 
-// Failures are returned and recorded on the calling thread's error stack, as "CkesMutex::Lock()".
-class CkesMutex {
+}  // namespace mar
+
+// Operations return 0 or a code; a failure is also recorded on the calling thread's error stack, with the
+// operation's name, as in "CkesMutex::Lock()". A child forked while another thread holds the mutex finds it
+// held, as with any POSIX mutex.
+class MAR_CAPABILITY("mutex") CkesMutex {
  public:
-  // Initialises the thread library where needed. On failure every operation gives kMutexNotInitialised.
+  // Initialises the thread library if needed. If that or the mutex's own initialisation fails, every
+  // operation returns kMutexNotInitialised.
   CkesMutex();
   ~CkesMutex();
   CkesMutex(const CkesMutex&) = delete;
@@ -19,12 +28,12 @@ class CkesMutex {
 
   bool IsInitialized() const { return initialized; }
 
-  long Lock();
-  long Unlock();
-  // kMutexHeld when somebody, the caller included, holds it.
-  long TryLock();
+  long Lock() MAR_ACQUIRE();
+  long Unlock() MAR_RELEASE();
+  // Returns kMutexHeld if any thread holds the mutex, the caller included.
+  long TryLock() MAR_TRY_ACQUIRE(0);
 
-  // For waiting on a condition variable. Stays the object's.
+  // For waiting on a condition variable. The object keeps it.
   pthread_mutex_t* GetUNIXMutex() { return &mutex; }
 
  private:
@@ -38,14 +47,18 @@ class CkesMutex {
   pthread_mutex_t mutex = {};
 };
 
-// Holds a mutex for a scope. Cancelling a thread unwinds its stack, so a cancelled holder lets go, too.
-class MutexHold {
+namespace mar {
+
+// Holds a mutex for a scope. Cancelling a thread unwinds its stack, so a cancelled holder releases it.
+class MAR_SCOPED_CAPABILITY MutexHold {
  public:
-  explicit MutexHold(CkesMutex& held) : mutex(held) { mutex.Lock(); }
-  ~MutexHold() { mutex.Unlock(); }
+  explicit MutexHold(CkesMutex& mutex) MAR_ACQUIRE(mutex) : mutex_(mutex) { mutex_.Lock(); }
+  ~MutexHold() MAR_RELEASE() { mutex_.Unlock(); }
   MutexHold(const MutexHold&) = delete;
   MutexHold& operator=(const MutexHold&) = delete;
 
  private:
-  CkesMutex& mutex;
+  CkesMutex& mutex_;
 };
+
+}  // namespace mar

@@ -8,11 +8,13 @@
 
 #include "runtime/error_manager.h"
 
+using namespace mar;
+
 static_assert(std::is_same_v<pthread_t, unsigned long>);
 
 namespace {
 
-// The calling thread's error stack, for a scope: freed also when the thread is cancelled, which unwinds it.
+// Gives the calling thread an error stack for a scope. Cancellation unwinds the scope and so frees the stack.
 struct Registration {
   Registration() { CkesErrorManager::RegisterThread(); }
   ~Registration() { CkesErrorManager::UnregisterThread(); }
@@ -23,7 +25,7 @@ struct Registration {
 }  // namespace
 
 CkesThread::CkesThread() {
-  // The start event has initialised the thread library, or is not initialised itself.
+  // If the thread library could not be initialised, neither is the start event.
   if (startEvent.IsInitialized() && implCreate()) state = THREAD_READY;
 }
 
@@ -37,7 +39,7 @@ CkesThread::CkesThread(const char* text) : CkesThread() {
 CkesThread::~CkesThread() {
   int expected = THREAD_READY;
   if (!state.compare_exchange_strong(expected, THREAD_ENDED)) return;
-  // Never started. Destroying the event while its thread waits on it would not return.
+  // Never started: its thread waits on the event, and destroying the event would wait for that thread.
   startEvent.Signal();
   implJoin();
 }
@@ -54,7 +56,7 @@ long CkesThread::Start() {
     return record_failure(kThreadWrongState, "CkesThread::Start()");
   }
   const long code = startEvent.Signal();
-  if (code != 0) CkesErrorManager::AddFunction("CkesThread::Start()");  // the event has begun the trail
+  if (code != 0) CkesErrorManager::AddFunction("CkesThread::Start()");  // the event began the trail
   return code;
 }
 
@@ -100,14 +102,14 @@ void* CkesThread::StartRoutine(void* self) {
   auto* thread = static_cast<CkesThread*>(self);
   const Registration registration;
   CkesThreadLibrary::SetThreadName(thread->name);
-  // A wait may end without a signal, and before Start the derived object is perhaps not there yet.
+  // A wait may end without a signal, and before Start the derived object may not be complete.
   int now;
   do {
     thread->startEvent.Wait();
     now = thread->state;
   } while (now == THREAD_INVALID || now == THREAD_READY);
   if (now == THREAD_RUNNING) thread->Run();
-  thread->state = THREAD_ENDED;  // from here on the object may be gone
+  thread->state = THREAD_ENDED;  // from here on the object may have been destroyed
   return nullptr;
 }
 

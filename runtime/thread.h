@@ -3,18 +3,21 @@
 //
 // Traps that belong to the contract:
 //   - The destructor neither joins nor cancels a thread that was started. The object must outlive its
-//     thread's use of it: destroy it after Join, or when it is THREAD_ENDED because Run returned.
-//   - Start the thread only when the derived object is complete, never from a constructor. Join on one
-//     that was never started waits for ever.
-//   - Join on a thread that has ended returns without reaping it. A caller that starts many calls
-//     pthread_join with GetID's id instead; so does one that must know that a thread is gone after
-//     Terminate.
+//   thread's
+//     use of it: destroy it after Join, or when it is THREAD_ENDED because Run has returned.
+//   - Start the thread only when the derived object is complete, never from a constructor. Join waits for
+//   ever
+//     on a thread that was never started.
+//   - Join on a thread that has ended returns without reaping it. A caller that starts many threads, or must
+//     know that one is gone after Terminate, calls pthread_join with GetID's id instead.
 #pragma once
 
 #include <atomic>
 
 #include "runtime/event.h"
 #include "runtime/thread_library.h"
+
+namespace mar {
 
 inline constexpr long kThreadPriorityUnsupported = -2;
 inline constexpr long kThreadWrongState = -106;
@@ -23,22 +26,25 @@ inline constexpr long kThreadJoinFailed = -110;
 inline constexpr long kThreadNotCurrent = -111;
 inline constexpr long kThreadCancelFailed = -112;
 
+}  // namespace mar
+
 inline constexpr int THREAD_READY = 0;    // created, waits for Start
 inline constexpr int THREAD_RUNNING = 1;  // from Start on
 inline constexpr int THREAD_ENDED = 2;    // Run has returned, or Terminate was called
 inline constexpr int THREAD_INVALID = 3;  // no thread could be created
 
-// Taken by the priority operations, none of which applies one.
+// Accepted by the priority operations, none of which applies a priority.
 enum TThreadPriority : int {};
 
-// Operations that return a code give 0 for success, kThreadWrongState in a state that does not allow them; a
-// failure is recorded on the calling thread's error stack, as "CkesThread::Start()".
+// Operations that return a code return 0 for success and kThreadWrongState in a state that does not allow
+// them. A failure is also recorded on the calling thread's error stack, with the operation's name, as in
+// "CkesThread::Join()".
 class CkesThread {
  public:
   CkesThread();  // named "Unnamed"
-  // Keeps a copy of the text's first 33 characters; "Unnamed" without a thread, or of a null text.
+  // Keeps a copy of the text's first 33 characters; "Unnamed" if the text is null or no thread was created.
   explicit CkesThread(const char* text);
-  // Lets a thread that was never started end without Run, and waits for that.
+  // Lets a thread that was never started end without calling Run, and waits for that.
   virtual ~CkesThread();
   CkesThread(const CkesThread&) = delete;
   CkesThread& operator=(const CkesThread&) = delete;
@@ -47,19 +53,20 @@ class CkesThread {
   int GetState() const { return state; }
   long GetID(unsigned long* out) const;  // unless THREAD_INVALID
 
-  // When THREAD_READY. Can return a failure of the start event's Signal, its own name added to that trail;
-  // the state is THREAD_RUNNING all the same.
+  // When THREAD_READY. Can return a failure of the start event's Signal, with its own name added to that
+  // trail; the state is THREAD_RUNNING all the same.
   long Start();
 
-  // Waits for the thread's end; at once when THREAD_ENDED. Can give kThreadJoinDeadlock (it is the calling
-  // thread) or kThreadJoinFailed.
+  // Waits for the thread to end; returns at once when THREAD_ENDED. Can return kThreadJoinDeadlock (a thread
+  // joins itself) or kThreadJoinFailed.
   long Join();
 
-  // When THREAD_RUNNING: asks for the thread's cancellation at its next cancellation point, and does not
-  // wait. The state is THREAD_ENDED afterwards even if that failed, with kThreadCancelFailed.
+  // When THREAD_RUNNING: asks for the thread's cancellation at its next cancellation point and does not wait.
+  // The state is THREAD_ENDED afterwards, even if that failed with kThreadCancelFailed.
   long Terminate();
 
-  // When THREAD_RUNNING, by the thread itself: lets another go first. Anyone else gets kThreadNotCurrent.
+  // When THREAD_RUNNING, called by the thread itself: lets another thread go first. Returns kThreadNotCurrent
+  // if any other thread calls.
   long GiveWay();
 
   // kThreadPriorityUnsupported when THREAD_READY or THREAD_RUNNING.
@@ -67,7 +74,7 @@ class CkesThread {
   long GetPriority(TThreadPriority* priority);
 
  protected:
-  // The thread's body; its result is ignored. On cancellation the stack is unwound, so destructors run.
+  // The thread's body; its result is ignored. Cancellation unwinds the stack, so destructors run.
   virtual long Run() = 0;
 
  private:
@@ -81,5 +88,5 @@ class CkesThread {
   unsigned long id = 0;
   std::atomic<int> state = THREAD_INVALID;  // written by the controlling thread and by the thread itself
   CkesEvent startEvent{MANUAL_RESET, false};
-  char name[kThreadNameSizeBytes] = "Unnamed";
+  char name[mar::kThreadNameSizeBytes] = "Unnamed";
 };

@@ -9,17 +9,23 @@
 
 #include "runtime/error_manager.h"
 
+using namespace mar;
+
 static_assert(std::is_same_v<pthread_key_t, unsigned int> && std::is_same_v<pthread_t, unsigned long>);
 
-// Other files' static initialisers already use the runtime, so its own state needs none.
+// Static initialisers of other files already use the runtime, so its own state must not need one.
 constinit bool CkesThreadLibrary::VInitialized = false;
 constinit unsigned int CkesThreadLibrary::VTNameKey = kNoThreadKey;
 
-static constinit char main_thread_name[] = "Main Thread";
+namespace {
+
+constinit char main_thread_name[] = "Main Thread";
+
+}  // namespace
 
 long CkesThreadLibrary::Initialize() {
   if (VInitialized) return kThreadLibraryAlreadyInitialised;
-  VInitialized = true;  // first: the steps below come back through this class
+  VInitialized = true;  // first: the steps below call back into this class
   const long code = CreateNewKey(&VTNameKey);
   if (code != 0) return code;
   SetThreadName(main_thread_name);

@@ -1,11 +1,13 @@
 // The runtime's entry to POSIX threads: initialises the runtime, owns thread-specific keys, names threads,
-// tells thread ids and yields. The worker threads themselves are CkesThread.
+// returns thread ids and yields. The worker threads themselves are CkesThread.
 //
-// The first runtime object or call of a process initialises the library, unguarded: it must happen on one
-// thread before others start. Everything else may be called from any thread.
+// The first runtime object or call of a process initialises the library, without a lock: that must happen on
+// one thread before others start. All other calls may be made from any thread.
 #pragma once
 
 class CkesThread;
+
+namespace mar {
 
 inline constexpr long kThreadLibraryAlreadyInitialised = -101;
 inline constexpr long kThreadLibraryNotInitialised = -102;  // not initialised, and initialising it failed
@@ -16,35 +18,37 @@ inline constexpr long kThreadHasNoName = -114;
 
 inline constexpr int kThreadNameSizeBytes = 34;  // 33 characters and a NUL
 
-// The number of no key: its value reads as null and cannot be set.
+// A number that no key has: its value reads as null and cannot be set.
 inline constexpr unsigned int kNoThreadKey = ~0u;
 
-// Operations that return a code give 0 for success. All of them but Initialize, IsInitialized, SameThreadIDs,
-// GetThreadName and SetThreadName initialise the library where that has not been tried yet, and give
-// kThreadLibraryNotInitialised, nothing done, if that fails.
+}  // namespace mar
+
+// Operations that return a code return 0 for success. All except Initialize, IsInitialized, SameThreadIDs,
+// GetThreadName and SetThreadName initialise the library if that has not been tried yet; if it fails, they do
+// nothing and return kThreadLibraryNotInitialised.
 class CkesThreadLibrary {
  public:
   // Initialises the library, names the calling thread "Main Thread", and initialises the error manager.
   // Returns kThreadLibraryAlreadyInitialised from the second call on, whatever the first one returned;
-  // kThreadKeyNotCreated; or the code of CkesErrorManager::Initialize. Nothing ever undoes it.
+  // kThreadKeyNotCreated; or the code of CkesErrorManager::Initialize. It is never undone.
   static long Initialize();
   static bool IsInitialized() { return VInitialized; }
 
-  // Stores a new key at `key`, null on every thread. Values are not freed at a thread's end. Can give
-  // kThreadKeyNotCreated.
+  // Stores a new key in `key`; its value is null on every thread. Values are not freed when a thread ends.
+  // Can return kThreadKeyNotCreated.
   static long CreateNewKey(unsigned int* key);
 
-  // The calling thread's value of `key`. SetKeyValue can give kThreadKeyInvalid or kThreadKeyNotSet, recorded
-  // on the error stack; GetKeyValue cannot fail, and reads null for an unknown key.
+  // The calling thread's value of `key`. SetKeyValue can return kThreadKeyInvalid or kThreadKeyNotSet,
+  // recorded on the error stack; GetKeyValue cannot fail, and reads null for an unknown key.
   static long SetKeyValue(unsigned int key, void* value);
   static long GetKeyValue(unsigned int key, void** value);
 
-  // Copies the calling thread's name, NUL-terminated, to `out`, which must hold kThreadNameSizeBytes. Gives
-  // kThreadHasNoName, recorded, on a thread that was not started by the runtime.
+  // Copies the calling thread's name, NUL-terminated, to `out`, which must hold kThreadNameSizeBytes. Returns
+  // kThreadHasNoName, recorded, on a thread that the runtime did not start.
   static long GetCurrentThreadName(char* out);
 
   // The calling thread's name as it was set, or null. The text is not copied: it must outlive the thread's
-  // use of it. SetThreadName can give kThreadKeyInvalid or kThreadKeyNotSet.
+  // use of it. SetThreadName can return kThreadKeyInvalid or kThreadKeyNotSet.
   static char* GetThreadName();
   static long SetThreadName(char* name);
 
@@ -54,8 +58,8 @@ class CkesThreadLibrary {
   // Lets another runnable thread go first.
   static long GiveWay();
 
-  // Joins the `count` threads in array order. The first failure stops it, puts
-  // "CkesThreadLibrary::JoinAll()" on the error trail and is returned. Defined beside CkesThread.
+  // Joins the `count` threads in array order. Stops at the first failure, adds "CkesThreadLibrary::JoinAll()"
+  // to the error trail and returns the code. Defined beside CkesThread.
   static long JoinAll(CkesThread** threads, int count);
 
  private:

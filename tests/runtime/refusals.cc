@@ -1,39 +1,27 @@
-// The POSIX calls of mutex and event, at the linker's --wrap: they can be refused, counted and looked at.
+// The POSIX calls under mutex and event, at the linker's --wrap: tests can refuse, count and look at them.
 #include <pthread.h>
 
 #include "tests/runtime/runtime_test.h"
 
 using mar::Refused;
+#define WRAP(kind, look, name, parameters, ...)                                       \
+  int __real_##name parameters;                                                       \
+  int __wrap_##name parameters {                                                      \
+    look;                                                                             \
+    return (Refused::now & Refused::kind) != 0 ? EINVAL : __real_##name(__VA_ARGS__); \
+  }
+
+using Mutex = pthread_mutex_t*;
+using Condition = pthread_cond_t*;
 
 extern "C" {
-
-#define REFUSABLE(kind, name, parameters, arguments) \
-  int __real_##name parameters;                      \
-  int __wrap_##name parameters { return (Refused::now & kind) != 0 ? EINVAL : __real_##name arguments; }
-
-REFUSABLE(Refused::kMutex, pthread_mutex_init, (pthread_mutex_t * m, const pthread_mutexattr_t* a), (m, a))
-REFUSABLE(Refused::kMutex, pthread_mutex_trylock, (pthread_mutex_t * m), (m))
-REFUSABLE(Refused::kMutex, pthread_mutex_unlock, (pthread_mutex_t * m), (m))
-REFUSABLE(Refused::kCondition, pthread_cond_signal, (pthread_cond_t * c), (c))
-REFUSABLE(Refused::kCondition, pthread_cond_broadcast, (pthread_cond_t * c), (c))
-
-int __real_pthread_mutex_lock(pthread_mutex_t* m);
-int __wrap_pthread_mutex_lock(pthread_mutex_t* m) {
-  ++Refused::locks;
-  return (Refused::now & Refused::kMutex) != 0 ? EINVAL : __real_pthread_mutex_lock(m);
+WRAP(kMutex, (void)0, pthread_mutex_init, (Mutex m, const pthread_mutexattr_t* a), m, a)
+WRAP(kMutex, ++Refused::locks, pthread_mutex_lock, (Mutex m), m)
+WRAP(kMutex, (void)0, pthread_mutex_trylock, (Mutex m), m)
+WRAP(kMutex, (void)0, pthread_mutex_unlock, (Mutex m), m)
+WRAP(kCondition, (void)0, pthread_cond_signal, (Condition c), c)
+WRAP(kCondition, (void)0, pthread_cond_broadcast, (Condition c), c)
+WRAP(kCondition, ++Refused::waits, pthread_cond_wait, (Condition c, Mutex m), c, m)
+WRAP(kCondition, (++Refused::waits, Refused::deadline = *t), pthread_cond_timedwait,
+     (Condition c, Mutex m, const timespec* t), c, m, t)
 }
-
-int __real_pthread_cond_wait(pthread_cond_t* c, pthread_mutex_t* m);
-int __wrap_pthread_cond_wait(pthread_cond_t* c, pthread_mutex_t* m) {
-  ++Refused::waits;
-  return (Refused::now & Refused::kCondition) != 0 ? EINVAL : __real_pthread_cond_wait(c, m);
-}
-
-int __real_pthread_cond_timedwait(pthread_cond_t* c, pthread_mutex_t* m, const timespec* deadline);
-int __wrap_pthread_cond_timedwait(pthread_cond_t* c, pthread_mutex_t* m, const timespec* deadline) {
-  ++Refused::waits;
-  Refused::deadline = *deadline;
-  return (Refused::now & Refused::kCondition) != 0 ? EINVAL : __real_pthread_cond_timedwait(c, m, deadline);
-}
-
-}  // extern "C"

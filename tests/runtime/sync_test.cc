@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <limits.h>
 
+#include <sstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -17,14 +18,11 @@ namespace {
 
 // What every operation returns and records.
 std::string failures(CkesMutex& mutex, CkesEvent& event) {
-  std::string text = failure(mutex.Lock());
-  text += failure(mutex.TryLock());
-  text += failure(mutex.Unlock());
-  text += failure(event.Wait());
-  text += failure(event.Wait(1));
-  text += failure(event.Signal());
-  text += failure(event.Pulse());
-  return text + failure(event.Reset());
+  std::ostringstream text;
+  text << failure(mutex.Lock()) << failure(mutex.TryLock()) << failure(mutex.Unlock());
+  text << failure(event.Wait()) << failure(event.Wait(1)) << failure(event.Signal());
+  text << failure(event.Pulse()) << failure(event.Reset());
+  return text.str();
 }
 
 TEST(Sync, FailuresAreReturnedAndRecorded) {
