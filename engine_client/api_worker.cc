@@ -13,6 +13,8 @@
 #include "log/banners.h"
 #include "log/engine_log.h"
 
+using namespace mar;
+
 std::atomic<uint32_t> pid{0};
 
 namespace {

@@ -11,6 +11,8 @@
 #include "log/banners.h"
 #include "log/engine_log.h"
 
+using namespace mar;
+
 namespace {
 
 template <typename Payload>

@@ -7,6 +7,8 @@
 #include "log/trace.h"
 #include "runtime/error_manager.h"
 
+using namespace mar;
+
 namespace {
 
 constexpr char kConstructor[] = "CIPCQueue<T>::CIPCQueue(const char*,bool)";

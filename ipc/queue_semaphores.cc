@@ -13,6 +13,8 @@
 #include "ipc/naming.h"
 #include "log/trace.h"
 
+using namespace mar;
+
 namespace {
 
 constexpr char kLocation[] = "CIPCQueue_LINUX::implInitialize";

@@ -16,6 +16,8 @@
 #include "ipc/shared_memory.h"
 #include "log/trace.h"
 
+using namespace mar;
+
 CkesSharedMemory::CkesSharedMemory(const char* name, uint64_t size, bool remove)
     : VSize(size), VRemove(remove) {
   char ipc_name[kSegmentNameLimit + 1];

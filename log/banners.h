@@ -3,6 +3,10 @@
 
 #include "log/components.h"
 
+namespace mar {
+
 inline constexpr char kEntryBanner[] = "-------> function entry point <-------";
 inline constexpr char kInvokingBanner[] = "-------> invoking function    <-------";
 inline constexpr char kCompletedBanner[] = "-------> function completed   <-------";
+
+}  // namespace mar

@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+using namespace mar;
+
 namespace {
 
 enum : unsigned {
@@ -41,7 +43,7 @@ constexpr Component kComponents[] = {
     {"ALL", 2147483647, kFromName | kValid},
 };
 
-// The row of `mask` that serves `use`; null when there is none.
+// The row of `mask` that serves `use`, or null.
 const Component* find_mask(long mask, unsigned use) {
   for (const Component& row : kComponents) {
     if (row.mask == mask && (row.uses & use) != 0) return &row;

@@ -18,7 +18,7 @@ bool is_written(long component, int level) {
 }
 
 // Kept as is: a byte from 0x80 up is printed as a negative number, " ffffff80", and the next byte's text
-// overwrites all of it but " ff"; only the row's last byte keeps its eight digits.
+// overwrites all of it except " ff"; only the row's last byte keeps its eight digits.
 void dump_row(long component, int level, long offset, const unsigned char* row, long count) {
   char hex[64] = "";
   char text[kRowBytes + 1] = "";
@@ -35,7 +35,7 @@ void dump_row(long component, int level, long offset, const unsigned char* row, 
 }  // namespace
 
 void ZARNDump(long component, int level, const char* title, const unsigned char* data, long length) {
-  if (!is_written(component, level)) return;  // spares the rows of a dump that nobody would see
+  if (!is_written(component, level)) return;  // no need to format rows that would be dropped
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"  // the title is the caller's format, by contract
   ZARNLog(component, level, title, data, length);

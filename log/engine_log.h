@@ -1,38 +1,42 @@
-// The engine log: one text file for the process, filtered by component and level, each line on disk before
-// the call returns. Uninitialised until ZARNLogInit, and then every message is dropped at the cost of two
-// lock and unlock pairs. All functions may be called from any thread; logging never fails toward its caller
-// and leaves errno as it was.
+// The engine log: one text file for the process, filtered by component and level. Each line is on disk before
+// the call returns. Until ZARNLogInit every message is dropped, at the cost of two lock and unlock pairs.
+// Errors: logging never fails toward its caller and leaves errno as it was; only ZARNLogInit and invalid
+// levels have codes. Any thread may call any function. A thread that is cancelled in a call finishes it
+// first.
 #pragma once
-
-#include <pthread.h>
 
 #include <cstdarg>
 #include <cstdio>
 
 #include "log/components.h"
+#include "log/log_mutex.h"
 
-// What the log writes to and what it lets through. Guarded by the log mutex.
+namespace mar {
+
+// What the log writes to and what it lets through.
 struct LogRecord {
-  char* fileName;    // heap copy, "\" turned into "/"; null while uninitialised
-  FILE* rollStream;  // open during a roll-over only
-  long maxSize;      // bytes, 100 .. 100,000,000
-  int threshold;     // highest level that is written
-  long components;   // mask of enabled components
-  int initialized;
-  int console;  // non-zero: messages go to standard output instead; nothing here sets it
+  char* fileName MAR_GUARDED_BY(log_mutex);    // heap copy, "\" turned into "/"; null while uninitialised
+  FILE* rollStream MAR_GUARDED_BY(log_mutex);  // open during a roll-over only
+  long maxSize MAR_GUARDED_BY(log_mutex);      // bytes, 100 .. 100,000,000
+  int threshold MAR_GUARDED_BY(log_mutex);     // highest level that is written
+  long components MAR_GUARDED_BY(log_mutex);   // mask of enabled components
+  int initialized MAR_GUARDED_BY(log_mutex);
+  int console MAR_GUARDED_BY(log_mutex);  // non-zero: messages go to standard output; never set here
 };
-LogRecord* LogInfo();
+
+}  // namespace mar
+
+mar::LogRecord* LogInfo();
 
 extern "C" {
 
-// Sets the log up, dropping former settings first, even when it then fails. `maxSize` is brought within its
+// Sets the log up. Drops any former settings first, even if it then fails. `maxSize` is moved within its
 // bounds; the last argument is not used. Returns 0, -1 (maxSize below 1, components negative, no file name,
-// threshold invalid) or -2 (no memory). From here on SIGXFSZ no longer kills a process that had left it
-// alone.
+// invalid threshold) or -2 (no memory). From here on SIGXFSZ is ignored if its action was the default one.
 int ZARNLogInit(const char* fileName, long maxSize, int threshold, long components, int unused);
 void ZARNLogDeinit(void);
 
-// Logs one message; for `format` see BuildLogMessage. Returns -1 for an invalid level, else the result of
+// Logs one message; see BuildLogMessage for `format`. Returns -1 for an invalid level, else the result of
 // releasing the log mutex, 0.
 long ZARNLog(long component, int level, const char* format, ...) __attribute__((format(printf, 3, 4)));
 
@@ -42,22 +46,7 @@ long ZARNLogVA(long component, int level, int wide, const char* format, va_list 
 // Does nothing; debug output is compiled out.
 void ZARNDebug(long component, int level, const char* format, ...) __attribute__((format(printf, 3, 4)));
 
-// 1 when the log is initialised and all bits of `mask` are enabled, else 0.
+// 1 if the log is initialised and all bits of `mask` are enabled, else 0.
 int IsComponentEnabled(long mask);
-
-// The log mutex is held while a line is written. It is not recursive and never destroyed. fork() waits up to
-// a second for it; the child finds it free, whichever thread held it before.
-pthread_mutex_t* LogMutex(void);
-long ZARNLogMutexLock(void);
-long ZARNLogMutexUnlock(void);
-
-// The POSIX calls with the family's codes: 0, or -13200 (init), -13201 (lock), -13203 (unlock), -13204
-// (destroy); ZARNMutexTryLock -13202 when the mutex is held and -13201 on other failures. A null mutex fails.
-// ZARNMutexInit zero-fills the mutex and gives it the default attributes.
-long ZARNMutexInit(pthread_mutex_t* mutex);
-long ZARNMutexLock(pthread_mutex_t* mutex);
-long ZARNMutexTryLock(pthread_mutex_t* mutex);
-long ZARNMutexUnlock(pthread_mutex_t* mutex);
-long ZARNMutexDestroy(pthread_mutex_t* mutex);
 
 }  // extern "C"

@@ -6,14 +6,15 @@
 
 #include "util/utf8_files.h"
 
+namespace mar {
 namespace {
 
 bool is_regular(int stat_result, const struct stat& found) {
   return stat_result == 0 && S_ISREG(found.st_mode);
 }
 
-// O_NONBLOCK is there for FIFOs. On a regular file it has one effect: an open that conflicts with another
-// process's lease fails at once instead of waiting for it, so such a file is opened again without the flag.
+// O_NONBLOCK is meant for FIFOs. On a regular file it has one effect: an open that conflicts with another
+// process's lease fails at once instead of waiting. Such a file is opened again without the flag.
 template <typename Open, typename Stat>
 int open_safely(Open open_named, Stat stat_named, const char* path, int flags, mode_t mode) {
   flags |= O_CLOEXEC | O_NOCTTY;
@@ -62,8 +63,6 @@ void survive_file_size_limit() {
   action.sa_handler = SIG_IGN;
   sigaction(SIGXFSZ, &action, nullptr);
 }
-
-namespace mar {
 
 SigpipeHeldBack::SigpipeHeldBack() : pending_before_(sigpipe_is_pending()) {
   const sigset_t sigpipe = only_sigpipe();

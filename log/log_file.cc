@@ -14,6 +14,8 @@
 #include "log/file_calls.h"
 #include "util/utf8_files.h"
 
+using namespace mar;
+
 namespace {
 
 constexpr int kOpenAttempts = 10;
@@ -21,8 +23,8 @@ constexpr long kMinFileSize = 100;
 constexpr long kMaxFileSize = 100'000'000;
 constexpr off_t kReadLockSize = 2048;
 
-// Takes `count` bytes off the end of the file after a failed append: a torn line must not stay before the
-// next whole one. Only while the file still ends where the append did.
+// Removes `count` bytes from the end of the file after a failed append: a torn line must not stay before the
+// next whole one. Does nothing if the file no longer ends where the append did.
 void take_back(int fd, size_t count) {
   const off_t end = lseek(fd, 0, SEEK_CUR);
   struct stat now {};
@@ -31,7 +33,8 @@ void take_back(int fd, size_t count) {
   }
 }
 
-// Appends all of `text` to `fd`, opened for appending, or (a full disk, a size limit) nothing of it.
+// Appends all of `text` to `fd`, which is open for appending, or (on a full disk or at a size limit) none of
+// it.
 void append_whole(int fd, const char* text, size_t length) {
   size_t written = 0;
   while (written < length) {
@@ -45,8 +48,8 @@ void append_whole(int fd, const char* text, size_t length) {
   }
 }
 
-// Locks (F_LOCK) or unlocks (F_ULOCK) the file from its current offset on, waiting for others as long as it
-// takes.
+// Locks (F_LOCK) or unlocks (F_ULOCK) the file from its current offset on. Waits for other processes as long
+// as it takes.
 bool lock_from_here(int fd, int operation) {
   while (lockf(fd, operation, 0) == -1) {
     if (errno != EINTR) return false;
@@ -63,7 +66,7 @@ long size_of(int fd) {
 constexpr char kRollHeader[] = "Previous Log Messages were removed because log_size of %ld was exceeded.\n";
 constexpr size_t kRollHeaderRoom = sizeof kRollHeader + 20;
 
-// Whether another process holds the lock that writers take; only looks, without taking it.
+// Whether another process holds the lock that writers take. Does not take it.
 bool is_locked(int fd) {
   struct flock whole {};
   whole.l_type = F_WRLCK;
@@ -71,15 +74,15 @@ bool is_locked(int fd) {
   return fcntl(fd, F_GETLK, &whole) == 0 && whole.l_type != F_UNLCK;
 }
 
-// Reads the file's newest `keep` bytes into `out` and returns their count; -1 when the file is to be left as
-// it is: another process has just trimmed it or does so while we read, or writes the last line just now.
+// Reads the file's newest `keep` bytes into `out` and returns their count. Returns -1 if the file is to be
+// left alone: another process has just trimmed it, trims it while we read, or is just writing the last line.
 long read_tail(FILE* stream, char* out, long keep, long max_size) {
   const int fd = fileno(stream);
   const long size = size_of(fd);
   if (size <= max_size || fseek(stream, -keep, SEEK_END) != 0) return -1;
   const size_t count = fread(out, 1, static_cast<size_t>(keep), stream);
-  // A last line without an end is kept, unless it is one whose end we have not seen yet: its writer holds the
-  // lock, or has given it up since we read and the file is longer now.
+  // A last line without a line end is kept, unless its writer has not finished: then that process holds the
+  // lock, or it has released it since we read, and the file is longer now.
   const bool ended = count > 0 && out[count - 1] == '\n';
   if (!ended && (is_locked(fd) || size_of(fd) != size)) return -1;
   return size_of(fd) < size ? -1 : static_cast<long>(count);
@@ -90,9 +93,9 @@ bool starts_with(int fd, const char* header, size_t length) {
   return pread(fd, start, length, 0) == static_cast<ssize_t>(length) && memcmp(start, header, length) == 0;
 }
 
-// Replaces the file's content by the header and its tail from the first line end on. `room` has
-// kRollHeaderRoom + keep bytes: the header is put right before the kept lines, so that one write brings both
-// and no other process's line can come between them.
+// Replaces the file's content with the header and its tail from the first line end on. `room` has
+// kRollHeaderRoom + keep bytes: the header is placed directly before the kept lines, so that one write
+// appends both and no other process's line can come between them.
 void rewrite(FILE* stream, char* room, long keep, long max_size) {
   const int fd = fileno(stream);
   char header[kRollHeaderRoom];
@@ -109,8 +112,8 @@ void rewrite(FILE* stream, char* room, long keep, long max_size) {
   while (ftruncate(fd, 0) == -1) {
     if (errno != EINTR) return;
   }
-  // Truncating can take its time. What we keep is stale when others have filled the file meanwhile, and one
-  // too many when another process has truncated at the same moment and was quicker.
+  // Truncation may take a while. Our lines are stale if other processes have filled the file meanwhile, and
+  // duplicates if another process truncated at the same moment and was quicker.
   if (size_of(fd) + static_cast<long>(length) > max_size) return;
   if (starts_with(fd, header, header_length)) return;
   append_whole(fd, block, length);
@@ -119,9 +122,9 @@ void rewrite(FILE* stream, char* room, long keep, long max_size) {
 }  // namespace
 
 void LogFileRollOver(const char* name, long max_size, FILE** stream) {
-  const mar::CallerUndisturbed undisturbed;
-  // Opened once for reading and appending, and truncated in place: writing from offset 0 would overwrite what
-  // other processes append meanwhile and tear their lines.
+  const CallerUndisturbed undisturbed;
+  // Opened once for reading and appending, and truncated in place: writing at offset 0 would overwrite what
+  // other processes append meanwhile, and tear their lines.
   const int fd = open_utf8_path(name, O_RDWR | O_APPEND, 0);
   if (fd == -1) return;
   *stream = fdopen(fd, "r+");
@@ -129,7 +132,7 @@ void LogFileRollOver(const char* name, long max_size, FILE** stream) {
     close(fd);
     return;
   }
-  setvbuf(*stream, nullptr, _IONBF, 0);  // the tail in one read, straight into our block
+  setvbuf(*stream, nullptr, _IONBF, 0);  // the tail in one read, directly into our block
   const long keep = max_size / 8;
   char* room = static_cast<char*>(malloc(kRollHeaderRoom + static_cast<size_t>(keep)));
   if (room != nullptr) rewrite(*stream, room, keep, max_size);
@@ -140,7 +143,7 @@ void LogFileRollOver(const char* name, long max_size, FILE** stream) {
 
 void ZARN_FileSendMessage(const char* name, const char* line) {
   if (name == nullptr || line == nullptr) return;
-  const mar::CallerUndisturbed undisturbed;
+  const CallerUndisturbed undisturbed;
   for (int attempt = 0; attempt < kOpenAttempts; ++attempt) {
     const int fd = open_utf8_path(name, O_WRONLY | O_CREAT | O_APPEND, 0666);
     if (fd != -1) {
@@ -157,11 +160,11 @@ void ZARN_FileSendMessage(const char* name, const char* line) {
 }
 
 void ZARNLogWriteLock(int fd, const char* /*name*/, const char* buffer, size_t length) {
-  // The seek that the lock needs anyway tells a pipe from a file, so that a file costs no call more.
+  // The seek that the lock needs anyway tells a pipe from a file, so a file costs no extra system call.
   const bool is_pipe = lseek(fd, 0, SEEK_SET) == -1;
   if (!lock_from_here(fd, F_LOCK)) return;
   if (is_pipe) {
-    const mar::SigpipeHeldBack held_back;
+    const SigpipeHeldBack held_back;
     append_whole(fd, buffer, length);
   } else {
     append_whole(fd, buffer, length);
@@ -178,10 +181,10 @@ long ZARNLogFileSize(const char* name) {
 long ZARNLogCheckFileSize(long size) { return std::clamp(size, kMinFileSize, kMaxFileSize); }
 
 char* ZARN_FileRead(const char* name, unsigned int count) {
-  const mar::CancellationDeferred deferred;
+  const CancellationDeferred deferred;
   const int fd = open_utf8_path(name, O_RDONLY, 0);
   if (fd == -1) return nullptr;
-  // A shared lock: lockf asks for an exclusive one, which the system refuses on a file opened for reading.
+  // A shared lock: lockf asks for an exclusive one, which the kernel refuses on a file opened for reading.
   struct flock first_bytes {};
   first_bytes.l_type = F_RDLCK;
   first_bytes.l_whence = SEEK_SET;
@@ -197,7 +200,7 @@ char* ZARN_FileRead(const char* name, unsigned int count) {
     if (step > 0) got += static_cast<size_t>(step);
     if (step == 0 || (step == -1 && errno != EINTR)) break;
   }
-  close(fd);  // gives the lock back as well
+  close(fd);  // releases the lock too
   return buffer;
 }
 
@@ -221,7 +224,7 @@ void create_dir(const char* path) {
     end = static_cast<char*>(mempcpy(end, piece, length));
     *end = '\0';
     piece += length;
-    utf8_mkdir(built, 040777);  // failures, an existing directory above all, show when the file is opened
+    utf8_mkdir(built, 040777);  // failures, except an existing directory, show when the file is opened
   }
   free(built);
 }

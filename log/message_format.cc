@@ -15,9 +15,11 @@
 #include "charset/wide_string.h"
 #include "util/time.h"
 
+using namespace mar;
+
 namespace {
 
-// A message under construction in a buffer of kMessageBufferSize bytes. Whatever passes its end is cut.
+// A message under construction in a buffer of kMessageBufferSize bytes. Text past its end is cut.
 class MessageText {
  public:
   explicit MessageText(char* out) : out_(out) {}
@@ -41,8 +43,8 @@ class MessageText {
     const int length = snprintf(out_ + length_, room() + 1, "%f", value);
     if (length > 0) length_ += std::min(static_cast<size_t>(length), room());
   }
-  // In the default codeset. The block's size is kept as is: text that grows beyond a byte for each unit is
-  // cut. False without memory.
+  // In the default codeset. Kept as is: the block's size, so text that needs more than a byte per unit is
+  // cut. False if memory runs out.
   bool append_wide(const uint16_t* units) {
     if (units == nullptr) return true;
     uint32_t length = xcs_wcslen(units);
@@ -50,7 +52,7 @@ class MessageText {
     const std::unique_ptr<char[]> text(new (std::nothrow) char[size]);
     if (text == nullptr) return false;
     xcs_cs_t codeset =
-        *mar::charset::codeset_or_default(xcs_get_def_cs());  // the copy keeps our shift state to ourselves
+        *charset::codeset_or_default(xcs_get_def_cs());  // a copy, so that our shift state stays our own
     codeset.from_state = 0;
     char* end = text.get();
     uint32_t left = size;
@@ -67,7 +69,7 @@ class MessageText {
   size_t length_ = 0;
 };
 
-// The value of TZ that a date was made under: a program may change it from one line to the next.
+// The value of TZ under which a date was made: a program may change it from one line to the next.
 class ZoneName {
  public:
   bool is(const char* zone) const {
@@ -85,24 +87,24 @@ class ZoneName {
   char text_[64] = "";
 };
 
-// The date of the last line, guarded by the log mutex. Made anew for each line it would cost a system call,
-// a look at /etc/localtime, where TZ is not set.
+// The date of the last line. Formatting it for each line would cost a system call where TZ is not set: the C
+// library then looks at /etc/localtime each time.
 struct DateOfSecond {
   time_t second = 0;
   ZoneName zone;
   size_t length = 0;
   char text[kLogDateSize] = "";
 };
-constinit DateOfSecond last_date;
+constinit DateOfSecond last_date MAR_GUARDED_BY(log_mutex);
 
-const DateOfSecond& date_of(time_t second) {
+const DateOfSecond& date_of(time_t second) MAR_REQUIRES(log_mutex) {
   const char* zone = getenv("TZ");
   if (second != last_date.second || !last_date.zone.is(zone)) {
     struct tm broken_down;
     local_time_of(second, &broken_down);
     last_date.second = second;
     last_date.zone.keep(zone);
-    // A month name that does not fit, as some locales may have it, leaves no date: the length is 0 then.
+    // If a locale's month name does not fit, there is no date: the length is 0.
     last_date.length = strftime(last_date.text, sizeof last_date.text, "%b %d %H:%M:%S", &broken_down);
   }
   return last_date;
@@ -137,8 +139,8 @@ bool BuildLogMessage(char* out, int wide, const char* format, va_list args) {
 }
 
 size_t MakeTheWholeLogLine(const char* message, char* line) {
-  // One reading of the clock for date and milliseconds: two could lie on both sides of a second's end and the
-  // stamp would jump back.
+  // One reading of the clock for date and milliseconds: two could lie on either side of a full second, and
+  // the stamp would jump back.
   struct timeval now {};
   gettimeofday(&now, nullptr);
   const DateOfSecond& date = date_of(now.tv_sec);

@@ -19,6 +19,8 @@
 #include "log/trace_location.h"
 #include "util/time.h"
 
+using namespace mar;
+
 constinit int VDebugRun = 0;
 
 namespace {
@@ -54,7 +56,7 @@ constinit std::atomic<int> VLogFormat = kTraceXml;
 constinit std::atomic<int> VTriedFileOnce = 0;
 constinit int VInitialized = 0;
 
-// Filled by doInit, fixed from then on.
+// Filled by doInit and fixed from then on. doInit runs once before the first record, so they need no lock.
 char VLogFileSpec[4097];
 char VHostName[256];
 char VXMLPart1[32];
@@ -78,7 +80,6 @@ void initialize_once() {
   });
 }
 
-// With the trace file open.
 void write_plain(int fd, const char* text, const char* time) {
   if (time != nullptr) {
     char ids[64];
@@ -111,7 +112,7 @@ void write_xml(int fd, const char* text, const char* time, double time_ms) {
 int open_trace_file() {
   const int fd = open_path(VLogFileSpec, O_RDWR | O_CREAT | O_APPEND, 0600);
   if (fd == -1 && VTriedFileOnce.exchange(1) == 0) {
-    const mar::SigpipeHeldBack held_back;
+    const SigpipeHeldBack held_back;
     printf("Failed to open trace file [%s], make sure that subdirectory exists\n", VLogFileSpec);
     fflush(stdout);
   }
@@ -120,7 +121,7 @@ int open_trace_file() {
 
 void wcDebugWorker(const char* text, int with_header) {
   if (text == nullptr) return;
-  const mar::CallerUndisturbed undisturbed;
+  const CallerUndisturbed undisturbed;
   const int format = VLogFormat;
   char time[32];
   unsigned long seconds = 0;
@@ -159,7 +160,7 @@ int wcDebugEnabled(void) {
   return trace_enabled_at(static_cast<int>(seconds % 86400));
 }
 
-int trace_enabled_at(int second_of_day) {
+int mar::trace_enabled_at(int second_of_day) {
   const int format = VLogFormat;
   if (format <= kTraceOff) return VDebugRun;
   if (second_of_day <= format) return VDebugRun < 0 ? 1 : 0;
@@ -179,7 +180,7 @@ void wcDebugSetLogFormat(int format) { VLogFormat = format; }
 
 void wcDebugGetLogFileSpec(char* out, size_t size) {
   if (out == nullptr || size == 0) return;
-  const mar::CallerUndisturbed undisturbed;
+  const CallerUndisturbed undisturbed;
   initialize_once();
   *stpncpy(out, VLogFileSpec, size - 1) = '\0';
 }
@@ -205,7 +206,7 @@ void writeString(int fd, const char* text) {
   }
 }
 
-void trace_ln(const char* format, ...) {
+void mar::trace_ln(const char* format, ...) {
   if (VDebugRun == 0) return;
   char text[1024];
   va_list args;

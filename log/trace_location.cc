@@ -13,9 +13,11 @@
 
 #include "log/file_calls.h"
 
+using namespace mar;
+
 namespace {
 
-// Copies at most `length` bytes of `text`, up to its NUL, as far as they fit.
+// Copies at most `length` bytes of `text`, up to its NUL, as many as fit.
 void copy_bounded(char* out, size_t size, const char* text, size_t length) {
   length = strnlen(text, std::min(length, size - 1));
   memcpy(out, text, length);
@@ -27,7 +29,7 @@ void append_bounded(char* out, size_t size, const char* text) {
   copy_bounded(out + used, size - used, text, strlen(text));
 }
 
-// The key's first occurrence that is not commented out; null when there is none.
+// The key's first occurrence that is not commented out, or null.
 const char* find_key(const char* text, size_t length) {
   const char* const end = text + length;
   const char* from = text;
@@ -72,7 +74,7 @@ int parseLogProps(const char* text, unsigned int length, char* out, size_t size)
   const char* key = find_key(text, length);
   if (key == nullptr) return 0;
   const char* const end = text + length;
-  // The key may be the last thing in the text: then there is no character to skip and no value.
+  // The key may end the text: then there is no character to skip, and no value.
   const char* value = std::min(key + sizeof COMMON_LOGDIR_KEY, end);
   copy_bounded(out, size, value, static_cast<size_t>(end - value));
   clipLine(out);
@@ -89,7 +91,7 @@ int fileExists(const char* path, unsigned int* size) {
 
 int readFile(const char* path, int length, char** out) {
   if (path == nullptr || out == nullptr || length < 0) return 0;
-  const mar::CancellationDeferred deferred;
+  const CancellationDeferred deferred;
   const int fd = open_path(path, O_RDONLY, 0);
   if (fd == -1) return 0;
   const size_t wanted = static_cast<size_t>(length);

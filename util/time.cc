@@ -1,39 +1,31 @@
 #include "util/time.h"
 
-#include <pthread.h>
 #include <sys/time.h>
 
 #include "runtime/fork_order.h"
+#include "runtime/static_mutex.h"
+
+using namespace mar;
 
 namespace {
 
-// The C library keeps the time zone under a lock of its own, which fork() does not put in order: a child
-// forked while another thread converts a time would wait for it for ever. Every conversion here takes this
-// lock first, and so does fork().
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wzero-as-null-pointer-constant"  // the system's macro says 0
-constinit pthread_mutex_t conversion_mutex = PTHREAD_MUTEX_INITIALIZER;
-#pragma GCC diagnostic pop
+// The C library guards the time zone with a lock of its own, which fork() does not reset: a child forked
+// while another thread converts a time would wait for it for ever. Every conversion here takes this mutex
+// first, and so does fork().
+constinit StaticMutex conversion_mutex;
 
-void lock_conversion() { pthread_mutex_lock(&conversion_mutex); }
-void unlock_conversion() { pthread_mutex_unlock(&conversion_mutex); }
+void lock_conversion() MAR_ACQUIRE(conversion_mutex) { conversion_mutex.lock(); }
+void unlock_conversion() MAR_RELEASE(conversion_mutex) { conversion_mutex.unlock(); }
 
-[[gnu::constructor(mar::kForkInnermost)]] void keep_conversion_over_fork() {
+[[gnu::constructor(kForkInnermost)]] void hold_conversion_during_fork() {
   pthread_atfork(lock_conversion, unlock_conversion, unlock_conversion);
 }
 
-struct Conversion {
-  Conversion() { lock_conversion(); }
-  ~Conversion() { unlock_conversion(); }
-  Conversion(const Conversion&) = delete;
-  Conversion& operator=(const Conversion&) = delete;
-};
-
 }  // namespace
 
-bool local_time_of(time_t seconds, struct tm* out) {
-  const Conversion conversion;
-  tzset();  // localtime_r alone need not notice that TZ has changed; localtime does
+bool mar::local_time_of(time_t seconds, struct tm* out) {
+  const StaticMutexHold conversion(conversion_mutex);
+  tzset();  // localtime_r alone need not notice a change of TZ; localtime does
   if (localtime_r(&seconds, out) != nullptr) return true;
   *out = {};
   return false;
@@ -42,17 +34,17 @@ bool local_time_of(time_t seconds, struct tm* out) {
 void zarn_time(time_t* out) { time(out); }
 
 struct tm* zarn_localtime(const time_t* seconds) {
-  const Conversion conversion;
+  const StaticMutexHold conversion(conversion_mutex);
   return localtime(seconds);
 }
 
 time_t zarn_mktime(struct tm* broken_down) {
-  const Conversion conversion;
+  const StaticMutexHold conversion(conversion_mutex);
   return mktime(broken_down);
 }
 
 struct tm* zarn_gmtime(const time_t* seconds) {
-  const Conversion conversion;
+  const StaticMutexHold conversion(conversion_mutex);
   return gmtime(seconds);
 }
 
@@ -85,7 +77,7 @@ void ZarnBestGetCurrentTime(uint32_t* seconds, uint32_t* nanoseconds) {
 }
 
 int64_t local_time_zone(void) {
-  const time_t one_day = 86400;  // late enough that no zone's local time falls before the epoch
+  const time_t one_day = 86400;  // late enough that local time is past the epoch in every zone
   struct tm as_local = *zarn_gmtime(&one_day);
   return one_day - zarn_mktime(&as_local);
 }

@@ -25,15 +25,15 @@ char* converted(WholeText convert, size_t growth, const char* text, uint32_t* wr
   return block;
 }
 
-// Releases what a call needed without touching what it left in errno.
+// Frees what a call needed without changing the errno that it left.
 void free_quietly(void* block) {
   const int error = errno;
   std::free(block);
   errno = error;
 }
 
-// Whether a UTF-8 text is its own local form: ASCII is, in every codeset but the EBCDIC ones. Nearly every
-// name is that simple, and each line of the engine log asks for its file twice.
+// Whether a UTF-8 text needs no conversion: ASCII is the same in every codeset except the EBCDIC ones. Nearly
+// every name is ASCII, and each line of the engine log looks its file's name up twice.
 bool is_local_already(const char* utf8) {
   const uint16_t kind = mar::charset::codeset_or_default(local_cs)->kind;
   if (kind == XCS_KIND_EBCDIC_SBCS || kind == XCS_KIND_EBCDIC_DBCS) return false;
@@ -41,11 +41,11 @@ bool is_local_already(const char* utf8) {
   return *utf8 == '\0';
 }
 
-// `call` on the locale's form of a name, or `failed` when there is none.
+// The result of `call` on the locale's form of a name, or `failed` if there is no such form.
 template <class Result, class Call>
 Result with_local_name(const char* name, Result failed, Call call) {
   if (name == nullptr) {
-    errno = EFAULT;  // as the system has it; a stale EINTR would have callers try for ever
+    errno = EFAULT;  // as the system sets it; a caller that restarts on a stale EINTR would never stop
     return failed;
   }
   if (is_local_already(name)) return call(name);
@@ -56,7 +56,7 @@ Result with_local_name(const char* name, Result failed, Call call) {
   return result;
 }
 
-// The same for a call on a file, made again for as long as a signal interrupts it.
+// The same for a call on a file, restarted as long as a signal interrupts it.
 template <class Result, class Call>
 Result on_file(const char* path, Result failed, Call call) {
   return with_local_name(path, failed, [&](const char* name) {
@@ -77,8 +77,8 @@ void free_arguments(char** arguments) {
   free_quietly(arguments);
 }
 
-// A vector of converted copies, ended by NULL; null when memory runs out, for a shortened vector would run
-// another command than was asked for.
+// A NULL-terminated vector of converted copies. Null if memory runs out: a shortened vector would run another
+// command than the one asked for.
 char** local_arguments(char* const argv[]) {
   size_t count = 0;
   while (argv[count] != nullptr) ++count;
@@ -94,8 +94,7 @@ char** local_arguments(char* const argv[]) {
   return arguments;
 }
 
-// A string function walks on a copy in its initial state: the caller's codeset may be half-way through a
-// text.
+// String functions walk on a copy in its initial state: the caller's codeset may be halfway through a text.
 xcs_cs_t fresh_copy(const xcs_cs_t& codeset) {
   xcs_cs_t copy = codeset;
   copy.to_state = 0;

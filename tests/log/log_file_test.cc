@@ -94,8 +94,7 @@ TEST(RollOver, KeepsTheWholeLinesOfTheNewestEighth) {
   LogFileRollOver("/var/zarn/none", 1000, &stream);
   EXPECT_NE(access("/var/zarn/none", F_OK), 0);
 
-  // A last line that its writer has not finished yet, since it holds the lock, is not torn: the next line
-  // trims.
+  // A last line whose writer still holds the lock is not torn: the next line trims.
   write_file(kFile, rows[5].before);
   const Neighbour writer([] { return lockf(open(kFile, O_RDWR | O_CLOEXEC), F_LOCK, 0); });
   LogFileRollOver(kFile, 1000, &stream);

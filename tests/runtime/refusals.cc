@@ -4,6 +4,7 @@
 #include "tests/runtime/runtime_test.h"
 
 using mar::Refused;
+
 #define WRAP(kind, look, name, parameters, ...)                                       \
   int __real_##name parameters;                                                       \
   int __wrap_##name parameters {                                                      \
