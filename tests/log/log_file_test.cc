@@ -139,7 +139,7 @@ TEST(LogFile, APathThatCannotBeOpenedLosesTheLine) {
     EXPECT_EQ(std::count(calls.begin(), calls.end(), SYS_openat), 10) << name;
     EXPECT_EQ(std::count(calls.begin(), calls.end(), -1), 0) << name << " blocked or was killed";
   }
-  // Nor may a pipe that nobody empties.
+  // Nor may a pipe that no process empties.
   const int reader = open("/var/zarn/fifo", O_RDWR | O_NONBLOCK | O_CLOEXEC);
   while (write(reader, "x", 1) == 1) continue;
   ZARNLogInit("/var/zarn/fifo", 1000, 3, 8192, 0);

@@ -58,7 +58,7 @@ TEST(MessageFormat, ConvertsStopsAndCuts) {
       {"long format", message(0, k2000.c_str()), k1024},
       {"number cut at the end", message(0, (k1020 + "%d").c_str(), 123456), k1020 + "1234"},
       {"double cut at the end", message(0, (k1020 + "%f%s").c_str(), 1e300, "x"), k1020 + "1000"},
-      {"nothing behind a full message", message(0, "%s%d%f%s.", k1024.c_str(), 1, 1.0, "x"), k1024},
+      {"nothing after a full message", message(0, "%s%d%f%s.", k1024.c_str(), 1, 1.0, "x"), k1024},
       {"longest double", message(0, "%f", -1e308).substr(300), "0223118336.000000"},
       {"wide, cut to its units and two", message(1, "<%s|%d>", wide, 3), "<a\xC3\xA9\xE4\xB8\xAD|3>"},
       {"wide null", message(1, "<%s>", nullptr), "<>"},

@@ -37,7 +37,7 @@ TEST(TraceLocation, FindsTheKeyInAnyText) {
   const std::string key = "brenvik_common_dir";
   EXPECT_EQ(parsed(key + "=/opt/logs\n"), "1/opt/logs");
   EXPECT_EQ(parsed("a=b\r\n" + key + " == \t/o l =\t \r\nx"), "1/o l");
-  EXPECT_EQ(parsed(key + "X/opt"), "1/opt") << "the character behind the key is skipped unseen";
+  EXPECT_EQ(parsed(key + "X/opt"), "1/opt") << "the character after the key is skipped, whatever it is";
   EXPECT_EQ(parsed("#" + key + "=/opt\n"), "0-");
   EXPECT_EQ(parsed("# " + key + "=/opt\n"), "1/opt");
   EXPECT_EQ(parsed("#" + key + "=/a\n" + key + "=/b\n" + key + "=/c\n"), "1/b");

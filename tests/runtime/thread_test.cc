@@ -47,7 +47,7 @@ std::unique_ptr<Worker> invalid_worker() {
   return worker;
 }
 
-// The state, what the operations that leave it alone give in it, and what the last of them records.
+// The state, what the operations that do not change it return, and what the last of them records.
 std::string codes(CkesThread& thread) {
   TThreadPriority priority{};
   unsigned long id;
@@ -97,7 +97,7 @@ TEST(Thread, RunSeesItsOwnThread) {
   EXPECT_STREQ(Worker([] { ADD_FAILURE() << "ran"; }).GetName(), "Unnamed");
 }
 
-// The first leaves its body without a return: it stays in the running state and is joined, not passed over.
+// The first thread leaves its body without returning, so it stays in the running state and is joined.
 TEST(Thread, JoinAllStopsAtTheFirstFailure) {
   bool done = false;
   Worker first([&] {

@@ -108,7 +108,7 @@ TEST_F(Utf8Files, FilesAndDirectories) {
   EXPECT_EQ(errno, ERANGE);
 }
 
-// A FIFO's end that waits for the other one, interrupted by a signal whose handler is not to restart it.
+// Opening a FIFO waits for its other end; the signal that interrupts it has a handler without SA_RESTART.
 TEST_F(Utf8Files, AnInterruptedOpenIsMadeAgain) {
   static std::string fifo;
   fifo = directory_.path + "/fifo";
@@ -193,7 +193,7 @@ TEST_F(Utf8Files, WalkingCharacters) {
     EXPECT_EQ(next, text + offset);
     next = APM_NextChar(nullptr, next);
   }
-  EXPECT_EQ(next, nullptr) << "there is nothing behind the terminator";
+  EXPECT_EQ(next, nullptr) << "there is nothing past the terminator";
   EXPECT_TRUE(APM_GetChar(utf8_cs, text, 0) == text && APM_GetChar(utf8_cs, text, 2) == text + 3);
   EXPECT_TRUE(APM_GetChar(utf8_cs, text, 3) == text + 6 && APM_GetChar(utf8_cs, text, 4) == nullptr);
   for (const char* invalid : {"a\xE2\x82", "a\xF0\x90\x80\x80"}) {  // cut, and beyond the BMP
@@ -206,7 +206,7 @@ TEST_F(Utf8Files, WalkingCharacters) {
   EXPECT_TRUE(APM_GetChar(utf8_cs, nullptr, 0) == nullptr && APM_GetChar(nullptr, "a", 0) == nullptr);
   EXPECT_TRUE(APM_MBCSStrLength(nullptr, "a") == -1 && APM_MBCSStrLength(utf8_cs, nullptr) == -1);
 
-  // Mixed EBCDIC: the walk starts afresh whatever state the codeset is in, and leaves it alone.
+  // Mixed EBCDIC: the walk starts in the initial state and leaves the codeset's own state alone.
   const CodeMap codes = {{"\x41\x41", uint16_t{0x4E00}}};
   const Codeset mixed = load_image(TableImage(XCS_KIND_EBCDIC_DBCS, "MIXED", codes).bytes);
   const char ebcdic[] = "\xC1\xC1\xC1\x0E\x41\x41\x0F";
