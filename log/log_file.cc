@@ -25,7 +25,7 @@ constexpr off_t kReadLockSize = 2048;
 
 // Removes `count` bytes from the end of the file after a failed append: a torn line must not stay before the
 // next whole one. Does nothing if the file no longer ends where the append did.
-void take_back(int fd, size_t count) {
+void remove_torn_end(int fd, size_t count) {
   const off_t end = lseek(fd, 0, SEEK_CUR);
   struct stat now {};
   if (end < static_cast<off_t>(count) || fstat(fd, &now) != 0 || now.st_size != end) return;
@@ -42,7 +42,7 @@ void append_whole(int fd, const char* text, size_t length) {
     if (count > 0) {
       written += static_cast<size_t>(count);
     } else if (count == 0 || errno != EINTR) {
-      if (written > 0) take_back(fd, written);
+      if (written > 0) remove_torn_end(fd, written);
       return;
     }
   }

@@ -67,7 +67,7 @@ char VXMLPart5[32];
 char VXMLPart6[32];
 
 template <size_t N>
-void join(char (&out)[N], std::initializer_list<const char*> pieces) {
+void concatenate(char (&out)[N], std::initializer_list<const char*> pieces) {
   char* end = out;
   for (const char* piece : pieces) end = stpncpy(end, piece, static_cast<size_t>(out + N - 1 - end));
   *end = '\0';
@@ -189,14 +189,14 @@ void doInit(void) {
   getLogFileSpec(VLogFileSpec, sizeof VLogFileSpec);
   if (gethostname(VHostName, sizeof VHostName) != 0) VHostName[0] = '\0';
   VHostName[sizeof VHostName - 1] = '\0';
-  join(VXMLPart1, {TRACE_HEADER, "\n ", TIME_HEADER0});
-  join(VXMLPart2, {TIME_HEADER1});
-  join(VXMLPart3, {TIME_TRAILER, "\n ", SERVER_HEADER, VHostName, SERVER_TRAILER, "\n ", PRODID_HEADER,
-                   VProductID, PRODID_TRAILER, "\n ", COMPONENT_HEADER, VComponent, COMPONENT_TRAILER, "\n ",
-                   PRODINST_HEADER, VProductInstance, PRODINST_TRAILER, "\n ", LOGTEXT_HEADER});
-  join(VXMLPart4, {LOGTEXT_TRAILER, "\n ", ORG, "\n ", SOURCE_AND_METH, "\n ", THREAD_HEADER});
-  join(VXMLPart5, {THREAD_TRAILER, "\n ", PROCESS_HEADER});
-  join(VXMLPart6, {PROCESS_TRAILER, "\n", TRACE_TRAILER, "\n"});
+  concatenate(VXMLPart1, {TRACE_HEADER, "\n ", TIME_HEADER0});
+  concatenate(VXMLPart2, {TIME_HEADER1});
+  concatenate(VXMLPart3, {TIME_TRAILER, "\n ", SERVER_HEADER, VHostName, SERVER_TRAILER, "\n ", PRODID_HEADER,
+                          VProductID, PRODID_TRAILER, "\n ", COMPONENT_HEADER, VComponent, COMPONENT_TRAILER,
+                          "\n ", PRODINST_HEADER, VProductInstance, PRODINST_TRAILER, "\n ", LOGTEXT_HEADER});
+  concatenate(VXMLPart4, {LOGTEXT_TRAILER, "\n ", ORG, "\n ", SOURCE_AND_METH, "\n ", THREAD_HEADER});
+  concatenate(VXMLPart5, {THREAD_TRAILER, "\n ", PROCESS_HEADER});
+  concatenate(VXMLPart6, {PROCESS_TRAILER, "\n", TRACE_TRAILER, "\n"});
   survive_file_size_limit();
   VInitialized = 1;
 }

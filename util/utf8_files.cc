@@ -16,7 +16,7 @@ namespace {
 
 using WholeText = uint32_t (*)(xcs_cs_t*, const char*, int, char*, uint32_t);
 
-char* converted(WholeText convert, size_t growth, const char* text, uint32_t* written) {
+char* convert_to_new_block(WholeText convert, size_t growth, const char* text, uint32_t* written) {
   const size_t size = (text == nullptr ? 0 : std::strlen(text)) * growth + 1;
   char* block = static_cast<char*>(std::calloc(size, 1));
   *written = 0;
@@ -118,13 +118,13 @@ xcs_cs_t* get_local_cs() { return local_cs; }
 
 uint32_t local_cs_to_utf8(const char* text, char** out) {
   uint32_t written;
-  *out = converted(xcs_to_utf8, 3, text, &written);
+  *out = convert_to_new_block(xcs_to_utf8, 3, text, &written);
   return written;
 }
 
 uint32_t utf8_to_local_cs(const char* utf8, char** out) {
   uint32_t written;
-  *out = converted(xcs_from_utf8, 2, utf8, &written);
+  *out = convert_to_new_block(xcs_from_utf8, 2, utf8, &written);
   return written;
 }
 
