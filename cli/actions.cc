@@ -10,6 +10,8 @@
 #include "contract/message.h"
 #include "engine_client/commands.h"
 
+namespace mar::cli {
+
 namespace {
 
 struct Wording {
@@ -20,7 +22,7 @@ struct Wording {
   int32_t failure_status;
 };
 
-// Announces and runs `command`, and tells how it went.
+// Announces and runs `command`, then prints how it went.
 template <typename Command>
 int32_t run(const Wording& wording, Command command) {
   if (wording.announcement != nullptr) say(wording.announcement);
@@ -69,6 +71,10 @@ void add_edge_policies(int32_t count) {
 }
 
 }  // namespace
+
+}  // namespace mar::cli
+
+using namespace mar::cli;  // NOLINT(google-build-using-namespace): the product's actions live outside it
 
 int32_t StopEng() {
   return run({"Stop the engine here!", "Stopped the engine successfully!",

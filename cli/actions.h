@@ -1,5 +1,6 @@
-// One action per command: says what it does, sends the command to the engine, says how that went. What each
-// returns becomes the exit status. A failing engine ends no action early, except where the action says so.
+// One action per command: prints what it does, sends the command to the engine, prints how that went. What an
+// action returns becomes the exit status. A command that the engine refuses does not end its action early,
+// except where noted.
 #pragma once
 
 #include <cstdint>
@@ -13,24 +14,24 @@ int32_t RemoveEdgePolicy(int32_t identifier);
 int32_t RemoveThreshold();
 int32_t UpdateThreshold();
 
-// Adds the first of the sample policies, or, when a count was given, as many of them as that, refused ones or
-// not. `ring`: whether the error line of the single policy rings the bell. Returns 0.
+// Adds the first sample policy or, when a count was given, that many of them, whether or not some are
+// refused. `ring`: whether the error line of the single policy rings the bell. Returns 0.
 int32_t AddEdgePolicy(int32_t ring);
 
-// Adds addThresholdsCount of the sample thresholds; the first refused one ends it. Returns 0.
+// Adds the first addThresholdsCount sample thresholds; stops at the first one that is refused. Returns 0.
 int32_t AddThreshold();
 
-// 0, or -2 on failure. Each update in one process carries another setting: 3, 4, ...
+// Returns 0, or -2 on failure. Each update of a process carries the next setting: 3, 4, ...
 int32_t UpdateEdgePolicy();
 
-// 0, also when there was nothing to upload, or -2 on failure.
+// Returns 0, also when there was nothing to upload, or -2 on failure.
 int32_t RequestDataUpload();
 
-// Tries an interval that the engine must refuse, then the user's values; returns the engine's result for
-// those, so that a success is 1.
+// Tries an interval that the engine must refuse, then the user's values. Returns the engine's result for the
+// latter, so success is 1.
 int32_t SetUploadSchedule();
 
-// 0, or 1 on failure.
+// Return 0, or 1 on failure.
 int32_t dump();
 int32_t debug();
 int32_t setRealtimeSendInterval();
@@ -40,6 +41,6 @@ int32_t setRealtimeSendInterval();
 int32_t clis();
 int32_t doClis();
 
-// Returns 1. A negative time is none.
+// Returns 1. Does not sleep for a negative time.
 int32_t doSleep(int32_t milliseconds);
 }

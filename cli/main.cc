@@ -5,8 +5,8 @@
 #include "cli/settings.h"
 
 int main(int argc, char** argv) {
-  // A reader that closes the pipe early must not end us in the middle of an exchange. A program started from
-  // here would inherit this; none is.
+  // A reader that closes the pipe early must not end the client in the middle of an exchange. A program
+  // started from here would inherit this, but none is.
   signal(SIGPIPE, SIG_IGN);
   if (Initialize(argc, argv) == 0) return 1;
   return Doit(argc, argv, iWhichCLICommand);

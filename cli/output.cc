@@ -1,6 +1,6 @@
-// Not stdio: its buffer shows a pipe or file nothing until it is full or the program ends, and flushing it by
-// hand is no cure: after a write that failed half-way it keeps the rest and sends it again with the next
-// flush. Nor does a program that prints a few lines want its start-up and exit work.
+// Not stdio: its buffer shows a pipe or a file nothing until it is full or the program ends. Flushing it by
+// hand is no cure, because after a write that failed half-way stdio keeps the rest and sends it again with
+// the next flush. A program that prints a few lines does not want its start-up and exit work either.
 #include "cli/output.h"
 
 #include <poll.h>
@@ -11,10 +11,12 @@
 #include <cstdarg>
 #include <cstdio>
 
+namespace mar::cli {
+
 namespace {
 
-// A pipe that its other users made non-blocking: full, but with a reader. Whatever else than room ends the
-// wait (the reader leaves) shows in the next write.
+// A full pipe that another user of it made non-blocking. When its last reader leaves, the wait ends too, and
+// the next write fails.
 void wait_for_room() {
   pollfd out{STDOUT_FILENO, POLLOUT, 0};
   poll(&out, 1, -1);
@@ -47,3 +49,5 @@ void sayf(const char* format, ...) {
   va_end(values);
   if (length_bytes > 0) write_whole(text, static_cast<size_t>(std::min(length_bytes, kMaxOutputBytes)));
 }
+
+}  // namespace mar::cli

@@ -1,5 +1,7 @@
 #include "cli/sample_data.h"
 
+namespace mar::cli {
+
 namespace {
 
 constexpr const char* kAny = ".*";
@@ -36,7 +38,13 @@ consteval ThresholdSample threshold(Limits limits, uint32_t number, const char* 
 
 }  // namespace
 
-constinit EdgePolicySample EDGES[] = {
+}  // namespace mar::cli
+
+using mar::cli::edge;
+using mar::cli::kAny;
+using mar::cli::threshold;
+
+constinit mar::cli::EdgePolicySample EDGES[] = {
     edge(0, kAny, kAny),
     edge(1, kAny, "A.*"),
     edge(2, "labhost.*", kAny),
@@ -53,7 +61,7 @@ constinit EdgePolicySample EDGES[] = {
     edge(13, "branch.*", kAny),
 };
 
-constinit ThresholdSamples ADD_THRESHES = {
+constinit mar::cli::ThresholdSamples ADD_THRESHES = {
     .record = {threshold({100, 500, 2, 10, 15}, 1, "labhost.*", kAny),
                threshold({0, 0, 0, 0, 4}, 2, "labhost.*", "Checkout.*"),
                threshold({0, 0, 0, 0, 4}, 3, "labhost.*", "Login.*")},

@@ -1,11 +1,13 @@
-// The built-in edge policies and thresholds that the add and remove commands send. Writable, and laid out in
-// the program file as they are sent, so they cost nothing at start-up.
+// The built-in edge policies and thresholds that the add and remove commands send. They are writable, and lie
+// in the program file as they are sent, so they cost nothing at start-up.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 
 #include "contract/policy.h"
+
+namespace mar::cli {
 
 inline constexpr int32_t kEdgePolicySamples = 14;
 inline constexpr int32_t kThresholdSamples = 3;
@@ -34,17 +36,13 @@ struct ThresholdSamples {
 
 #pragma pack(pop)
 
-extern EdgePolicySample EDGES[kEdgePolicySamples];
-extern ThresholdSamples ADD_THRESHES;
-
 static_assert(sizeof(EdgePolicySample) == 5488 && offsetof(EdgePolicySample, definition) == 44);
-static_assert(sizeof(EDGES) == 76832);
 static_assert(sizeof(ThresholdSample) == 5460 && offsetof(ThresholdSample, definition) == 16);
 static_assert(offsetof(ThresholdSample, d) == 12 && offsetof(ThresholdSample, e) == 13);
-static_assert(sizeof(ADD_THRESHES) == 16384);
+static_assert(sizeof(ThresholdSamples) == 16384);
 
-// A definition with a zero identifier block. Made by the compiler alone, so a pattern too long does not
-// compile.
+// A definition with an identifier block of zeros. Only the compiler makes one, so a pattern that is too long
+// does not compile.
 consteval TPolicyDefinition policy_definition(uint32_t number_0, uint32_t number_1, uint32_t number_2,
                                               const char* pattern, const char* host, const char* application,
                                               const char* transaction) {
@@ -58,3 +56,10 @@ consteval TPolicyDefinition policy_definition(uint32_t number_0, uint32_t number
   for (int i = 0; transaction[i] != 0; ++i) made.transaction_pattern[i] = transaction[i];
   return made;
 }
+
+}  // namespace mar::cli
+
+extern mar::cli::EdgePolicySample EDGES[mar::cli::kEdgePolicySamples];
+extern mar::cli::ThresholdSamples ADD_THRESHES;
+
+static_assert(sizeof(EDGES) == 76832);

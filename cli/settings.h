@@ -1,4 +1,4 @@
-// What the command line asks for. The parsers write these and the actions read them; one thread only.
+// What the command line asks for. The parsers write these and the actions read them, on one thread.
 #pragma once
 
 #include <cstdint>
@@ -13,4 +13,4 @@ extern int32_t abStartHour;            // of the upload schedule
 extern int32_t abInterval;             // of the upload schedule
 extern int32_t iLogLevel;              // for the engine's log
 extern int32_t VRealtimeSendInterval;  // no keyword reaches it
-extern int32_t iThreadsRunning;        // counted down by each stress loop that ends, up by nobody
+extern int32_t iThreadsRunning;        // each stress loop that ends counts it down; nothing counts it up

@@ -146,7 +146,7 @@ TEST(Output, FullPipe) {
     for (ssize_t n; (n = read(ends[0], some, sizeof some)) > 0;) got.append(some, static_cast<size_t>(n));
   });
   const auto print_lines = [] {
-    for (int i = 0; i < 3000; ++i) sayf("line %d\n", i);
+    for (int i = 0; i < 3000; ++i) mar::cli::sayf("line %d\n", i);
     return 0;
   };
   run_child({}, print_lines, ends[1]);
@@ -161,7 +161,9 @@ bool write_haltingly = false;
 TEST(Output, LongTextInPieces) {
   std::string text;
   for (int i = 0; i < 300; ++i) text += std::to_string(i) + " ";
-  const auto body = [&] { return write_haltingly = true, say(text.c_str()), write_haltingly = false, 0; };
+  const auto body = [&] {
+    return write_haltingly = true, mar::cli::say(text.c_str()), write_haltingly = false, 0;
+  };
   EXPECT_EQ(run_child({}, body), text.substr(0, 512) + "> exit 0, sent\n");
 }
 
