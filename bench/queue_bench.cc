@@ -142,7 +142,7 @@ Competitor queue_competitor() {
 }
 
 // Is the engine there? Open, put, get, close.
-void floor_exchange(FloorQueue floor, const IpcKeys& keys) {
+void floor_exchange(FloorQueue floor, const mar::IpcKeys& keys) {
   const key_t all[] = {keys.segment_semaphores, keys.segment, keys.queue_semaphores};
   benchmark::DoNotOptimize(getpid());
   floor.open(CLI_IPC_NAME, all);
@@ -192,8 +192,8 @@ int main(int argc, char** argv) {
   if (read(ready[0], &byte, 1) != 1) return 1;
   round_trips.insert(round_trips.begin() + 1, queue_competitor());
   side_by_side("Round trip on an open queue, 10260 bytes each way", round_trips, 200, 100);
-  IpcKeys keys;
-  if (!impl_ipc_keys(CLI_IPC_NAME, keys)) return 1;
+  mar::IpcKeys keys;
+  if (!mar::impl_ipc_keys(CLI_IPC_NAME, keys)) return 1;
   side_by_side("Whole guarded exchange",
                {{"floor", [&] { floor_exchange(floor, keys); }}, exchange_competitor()}, 200, 50);
   if (argc > 2) {

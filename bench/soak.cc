@@ -77,8 +77,8 @@ void print_leftovers() {
   std::this_thread::sleep_for(std::chrono::seconds(1));
   CkesSharedMemory memory(CLI_IPC_NAME, false);
   const auto* bytes = static_cast<const uint8_t*>(memory.GetAddress());
-  const auto* header = reinterpret_cast<const QueueHeader*>(bytes);
-  const uint64_t slots = kCommandQueueLayout.capacity(memory.GetSize());
+  const auto* header = reinterpret_cast<const mar::QueueHeader*>(bytes);
+  const uint64_t slots = mar::kCommandQueueLayout.capacity(memory.GetSize());
   uint64_t free = 0;
   for (uint32_t next = header->freeList; next != 0 && free <= slots; ++free) {
     std::memcpy(&next, bytes + next + sizeof(TCLIMessage), sizeof next);

@@ -74,7 +74,7 @@ void add_edge_policies(int32_t count) {
 
 }  // namespace mar::cli
 
-using namespace mar::cli;  // NOLINT(google-build-using-namespace): the product's actions live outside it
+using namespace mar::cli;  // the product's actions live outside it
 
 int32_t StopEng() {
   return run({"Stop the engine here!", "Stopped the engine successfully!",

@@ -3,6 +3,8 @@
 
 #include <cstdint>
 
+namespace mar {
+
 // Writes `value` at `out`, most significant byte first; `out` needs 4 bytes and no alignment.
 inline void put_be32(uint8_t* out, uint32_t value) {
   out[0] = static_cast<uint8_t>(value >> 24);
@@ -15,3 +17,5 @@ inline void put_be32(uint8_t* out, uint32_t value) {
 inline uint32_t get_be32(const uint8_t* in) {
   return uint32_t{in[0]} << 24 | uint32_t{in[1]} << 16 | uint32_t{in[2]} << 8 | uint32_t{in[3]};
 }
+
+}  // namespace mar

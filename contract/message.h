@@ -1,5 +1,5 @@
-// The record that crosses the command queue, its message codes and framing kinds, and the constants that the
-// engine and its clients share beside it.
+// The record that crosses the command queue, its message codes and framing kinds, and the other constants
+// that the engine and its clients share.
 #pragma once
 
 #include <cstddef>
@@ -32,15 +32,20 @@ static_assert(offsetof(TCLIMessage, kind) == 10256);
 static_assert(std::is_trivially_copyable_v<TCLIMessage>);
 static_assert(std::has_unique_object_representations_v<TCLIMessage>);  // no hidden padding
 
-// How many of a received record's data bytes may be used: `length` comes from memory that every process can
-// write, so more than the array holds is cut to it and a negative count is none.
+namespace mar {
+
+// How many of a received record's data bytes may be used. `length` comes from memory that other processes can
+// write: a value above the array's size is cut to it, a negative one to 0.
 inline int usable_length(const TCLIMessage& record) {
   const int32_t length = record.length;
   if (length < 0) return 0;
   return length > CLI_MAX_BUFFER_SIZE ? CLI_MAX_BUFFER_SIZE : length;
 }
 
-// Message codes. 150, 151 and 109 are known to the engine but sent by nobody here; 100 has no type-table row.
+}  // namespace mar
+
+// Message codes. The engine knows 150, 151 and 109, but no client function sends them; 100 has no row in the
+// type table.
 enum : uint32_t {
   CMD_START_SEND = 100,
   CMD_STOP_ENGINE = 101,
@@ -67,6 +72,8 @@ enum : uint32_t {
   CMD_RESERVED_151 = 151,
 };
 
+namespace mar {
+
 // Request buffer: process id and message code, both big-endian, then the payload.
 inline constexpr int kRequestHeaderSize = 8;
 inline constexpr int kRequestCodeOffset = 4;
@@ -74,6 +81,8 @@ inline constexpr int kRequestCodeOffset = 4;
 // Reply: marker and result, both big-endian; a result of 1 is success.
 inline constexpr int kReplyResultOffset = 4;
 inline constexpr uint32_t kReplyMarker = 1200;
+
+}  // namespace mar
 
 // Results of the engine command functions that do not come from the engine.
 enum : int32_t {

@@ -14,11 +14,20 @@ inline constexpr char POST_MULTI_DELIMETER[] = ".";
 inline constexpr int IPC_MAX_NAME_LENGTH = 128;
 inline constexpr int SEMAPHORE_MAX_COUNT = 32766;
 
+namespace mar {
+
 // Limits that createIPCName is given; a name keeps one character less.
 inline constexpr int kQueueNameLimit = 123;
 inline constexpr int kSegmentNameLimit = 125;
 
+}  // namespace mar
+
 // Key numbers that ftok mixes into a control file's identity.
-inline constexpr int IPC_SEM_ID = 1;   // the segment's two semaphores: lock, creator alive
-inline constexpr int IPC_MEM_ID = 2;   // the segment itself
+inline constexpr int IPC_SEM_ID = 1;  // the segment's two semaphores: lock, creator alive
+inline constexpr int IPC_MEM_ID = 2;  // the segment itself
+
+namespace mar {
+
 inline constexpr int kQueueSemId = 3;  // the queue's wake-up semaphores
+
+}  // namespace mar

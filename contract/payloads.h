@@ -1,5 +1,5 @@
-// The payload that follows the request header of each message: packed, host byte order. What the engine
-// command functions fill and the stand-in engine decodes. Messages without a payload have no struct here.
+// The payload that follows the request header of each message: packed, in host byte order. The engine command
+// functions fill these and the stand-in engine decodes them. Messages without a payload have no struct here.
 #pragma once
 
 #include <cstddef>
@@ -7,6 +7,8 @@
 #include <type_traits>
 
 #include "contract/policy.h"
+
+namespace mar {
 
 inline constexpr int kCorrelatorSuffixMax = 512;  // bytes
 
@@ -114,3 +116,5 @@ static_assert(sizeof(RegisterListenerPayload) == 2);
 static_assert(sizeof(SetListenerFilterPayload) == 16);
 static_assert(sizeof(DeregisterListenerPayload) == 4);
 static_assert(sizeof(SetRealtimeSendIntervalPayload) == 4);
+
+}  // namespace mar

@@ -5,7 +5,7 @@
 //   12            N heads of 16 bytes
 //   12 + 16 N     N item slots of sizeof(T) + 4 bytes each
 //
-// N is not stored: everybody computes it from the size that the segment reports.
+// N is not stored: each process computes it from the size that the segment reports.
 #pragma once
 
 #include <cstddef>
@@ -21,6 +21,8 @@ enum TQueueState : uint32_t {
   IPCQUEUE_DESTROY = 2,  // every reader fails at once
 };
 
+namespace mar {
+
 struct QueueHeader {
   uint16_t itemCount;   // items now queued, over all heads; 0 .. N
   uint16_t headsInUse;  // heads ever claimed and not yet recycled; 0 .. N
@@ -31,6 +33,8 @@ static_assert(sizeof(QueueHeader) == 12);
 static_assert(offsetof(QueueHeader, itemCount) == 0 && offsetof(QueueHeader, headsInUse) == 2);
 static_assert(offsetof(QueueHeader, freeList) == 4 && offsetof(QueueHeader, queueState) == 8);
 static_assert(std::has_unique_object_representations_v<QueueHeader>);
+
+}  // namespace mar
 
 enum : uint8_t {
   HEAD_IDLE = 0,
@@ -60,6 +64,8 @@ static_assert(sizeof(CIPCQueueItem<TCLIMessage>) == 10264);
 static_assert(offsetof(CIPCQueueItem<TCLIMessage>, next) == 10260);
 static_assert(std::has_unique_object_representations_v<CIPCQueueItem<TCLIMessage>>);
 
+namespace mar {
+
 // The queue's semaphore set: N + 2 semaphores.
 inline constexpr uint16_t kMarkerSem = 0;     // 1 once the set is initialised
 inline constexpr uint16_t kOverflowSem = 1;   // writers wait here on a full queue
@@ -69,13 +75,13 @@ inline constexpr uint16_t kFirstHeadSem = 2;  // head i is created with semaphor
 inline constexpr uint16_t kLockSem = 0;          // 0 free, 1 held
 inline constexpr uint16_t kCreatorAliveSem = 1;  // 2 while the creator lives, 1 once it has died
 
-// Places within a segment of a queue of `item_size` bytes a slot (message and next field).
+// Offsets in a segment whose slots (message and next field) take `item_size_bytes` each.
 struct QueueLayout {
   uint64_t item_size_bytes;
 
   static constexpr uint64_t kHeadsOffset = sizeof(QueueHeader);
 
-  // Slots that fit into a segment of `segment_size_bytes`; 0 when it cannot hold one.
+  // The number of slots that fit into a segment of `segment_size_bytes`; 0 if none does.
   constexpr uint64_t capacity(uint64_t segment_size_bytes) const {
     if (segment_size_bytes < kHeadsOffset) return 0;
     return (segment_size_bytes - kHeadsOffset) / (sizeof(_TIPCHeadItem) + item_size_bytes);
@@ -102,3 +108,5 @@ inline constexpr QueueLayout kCommandQueueLayout{sizeof(CIPCQueueItem<TCLIMessag
 static_assert(kCommandQueueLayout.segment_size_bytes(1) == 10292);
 static_assert(kCommandQueueLayout.capacity(10291) == 0 && kCommandQueueLayout.capacity(10292) == 1);
 static_assert(kCommandQueueLayout.slot_offset(4, 1) == 12 + 16 * 4 + 10264);
+
+}  // namespace mar

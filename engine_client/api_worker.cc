@@ -10,12 +10,14 @@
 #include "contract/message.h"
 #include "engine_client/exchange.h"
 #include "engine_client/type_table.h"
-#include "log/banners.h"
+#include "ipc/command_log.h"
 #include "log/engine_log.h"
 
 using namespace mar;
 
 std::atomic<uint32_t> pid{0};
+
+namespace mar {
 
 namespace {
 
@@ -30,7 +32,7 @@ struct Command {
   const char* log_name;
   uint32_t code;
   const void* payload;
-  uint32_t payload_size;
+  uint32_t payload_size_bytes;
   void (*after_exchange)(const char* log_name);  // may be null
 };
 
@@ -39,16 +41,17 @@ int32_t exchange_and_judge(const Command& command, const CmdRecord& row, uint8_t
   pid.store(own_pid, std::memory_order_relaxed);
   const int32_t header_size = row.write(own_pid, &row, request);
 
-  const uint64_t total = static_cast<uint64_t>(header_size) + command.payload_size;
+  const uint64_t total = static_cast<uint64_t>(header_size) + command.payload_size_bytes;
   if (total > CLI_MAX_BUFFER_SIZE) {
     // As a text: the log's "%d" takes an int, and the total may be larger than that.
-    ZARNLog(kBackend, 1, "%s: Command is too big [%s] to write to msg buffer!\n", command.log_name,
+    ZARNLog(kBackend, kErrorLevel, "%s: Command is too big [%s] to write to msg buffer!\n", command.log_name,
             std::to_string(total).c_str());
     return MAR_REQUEST_TOO_LARGE;
   }
-  if (command.payload_size > 0) std::memcpy(request + header_size, command.payload, command.payload_size);
+  if (command.payload_size_bytes > 0)
+    std::memcpy(request + header_size, command.payload, command.payload_size_bytes);
 
-  ZARNLog(kBackend, 2, "%s:%s: zarn_send_and_rcv()", command.log_name, kInvokingBanner);
+  ZARNLog(kBackend, kCommandLevel, "%s:%s: zarn_send_and_rcv()", command.log_name, kInvokingBanner);
   const int32_t exchanged = zarn_send_and_rcv(request, static_cast<int>(total), reply);
   if (exchanged != MAR_OK) return exchanged;
   if (command.after_exchange != nullptr) command.after_exchange(command.log_name);
@@ -58,35 +61,37 @@ int32_t exchange_and_judge(const Command& command, const CmdRecord& row, uint8_t
 int32_t allocate_and_send(const Command& command) {
   const Block request = zeroed_block();
   if (request == nullptr) {
-    ZARNLog(kBackend, 2, "%s: calloc for msg failed!\n", command.log_name);
+    ZARNLog(kBackend, kCommandLevel, "%s: calloc for msg failed!\n", command.log_name);
     return MAR_ENGINE_NOT_RUNNING;
   }
   const Block reply = zeroed_block();
   if (reply == nullptr) {
-    ZARNLog(kBackend, 2, "%s: calloc for msg_from failed!\n", command.log_name);
+    ZARNLog(kBackend, kCommandLevel, "%s: calloc for msg_from failed!\n", command.log_name);
     return MAR_ENGINE_NOT_RUNNING;
   }
   const CmdRecord* const row = get_command(command.code);
   if (row == nullptr) {
-    ZARNLog(kBackend, 2, "%s: pCommand == NULL !!!!\n", command.log_name);
+    ZARNLog(kBackend, kCommandLevel, "%s: pCommand == NULL !!!!\n", command.log_name);
     return MAR_EXCHANGE_FAILED;
   }
   return exchange_and_judge(command, *row, request.get(), reply.get());
 }
 
 int32_t run(const Command& command) {
-  ZARNLog(kBackend, 2, "%s: %s", command.log_name, kEntryBanner);
+  ZARNLog(kBackend, kCommandLevel, "%s: %s", command.log_name, kEntryBanner);
   const int32_t result = allocate_and_send(command);
-  ZARNLog(kBackend, 2, "%s: %s Return code: %d", command.log_name, kCompletedBanner, result);
+  ZARNLog(kBackend, kCommandLevel, "%s: %s Return code: %d", command.log_name, kCompletedBanner, result);
   return result;
 }
 
 }  // namespace
 
-int32_t mar_api_worker(const char* log_name, uint32_t code, const void* payload, uint32_t payload_size) {
-  return run({log_name, code, payload, payload_size, nullptr});
-}
-
 int32_t run_bare_command(const char* log_name, uint32_t code, void (*after_exchange)(const char* log_name)) {
   return run({log_name, code, nullptr, 0, after_exchange});
+}
+
+}  // namespace mar
+
+int32_t mar_api_worker(const char* log_name, uint32_t code, const void* payload, uint32_t payload_size) {
+  return mar::run({log_name, code, payload, payload_size, nullptr});
 }

@@ -1,11 +1,12 @@
-/* The engine's commands, one function each: packs its arguments, exchanges one request and answer with the
- * engine on this host, returns the engine's result. Compiles as C; any thread may call.
+/* The engine's commands, one function each. Each packs its arguments, exchanges one request and one answer
+ * with the engine on this host, and returns the engine's result. Compiles as C; any thread may call.
  *
- * Results: 1 success, else the engine's own code or
+ * Results: 1 for success, the engine's own code, or
  *   -1    the exchange failed although the engine runs
  *   -2    the engine does not run, or no memory
- *   -27   the answer was not one
- * A call may block for as long as the engine lives without answering. */
+ *   -27   the answer has no marker
+ * A call may block for as long as the engine lives without answering. The answer to a call that failed,
+ * should it come later, is never returned by another call. */
 #pragma once
 
 #include "contract/policy.h"

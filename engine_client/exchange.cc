@@ -13,13 +13,15 @@
 #include "contract/message.h"
 #include "engine_client/type_table.h"
 #include "ipc/channel.h"
-#include "log/banners.h"
+#include "ipc/command_log.h"
 #include "log/engine_log.h"
 #include "runtime/error_manager.h"
 
 using namespace mar;
 
 CkesMutex* pMutex = new (std::nothrow) CkesMutex;
+
+namespace mar {
 
 namespace {
 
@@ -39,16 +41,11 @@ void after_fork() {
 void after_fork_in_child() {
   if (holds_turn_for_fork || pMutex == nullptr) return after_fork();
   new (pMutex) CkesMutex;
-  mar::abandon_channel();
+  abandon_channel();
 }
 
 [[maybe_unused]] const int fork_handlers = pthread_atfork(before_fork, after_fork, after_fork_in_child);
 
-}  // namespace
-
-namespace {
-
-constexpr int kLevel = 3;
 constexpr char kBareName[] = "zarn_send_rcv_from_mar_engine";
 constexpr std::chrono::seconds kPause{2};
 constexpr int kStartRetries = 30;
@@ -59,7 +56,7 @@ bool fits_message(int length) {
   return length >= kRequestHeaderSize && length - kRequestHeaderSize <= CLI_MAX_BUFFER_SIZE;
 }
 
-// The process id of the header stays behind: the record names its sender itself.
+// The header's process id is not sent: the record names its sender itself.
 void fill_message(const unsigned char* request, int length, TCLIMessage& message) {
   message.length = length - kRequestHeaderSize;
   std::memcpy(&message.command, request + kRequestCodeOffset, sizeof message.command);
@@ -68,54 +65,54 @@ void fill_message(const unsigned char* request, int length, TCLIMessage& message
   message.kind = CLI_SINGLE;
 }
 
-// Kept as is in the error lines of the three steps: they print the flag, 0, not the channel's code.
+// Kept as is: the error lines of the three steps print the flag, 0, not the channel's code.
 
 bool write_request(const unsigned char* request, int length, long& rc) {
-  ZARNLog(kBackend, kLevel, "%s: inserting the command into a TCLIMessage type variable", kBareName);
-  TCLIMessage message{};  // zeroed: everybody can read what is queued
+  ZARNLog(kBackend, kExchangeLevel, "%s: inserting the command into a TCLIMessage type variable", kBareName);
+  TCLIMessage message{};  // zeroed: any process can read what is queued
   const bool fits = fits_message(length);
   if (fits) fill_message(request, length, message);
-  ZARNLog(kBackend, kLevel, "%s: writing the command to the engine", kBareName);
-  ZARNLog(kBackend, kLevel, "%s: %s: zarn_ipc_writex()", kBareName, kInvokingBanner);
+  ZARNLog(kBackend, kExchangeLevel, "%s: writing the command to the engine", kBareName);
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s: zarn_ipc_writex()", kBareName, kInvokingBanner);
   rc = fits ? zarn_ipc_writex(message) : ZARN_GENERIC_ERROR;
   if (rc == 0) return true;
-  ZARNLog(kBackend, kLevel, "%s: Error: bad write operation. Return code ret_cd = %d", kBareName, 0);
+  ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad write operation. Return code ret_cd = %d", kBareName, 0);
   return false;
 }
 
 bool read_answer(long& rc) {
-  ZARNLog(kBackend, kLevel, "%s: reading the message from the engine", kBareName);
-  ZARNLog(kBackend, kLevel, "%s:%s:  zarn_ipc_readx()", kBareName, kInvokingBanner);
+  ZARNLog(kBackend, kExchangeLevel, "%s: reading the message from the engine", kBareName);
+  ZARNLog(kBackend, kExchangeLevel, "%s:%s:  zarn_ipc_readx()", kBareName, kInvokingBanner);
   rc = zarn_ipc_readx();
   if (rc == 0) return true;
-  ZARNLog(kBackend, kLevel, "%s: Error: bad read operation. Return code ret_cd = %d", kBareName, 0);
+  ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad read operation. Return code ret_cd = %d", kBareName, 0);
   return false;
 }
 
-// A copy of the answer for the caller, never smaller than what a read routine may look at; null without
+// A copy of the answer for the caller, never smaller than what a read routine may look at. Null without
 // memory.
 unsigned char* copy_answer() {
-  ZARNLog(kBackend, kLevel, "%s: returning the message from the engine", kBareName);
+  ZARNLog(kBackend, kExchangeLevel, "%s: returning the message from the engine", kBareName);
   const auto length = static_cast<size_t>(prdbuff->GetLength());
   const size_t size = std::max<size_t>(length, CLI_MAX_BUFFER_SIZE);
   auto* answer = static_cast<unsigned char*>(std::malloc(size));
   if (answer == nullptr) {
-    ZARNLog(kBackend, kLevel,
+    ZARNLog(kBackend, kExchangeLevel,
             "%s: Error: memory allocation fault for msg_from. Can't return message from engine", kBareName);
     return nullptr;
   }
-  // A short answer reads as zeros behind its end, never as old memory.
+  // Past its end a short answer reads as zeros, never as old memory.
   if (length > 0) std::memcpy(answer, prdbuff->GetBuffer(), length);
   std::memset(answer + length, 0, size - length);
   return answer;
 }
 
-// Write, read, close on a channel that is open.
+// Writes, reads and closes an open channel.
 bool use_channel(const unsigned char* request, int length, unsigned char*& answer, long& rc) {
   const bool answered = write_request(request, length, rc) && read_answer(rc);
   if (answered) answer = copy_answer();
-  ZARNLog(kBackend, kLevel, "%s: closing the channel", kBareName);
-  ZARNLog(kBackend, kLevel, "%s:%s:zarn_ipc_closex()", kBareName, kInvokingBanner);
+  ZARNLog(kBackend, kExchangeLevel, "%s: closing the channel", kBareName);
+  ZARNLog(kBackend, kExchangeLevel, "%s:%s:zarn_ipc_closex()", kBareName, kInvokingBanner);
   rc = zarn_ipc_closex();
   return answered;
 }
@@ -131,10 +128,10 @@ struct Exchange {
 };
 
 void exchange_here(Exchange& exchange) {
-  ZARNLog(kBackend, kLevel, "%s: %s:  zarn_ipc_openx()", kBareName, kInvokingBanner);
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s:  zarn_ipc_openx()", kBareName, kInvokingBanner);
   exchange.rc = zarn_ipc_openx();
   if (exchange.rc != 0) {
-    ZARNLog(kBackend, kLevel, "%s: Error: bad open operation. Return code ret_cd = %d", kBareName, 0);
+    ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad open operation. Return code ret_cd = %d", kBareName, 0);
     return;
   }
   const bool answered = use_channel(exchange.request, exchange.length, exchange.answer, exchange.rc);
@@ -182,11 +179,11 @@ void copy_trail(CkesErrorStack& trail) {
 }
 
 void exchange_where_nothing_is_owed(Exchange& exchange) {
-  if (!mar::answer_may_come()) return exchange_here(exchange);
-  ZARNLog(kBackend, kLevel, "%s: an answer to an earlier request may still come, using another identity",
-          kBareName);
+  if (!answer_may_come()) return exchange_here(exchange);
+  ZARNLog(kBackend, kExchangeLevel,
+          "%s: an answer to an earlier request may still come, using another identity", kBareName);
   if (impl_run_and_join(exchange_on_own_thread, &exchange)) return copy_trail(exchange.trail);
-  ZARNLog(kBackend, kLevel, "%s: Error: no thread for another identity", kBareName);
+  ZARNLog(kBackend, kExchangeLevel, "%s: Error: no thread for another identity", kBareName);
   exchange.rc = ZARN_GENERIC_ERROR;
 }
 
@@ -200,14 +197,16 @@ int judge_failure(Running running) {
 
 }  // namespace
 
+}  // namespace mar
+
 int zarn_send_rcv_from_mar_engine(const unsigned char* request, int length, unsigned char** reply) {
   if (pMutex == nullptr) pMutex = new (std::nothrow) CkesMutex;
   if (pMutex == nullptr) return 0;
   const MutexHold turn(*pMutex);
-  ZARNLog(kBackend, kLevel, "%s: %s", kBareName, kEntryBanner);
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s", kBareName, kEntryBanner);
   Exchange exchange{.request = request, .length = length, .answer = *reply};
   exchange_where_nothing_is_owed(exchange);
-  ZARNLog(kBackend, kLevel, "%s: %s Return code rc = %d", kBareName, kCompletedBanner,
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s Return code rc = %d", kBareName, kCompletedBanner,
           static_cast<int>(exchange.rc));
   *reply = exchange.answer;
   return exchange.flag;
@@ -216,8 +215,8 @@ int zarn_send_rcv_from_mar_engine(const unsigned char* request, int length, unsi
 int zarn_send_and_rcv(const unsigned char* request, int length, unsigned char* reply) {
   static constexpr char kName[] = "zarn_send_and_rcv";
   if (EngineIsRunning() == 0) return MAR_ENGINE_NOT_RUNNING;
-  ZARNLog(kBackend, kLevel, "%s: %s", kName, kEntryBanner);
-  ZARNLog(kBackend, kLevel, "%s:%s: zarn_send_rcv_from_mar_engine()", kName, kInvokingBanner);
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s", kName, kEntryBanner);
+  ZARNLog(kBackend, kExchangeLevel, "%s:%s: zarn_send_rcv_from_mar_engine()", kName, kInvokingBanner);
   unsigned char* answer = nullptr;
   int result = zarn_send_rcv_from_mar_engine(request, length, &answer);
   if (result != 1) {
@@ -227,7 +226,7 @@ int zarn_send_and_rcv(const unsigned char* request, int length, unsigned char* r
   } else if (reply != nullptr) {
     std::memcpy(reply, answer, CLI_MAX_BUFFER_SIZE);
   }
-  ZARNLog(kBackend, kLevel, "%s: %s Return code rc = %d", kName, kCompletedBanner, result);
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s Return code rc = %d", kName, kCompletedBanner, result);
   std::free(answer);
   return result;
 }
@@ -235,7 +234,7 @@ int zarn_send_and_rcv(const unsigned char* request, int length, unsigned char* r
 int zarnStartSend(const unsigned char* request, int length, unsigned char* reply) {
   static constexpr char kName[] = "zarnStartSend";
   const CmdRecord* const row = get_command(CMD_START_SEND);
-  ZARNLog(kBackend, kLevel, "%s: %s", kName, kEntryBanner);
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s", kName, kEntryBanner);
   int running = EngineIsRunning();
   for (int retries = 0; running == 0 && retries < kStartRetries; ++retries) {
     std::this_thread::sleep_for(kPause);
@@ -248,7 +247,7 @@ int zarnStartSend(const unsigned char* request, int length, unsigned char* reply
     if (result == 1 && row != nullptr && row->read != nullptr && reply != nullptr)
       result = row->read(0, reply);
   }
-  ZARNLog(kBackend, kLevel, "%s: %s Return code rc = %d", kName, kCompletedBanner, result);
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s Return code rc = %d", kName, kCompletedBanner, result);
   return result;
 }
 
@@ -256,15 +255,15 @@ int zarn_send_and_rcv_long_msg(const unsigned char* request, int length, unsigne
                                int /*unused*/) {
   static constexpr char kName[] = "zarn_send_and_rcv_long_msg";
   int result = 1;
-  ZARNLog(kBackend, kLevel, "%s: %s", kName, kEntryBanner);
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s", kName, kEntryBanner);
   if (EngineIsRunning() == 1) {
-    ZARNLog(kBackend, kLevel, "%s: %s: zarn_send_rcv_from_mar_engine ()", kName, kInvokingBanner);
+    ZARNLog(kBackend, kExchangeLevel, "%s: %s: zarn_send_rcv_from_mar_engine ()", kName, kInvokingBanner);
     if (zarn_send_rcv_from_mar_engine(request, length, reply) != 1) {
       result = judge_failure([](int running) { return running == 1; });
     }
   } else {
     result = MAR_ENGINE_NOT_RUNNING;
   }
-  ZARNLog(kBackend, kLevel, "%s: %s Return code rc = %d", kName, kCompletedBanner, result);
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s Return code rc = %d", kName, kCompletedBanner, result);
   return result;
 }

@@ -1,6 +1,6 @@
-// Request and response exchange with the engine: one request out, one answer back, and on failure the verdict
-// whether the engine is gone or merely did not answer. Any thread may call; whole exchanges are serialised. A
-// child forked while another thread exchanges may call at once.
+// One exchange with the engine: one request out, one answer back, and after a failure the verdict whether the
+// engine is gone or merely did not answer. Any thread may call; whole exchanges are serialised. A child
+// forked while another thread exchanges may call at once.
 //
 // The answer to one request is never returned for another, however late it comes: while an answer to an
 // earlier request of the calling thread's identity {process, thread} may still come, the exchange runs on a
@@ -19,18 +19,18 @@ extern "C" {
 // Serialises exchanges. Made during static initialisation, never destroyed.
 extern CkesMutex* pMutex;
 
-// The bare exchange. Returns 1 and a block from malloc in *reply, which the caller frees, of at least
-// CLI_MAX_BUFFER_SIZE bytes, zero behind the answer; or 0. *reply is null after a success whose block could
-// not be allocated.
+// The bare exchange. Returns 1 and stores in *reply a block from malloc, which the caller frees, of at least
+// CLI_MAX_BUFFER_SIZE bytes, with zeros past the answer. Stores null if that block cannot be allocated.
+// Returns 0 if the exchange failed; *reply is unchanged.
 int zarn_send_rcv_from_mar_engine(const unsigned char* request, int length, unsigned char** reply);
 
 // The guarded exchange. `reply`: null, or the caller's CLI_MAX_BUFFER_SIZE bytes, which a success fills; a
 // longer answer is cut. Returns 1, MAR_EXCHANGE_FAILED (the engine runs) or MAR_ENGINE_NOT_RUNNING. After a
-// failed exchange it waits 2 seconds before it looks which of the two it is.
+// failed exchange it pauses for 2 seconds before it looks which of the two applies.
 int zarn_send_and_rcv(const unsigned char* request, int length, unsigned char* reply);
 
-// As zarn_send_and_rcv, but waits up to 60 seconds for the engine to start. An engine that never comes gives
-// MAR_EXCHANGE_FAILED.
+// As zarn_send_and_rcv, but waits up to 60 seconds for the engine to start. Returns MAR_EXCHANGE_FAILED if it
+// does not.
 int zarnStartSend(const unsigned char* request, int length, unsigned char* reply);
 
 // As zarn_send_and_rcv, but hands over the whole answer, however long: *reply as in the bare exchange. The

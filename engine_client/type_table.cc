@@ -5,6 +5,8 @@
 #include "contract/byte_order.h"
 #include "contract/message.h"
 
+namespace mar {
+
 namespace {
 
 bool equal(const char* text, const char* wanted) {
@@ -12,6 +14,10 @@ bool equal(const char* text, const char* wanted) {
 }
 
 }  // namespace
+
+}  // namespace mar
+
+using namespace mar;  // the product's routines live outside it
 
 extern "C" {
 

@@ -1,4 +1,4 @@
-// Which routine writes the request header of each message code and which judges the reply; beside them two
+// Which routine writes the request header of each message code and which one judges the reply, with two
 // stand-alone routines of the same family. No state; any thread may call.
 #pragma once
 
@@ -20,7 +20,7 @@ using CmdMatch = int32_t (*)(const char* const* fields, int32_t mode, const char
 struct CmdRecord {
   uint32_t code;
   CmdWrite write;
-  CmdRead read;    // null: the reply of this code is not judged
+  CmdRead read;    // null: replies to this code are not judged
   CmdMatch match;  // null in every row
 };
 #pragma pack(pop)
@@ -47,6 +47,6 @@ int32_t DefaultRead(uint32_t ignored, const uint8_t* reply);
 int32_t theRawInfoRecordMatches(const char* const* fields, int32_t mode, const char* name,
                                 const char* detail);
 
-// The same time one day later; seconds since the epoch.
+// `seconds` since the epoch, one day later.
 time_t increaseStartTimer(time_t seconds);
 }

@@ -1,5 +1,5 @@
-// The client's one connection to the engine: open, write one record, read one answer (gathered from as many
-// records as the engine sends), close. One command in flight per process: the caller serialises, and the
+// The client's one connection to the engine: open, write one record, read one answer (gathered from however
+// many records the engine sends), close. One command in flight per process: the caller serialises, and the
 // answer is read by the thread that opened.
 //
 // A record does not name the request that it answers. What lies on the head of the calling thread's identity
@@ -26,8 +26,8 @@ int EngineIsRunning();
 //   EU_ERR_ENG_NOT_RUNNING     its creator has died
 //   EU_ERR_OPEN_CHANNEL_FAILED the engine has no head and none is free
 //   ZARN_GENERIC_ERROR         no memory
-// Drops what this thread's head holds of answers to earlier requests.
-// If the open fails, whatever it opened stays open until zarn_ipc_closex() or the next open.
+// Drops what this thread's head holds of answers to earlier requests. If the open fails, whatever it opened
+// stays open until zarn_ipc_closex() or the next open.
 int zarn_ipc_openx();
 
 // Queues a copy of `message` for the engine; never waits for room. Returns 0 or the queue's code.

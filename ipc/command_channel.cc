@@ -5,37 +5,36 @@
 
 #include "contract/engine_config.h"
 #include "contract/names.h"
+#include "ipc/command_log.h"
 #include "ipc/naming.h"
 #include "ipc/shared_field.h"
-#include "log/banners.h"
 #include "log/engine_log.h"
 
 namespace mar {
 
 namespace {
 
-constexpr int kLevel = 3;
 constexpr char kOpen[] = "zarn_ipc_openx";
 constexpr char kWrite[] = "zarn_ipc_writex";
 constexpr char kRead[] = "zarn_ipc_readx";
 constexpr char kClose[] = "zarn_ipc_closex";
 
-// An answer of unexpected kind is only remarked upon. The spellings are part of the log's format.
+// An answer of unexpected kind is only logged. The spellings are part of the log's format.
 void log_kind(uint32_t kind) {
   switch (kind) {
     case CLI_SINGLE:
-      ZARNLog(kBackend, kLevel, "%s:CLI_SINGLE message received. Return code rc = %d", kRead, 0);
+      ZARNLog(kBackend, kExchangeLevel, "%s:CLI_SINGLE message received. Return code rc = %d", kRead, 0);
       break;
     case CLI_APPEND:
-      ZARNLog(kBackend, kLevel, "%s: Error: unespected CLI_APPEND message received. Return code rc = %d",
-              kRead, 0);
+      ZARNLog(kBackend, kExchangeLevel,
+              "%s: Error: unespected CLI_APPEND message received. Return code rc = %d", kRead, 0);
       break;
     case CLI_END:
-      ZARNLog(kBackend, kLevel, "%s: Error: unespected CLI_END message received. Return code rc = %d", kRead,
-              0);
+      ZARNLog(kBackend, kExchangeLevel, "%s: Error: unespected CLI_END message received. Return code rc = %d",
+              kRead, 0);
       break;
     default:
-      ZARNLog(kBackend, kLevel, "%s: Error: Unknow message received. Return code rc = %d", kRead, 0);
+      ZARNLog(kBackend, kExchangeLevel, "%s: Error: Unknow message received. Return code rc = %d", kRead, 0);
   }
 }
 
@@ -63,8 +62,8 @@ void CommandChannel::abandon() {
   rest_first_ = false;
 }
 
-// Frees what the head of `owner` holds: no request that is yet to be queued has asked for it. Its slots are
-// everybody's.
+// Frees what the head of `owner` holds. No request that is yet to be queued has asked for it, and other users
+// need the slots.
 void CommandChannel::drop_leftovers(CIPCQueue<TCLIMessage>& from, _TIPCIdentifier owner,
                                     const char* log_name) {
   AnswerProgress* const debt = owed_.find(owner, from.CreationId());
@@ -78,7 +77,8 @@ void CommandChannel::drop_leftovers(CIPCQueue<TCLIMessage>& from, _TIPCIdentifie
   owed_.forget_complete();
   rest_first_ = rest_first_ && pending_.long_answer;
   if (dropped > 0) {
-    ZARNLog(kBackend, kLevel, "%s: records of earlier answers dropped, count = %d", log_name, dropped);
+    ZARNLog(kBackend, kExchangeLevel, "%s: records of earlier answers dropped, count = %d", log_name,
+            dropped);
   }
 }
 
@@ -95,38 +95,39 @@ bool CommandChannel::answer_may_come() {
 }
 
 int CommandChannel::open() {
-  ZARNLog(kBackend, kLevel, "%s: %s", kOpen, kEntryBanner);
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s", kOpen, kEntryBanner);
   int rc = 0;
   release();  // what an earlier open that failed has left
   queue = new (std::nothrow) CIPCQueue<TCLIMessage>(CLI_IPC_NAME, false);
   if (queue == nullptr || !queue->IsInitialized()) {
     rc = static_cast<int>(QUEUE_NOT_INIT);
-    ZARNLog(kBackend, kLevel, "%s: Error: queue not initialized. Return code rc = %d", kOpen, rc);
+    ZARNLog(kBackend, kExchangeLevel, "%s: Error: queue not initialized. Return code rc = %d", kOpen, rc);
   } else if (!queue->CreatorAlive()) {
-    ZARNLog(kBackend, kLevel, "%s: Error: engine not running", kOpen);
+    ZARNLog(kBackend, kExchangeLevel, "%s: Error: engine not running", kOpen);
     return static_cast<int>(EU_ERR_ENG_NOT_RUNNING);
   } else {
     rc = enter();
   }
-  ZARNLog(kBackend, kLevel, "%s:%s Return code rc = %d", kOpen, kCompletedBanner, rc);
+  ZARNLog(kBackend, kExchangeLevel, "%s:%s Return code rc = %d", kOpen, kCompletedBanner, rc);
   return rc;
 }
 
-// Second half of the open, on a queue whose creator lives. Goes on after a refused channel: the caller sees
-// it by the code, and a write to kInvalidChannelKey fails.
+// Second half of the open, on a queue whose creator lives. Goes on after a refused channel: the code tells
+// the caller, and a write to kInvalidChannelKey fails.
 int CommandChannel::enter() {
   int rc = 0;
   bool left_over = false;
   const _TIPCIdentifier caller = GetIpcIdentifier(GetProcessID());
   const long err = queue->OpenChannel(ZARNENGINE_ID, key, asked_ ? &caller : nullptr, left_over);
-  ZARNLog(kBackend, kLevel, "%s: opening the channel\n\tchannel key = %d", kOpen, static_cast<int>(key));
+  ZARNLog(kBackend, kExchangeLevel, "%s: opening the channel\n\tchannel key = %d", kOpen,
+          static_cast<int>(key));
   if (err != 0) {
-    ZARNLog(kBackend, kLevel, "%s: Error: open channel failed. Return code err = %d", kOpen,
+    ZARNLog(kBackend, kExchangeLevel, "%s: Error: open channel failed. Return code err = %d", kOpen,
             static_cast<int>(err));
     rc = static_cast<int>(EU_ERR_OPEN_CHANNEL_FAILED);
   }
   user = caller;
-  ZARNLog(kBackend, kLevel, "%s: ipc identifier returned  ipc_user_id = [%d , %d]", kOpen,
+  ZARNLog(kBackend, kExchangeLevel, "%s: ipc identifier returned  ipc_user_id = [%d , %d]", kOpen,
           static_cast<int>(user.thread_id), static_cast<int>(user.process_id));
   if (left_over) drop_leftovers(*queue, user, kOpen);
   if (AnswerProgress* const debt = owed_.find(user, queue->CreationId())) {
@@ -139,7 +140,7 @@ int CommandChannel::enter() {
 }
 
 long CommandChannel::write(const TCLIMessage& message) {
-  ZARNLog(kBackend, kLevel, "%s:%s", kWrite, kEntryBanner);
+  ZARNLog(kBackend, kExchangeLevel, "%s:%s", kWrite, kEntryBanner);
   long rc = ZARN_GENERIC_ERROR;
   if (queue != nullptr) {
     if (failed_) drop_leftovers(*queue, user, kWrite);
@@ -151,21 +152,22 @@ long CommandChannel::write(const TCLIMessage& message) {
     failed_ = failed_ || rc != 0;
   }
   if (rc != 0) {
-    ZARNLog(kBackend, kLevel, "%s: Error: invalid write operation. Return code rc = %d", kWrite,
+    ZARNLog(kBackend, kExchangeLevel, "%s: Error: invalid write operation. Return code rc = %d", kWrite,
             static_cast<int>(rc));
   }
-  ZARNLog(kBackend, kLevel, "%s: %s Return code rc = %d", kWrite, kCompletedBanner, static_cast<int>(rc));
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s Return code rc = %d", kWrite, kCompletedBanner,
+          static_cast<int>(rc));
   return rc;
 }
 
-// One record off our head, past what is left of an earlier long answer. It may have been taken even though
-// the get failed.
+// Takes one record off the client's head, past what is left of an earlier long answer. A get that fails may
+// have taken its record all the same.
 long CommandChannel::get(TCLIMessage& record) {
   for (;;) {
     const long rc = queue->Get(user, record);
     if (!queue->LastMoved()) return rc;
-    // The rest of a long answer begins neither a new one nor is a whole one: an engine that gave up in its
-    // middle goes on with the next answer.
+    // Records of the rest are middle or end records. Any other kind begins the next answer: the engine gave
+    // up the earlier one.
     const bool of_rest = rest_first_ && (record.kind == CLI_APPEND || record.kind == CLI_END);
     if (rest_first_ && !of_rest) pending_.note_record(CLI_END);
     rest_first_ = of_rest && record.kind == CLI_APPEND;
@@ -180,21 +182,21 @@ bool CommandChannel::append(const TCLIMessage& record) {
   return length == 0 || answer->Append(record.data, length);
 }
 
-// The records behind the header of a long answer, up to its end record.
+// Reads the records that follow the header of a long answer, up to its end record.
 long CommandChannel::read_rest(TCLIMessage& record) {
-  ZARNLog(kBackend, kLevel, "%s: just read header of a long message", kRead);
+  ZARNLog(kBackend, kExchangeLevel, "%s: just read header of a long message", kRead);
   long rc = 0;
   do {
     rc = get(record);
     if (rc == 0 && !append(record)) rc = ZARN_GENERIC_ERROR;
     if (rc == 0) {
-      ZARNLog(kBackend, kLevel, "%s: Good read operation. Return code rc = %d", kRead, 0);
+      ZARNLog(kBackend, kExchangeLevel, "%s: Good read operation. Return code rc = %d", kRead, 0);
     } else {
-      ZARNLog(kBackend, kLevel, "%s: Error: pcmd_channel->Get failed. Return code rc = %d", kRead,
+      ZARNLog(kBackend, kExchangeLevel, "%s: Error: pcmd_channel->Get failed. Return code rc = %d", kRead,
               static_cast<int>(rc));
     }
   } while (rc == 0 && record.kind != CLI_END);
-  ZARNLog(kBackend, kLevel, "%s: long message read completed, rc = %d", kRead, static_cast<int>(rc));
+  ZARNLog(kBackend, kExchangeLevel, "%s: long message read completed, rc = %d", kRead, static_cast<int>(rc));
   return rc;
 }
 
@@ -203,7 +205,7 @@ long CommandChannel::read_answer() {
   const bool open = queue != nullptr && answer != nullptr;
   const long rc = open ? get(record) : ZARN_GENERIC_ERROR;
   if (rc != 0) {
-    ZARNLog(kBackend, kLevel, "%s: Error: Reading IPC message. Return code rc = %d", kRead,
+    ZARNLog(kBackend, kExchangeLevel, "%s: Error: Reading IPC message. Return code rc = %d", kRead,
             static_cast<int>(rc));
     return rc;
   }
@@ -216,27 +218,29 @@ long CommandChannel::read_answer() {
 }
 
 long CommandChannel::read() {
-  ZARNLog(kBackend, kLevel, "%s: %s", kRead, kEntryBanner);
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s", kRead, kEntryBanner);
   const long rc = read_answer();
   if (rc != 0 && queue != nullptr) {
     failed_ = true;
     drop_leftovers(*queue, user, kRead);
   }
-  ZARNLog(kBackend, kLevel, "%s: %s Return code rc = %d", kRead, kCompletedBanner, static_cast<int>(rc));
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s Return code rc = %d", kRead, kCompletedBanner,
+          static_cast<int>(rc));
   return rc;
 }
 
 long CommandChannel::close() {
-  ZARNLog(kBackend, kLevel, "%s: %s", kClose, kEntryBanner);
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s", kClose, kEntryBanner);
   long rc = 0;
   if (queue == nullptr) {
     rc = ZARN_GENERIC_ERROR;
-    ZARNLog(kBackend, kLevel, "%s: Error: invalid pointer pcmd_channel. Return code rc = %d", kClose,
+    ZARNLog(kBackend, kExchangeLevel, "%s: Error: invalid pointer pcmd_channel. Return code rc = %d", kClose,
             static_cast<int>(rc));
   } else {
     release();
   }
-  ZARNLog(kBackend, kLevel, "%s: %s Return code rc = %d", kClose, kCompletedBanner, static_cast<int>(rc));
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s Return code rc = %d", kClose, kCompletedBanner,
+          static_cast<int>(rc));
   return rc;
 }
 

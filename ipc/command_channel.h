@@ -1,6 +1,6 @@
 // A client's connection to the engine: its state, and the operations behind the channel functions. One
-// command at a time; no lock: whoever owns the object serialises. ipc/channel.h is the front of the process's
-// one channel.
+// command at a time. No lock: the owner serialises its calls (the exchange holds pMutex). ipc/channel.h is
+// the front of the process's one channel.
 #pragma once
 
 #include "contract/message.h"
@@ -8,7 +8,7 @@
 #include "ipc/queue.h"
 #include "runtime/buffer.h"
 
-// Addresses nobody. Not -1: a put by that key would go to a head of the null identifier.
+// Addresses no head. Not -1: a put by that key would go to a head of the null identifier.
 inline constexpr long kInvalidChannelKey = -2;
 
 namespace mar {

@@ -1,15 +1,12 @@
 #include "ipc/naming.h"
 
-#include <sys/shm.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <climits>
 #include <csignal>
 #include <cstring>
 
 #include "contract/names.h"
+#include "ipc/system.h"
 #include "runtime/thread_library.h"
 #include "util/agent_instance.h"
 
@@ -34,7 +31,7 @@ bool CIPCUtils::sameIPCIdentifiers(_TIPCIdentifier a, _TIPCIdentifier b) {
   return a.process_id == b.process_id && a.thread_id == b.thread_id;
 }
 
-int GetProcessID() { return getpid(); }
+int GetProcessID() { return mar::sys::process_id(); }
 
 _TIPCIdentifier GetIpcIdentifier(int processId) {
   unsigned long thread = 0;
@@ -43,14 +40,16 @@ _TIPCIdentifier GetIpcIdentifier(int processId) {
 }
 
 int getAndRemoveSharedMemory(int key, unsigned long size) {
-  const int memory = shmget(key, size, 0666);
+  const int memory = mar::sys::segment_get(key, size, 0666);
   if (memory == -1) return 0;
-  return shmctl(memory, IPC_RMID, nullptr) == 0 ? 0 : errno;
+  return mar::sys::segment_remove(memory) == 0 ? 0 : errno;
 }
+
+namespace mar {
 
 bool process_is_gone(uint32_t process_id) {
   if (process_id == 0 || process_id > INT_MAX) return true;  // would address groups of processes
-  return kill(static_cast<pid_t>(process_id), 0) != 0 && errno == ESRCH;
+  return mar::sys::process_signal(static_cast<pid_t>(process_id), 0) != 0 && errno == ESRCH;
 }
 
 namespace {
@@ -66,7 +65,9 @@ key_t key_of(const struct stat& status, int number) {
 
 bool impl_ipc_keys(const char* name, IpcKeys& keys) {
   struct stat status;
-  if (stat(name, &status) != 0) return false;
+  if (mar::sys::file_stat(name, status) != 0) return false;
   keys = {key_of(status, IPC_SEM_ID), key_of(status, IPC_MEM_ID), key_of(status, kQueueSemId)};
   return true;
 }
+
+}  // namespace mar

@@ -21,7 +21,7 @@ struct AnswerProgress {
 };
 
 // The identities of this process to which answers are owed, by the engine that owes them: another engine does
-// not answer what was asked of this one. Remembers the last kLimit of them. No lock; whoever owns it
+// not answer what was asked of this one. Remembers the last kLimit of them. No lock: the channel's owner
 // serialises.
 class OwedAnswers {
  public:

@@ -8,20 +8,21 @@
 #include "ipc/queue_core.h"
 
 template <typename T>
-class CIPCQueue : public QueueCore {
+class CIPCQueue : public mar::QueueCore {
   static_assert(std::is_trivially_copyable_v<T> && sizeof(CIPCQueueItem<T>) == sizeof(T) + sizeof(uint32_t));
 
  public:
   // Opens the queue of the control file `name` (without instance suffix); never creates one.
   //   remove  with this object the queue ends: every waiter is woken, all kernel objects are removed
   // A queue that cannot be opened, or is not in state IPCQUEUE_OPEN, answers every operation with
-  // QUEUE_NOT_INIT. One whose creator has died opens all the same: ask CreatorAlive().
-  CIPCQueue(const char* name, bool remove) : QueueCore(name, remove, sizeof(T)) {}
+  // QUEUE_NOT_INIT. A queue whose creator has died still opens: ask CreatorAlive().
+  CIPCQueue(const char* name, bool remove) : mar::QueueCore(name, remove, sizeof(T)) {}
 
   // Takes the next message for `identifier`, claiming a head at its first call, and blocks until there is
   // one.
   //   message  receives it
-  // Gives up when the creator dies during the wait; never while it lives. Returns 0, or
+  // Fails with QUEUE_GET_FAILED if the creator dies during the wait. Never gives up while it is alive and the
+  // queue is open. Returns 0, or
   //   QUEUE_NOT_INIT, SHMEM_LOCK_FAILED                    nothing taken
   //   QUEUE_OVERFLOW, QUEUE_CLOSED, QUEUE_INVALID_ID       no head; queue closing; head withdrawn
   //   QUEUE_GET_FAILED                                     the wait failed or the chain is broken
@@ -36,17 +37,16 @@ class CIPCQueue : public QueueCore {
   }
 
   // Takes the next message of channel `key` if there is one, and one post if there is one: a writer killed
-  // between linking and posting leaves an item without a post. Never waits, but for the lock; works in every
-  // state of the queue, so that a closing one can be drained.
+  // between linking and posting leaves an item without a post. Waits for nothing but the lock. Works in every
+  // state of the queue, so a closing one can be drained.
   //   taken  receives whether `message` was filled
   // Returns 0 or a code as KeyGet.
   [[nodiscard]] long KeyTryGet(long key, T& message, bool& taken) {
     return TryGetBytes(key, &message, taken);
   }
 
-  // Queues a copy of `message` behind whatever channel `key` (0 .. N-1, from OpenChannel) already holds and
-  // wakes its reader. Does not wait for room unless SetWaitOnOverflow; may wait for the segment lock. Returns
-  // 0, or
+  // Appends a copy of `message` to channel `key` (0 .. N-1, from OpenChannel) and wakes its reader. Waits for
+  // room only after SetWaitOnOverflow(true); may wait for the segment lock. Returns 0, or
   //   QUEUE_NOT_INIT, SHMEM_LOCK_FAILED                     nothing was looked at
   //   QUEUE_CLOSED, QUEUE_OVERFLOW, QUEUE_INVALID_KEY       nothing was queued
   //   QUEUE_PUT_FAILED                                      chain broken, or queued but the reader sleeps on
@@ -60,7 +60,7 @@ class CIPCQueue : public QueueCore {
     return PassOn(PrivatePut(identifier, -1, message, false), "CIPCQueue::Put()");
   }
 
-  // Frees what the head of `identifier` holds, if it has one on which nobody waits; `visit` is called with
+  // Frees what the head of `identifier` holds, if it has one on which no reader waits. Calls `visit` with
   // each message that is freed, still in the segment and with the lock held. Codes as EmptyHead.
   template <typename Visit>
   long EmptyHeadOf(_TIPCIdentifier identifier, Visit visit) {
@@ -73,7 +73,8 @@ class CIPCQueue : public QueueCore {
     return EmptyHeadOf(identifier, [](const T&) {});
   }
 
-  // What the four above do: key -1 means by identifier; `front` puts before what the head already holds.
+  // The operations behind the functions above. Key -1 means by identifier; `front` puts the message before
+  // those that the head already holds.
   [[nodiscard]] long PrivateGet(_TIPCIdentifier identifier, long key, T& message) {
     return GetBytes(identifier, key, &message);
   }

@@ -7,7 +7,7 @@
 #include "log/trace.h"
 #include "runtime/error_manager.h"
 
-using namespace mar;
+namespace mar {
 
 namespace {
 
@@ -16,7 +16,7 @@ constexpr char kLockLocation[] = "CkesSharedMemory::Lock()";
 constexpr char kUnlockLocation[] = "CkesSharedMemory::Unlock()";
 constexpr char kCheckOverflow[] = "CIPCQueue::CheckOverflow()";
 
-// How long a reader sleeps before it looks whether its queue's creator still lives.
+// How long a reader sleeps before it looks whether the queue is open and its creator alive.
 constexpr int kWaitSliceMs = 250;
 
 }  // namespace
@@ -26,7 +26,7 @@ QueueCore::QueueCore(const char* name, bool remove, uint32_t message_size_bytes)
   trace_ln("%s ENTER, name[%s] remove[%d]\n", kConstructor, name, remove);
   VSharedMemory.emplace(name, remove);
   const long result = VSharedMemory->GetInitResult();
-  // A block whose creator has died still opens: its users find out by CreatorAlive().
+  // A block whose creator has died still opens; its users ask CreatorAlive().
   if (result == 0 || result == SHMEM_SERVER_DEAD) {
     char ipc_name[kQueueNameLimit + 1];
     CIPCUtils::createIPCName(name, nullptr, kQueueNameLimit, ipc_name);
@@ -85,7 +85,7 @@ long QueueCore::Report(Outcome outcome, const char* location) {
 
 long QueueCore::LockFor(const char* location) {
   if (!VInitialized) return Report({QUEUE_NOT_INIT}, location);
-  if (VSharedMemory->HoldsLock()) return 0;  // as Close says; waiting for our own lock would never end
+  if (VSharedMemory->HoldsLock()) return 0;  // see Close; to wait for one's own lock would never end
   return PassOn(VSharedMemory->Lock(), location);
 }
 
@@ -137,21 +137,20 @@ long QueueCore::PutBytes(_TIPCIdentifier identifier, long key, const void* messa
     return unlocked != 0 ? unlocked : Report({QUEUE_CLOSED}, kLocation);
   }
   const Outcome room = CheckOverflow(VWaitOverflow);
-  // Kept as is: a writer that waited for room on a queue that then closed keeps the lock until its process
-  // ends.
+  // Kept as is: a writer that waited for room on a queue that then closed returns with the lock held.
   if (room.code == QUEUE_CLOSED) return Report(room, kLocation);
   if (room.code != 0) return UnlockAndReport(room, kLocation);
   _TIPCHeadItem* head = nullptr;
   Link free;
-  // Looked at before a head is claimed: a put that fails on a broken queue stores nothing.
+  // Read before a head is claimed, so a put that fails on a broken queue stores nothing.
   const bool broken = key == -1 && !ReadLink(VHeader->freeList, free);
   long code = broken ? QUEUE_PUT_FAILED : SelectHead(identifier, key, head);
   if (code == 0) code = LinkMessage(*head, message, front);
   return UnlockAndReport({code}, kLocation);
 }
 
-// Waits for room if that is wanted. The lock is held again afterwards, whatever came of the wait, unless
-// releasing or taking it failed.
+// Waits for room if `wait` is set. However the wait ends, the lock is held again afterwards, unless it could
+// not be released or taken.
 QueueCore::Outcome QueueCore::CheckOverflow(bool wait) {
   while (load_shared(VHeader->itemCount) >= VCapacity) {
     if (!wait) return {QUEUE_OVERFLOW, kCheckOverflow};
@@ -177,7 +176,8 @@ long QueueCore::GetBytes(_TIPCIdentifier identifier, long key, void* message) {
   return UnlockAndReport(outcome, kLocation);
 }
 
-// Called and, unless that failed, left with the lock held.
+// Entered with the lock held, and left with it held unless this fails. The state is set before each wait: a
+// reader that shares the head may have set it back to idle.
 QueueCore::Outcome QueueCore::WaitForItem(_TIPCHeadItem& head, bool by_identifier) {
   uint16_t sem_number = 0;
   if (!SemNumberOf(head, sem_number)) return {QUEUE_GET_FAILED};
@@ -192,7 +192,7 @@ QueueCore::Outcome QueueCore::WaitForItem(_TIPCHeadItem& head, bool by_identifie
       return {QUEUE_INVALID_ID};
     }
     if (load_shared(head.firstItem) != 0) return {};
-    // Woken with nothing queued, as by implAwakenAll: the queue is open, so wait again.
+    // Woken with nothing queued, as by implAwakenAll. The queue is open, so wait again.
   }
 }
 
@@ -213,8 +213,7 @@ long QueueCore::WaitForPost(uint16_t sem_number) {
     const QueueSemaphores::WaitEnd end = VSemaphores.implGet_ID(sem_number, kWaitSliceMs);
     if (end == QueueSemaphores::WaitEnd::kTaken) return 0;
     if (end == QueueSemaphores::WaitEnd::kFailed) return QUEUE_GET_FAILED;
-    // A queue that closed when this reader had released the lock but was not yet asleep has not posted for
-    // it.
+    // A queue that closed after this reader released the lock, but before it slept, did not post for it.
     if (State() != IPCQUEUE_OPEN) {
       VSemaphores.implTryGet_ID(sem_number);
       return 0;
@@ -225,3 +224,5 @@ long QueueCore::WaitForPost(uint16_t sem_number) {
     return QUEUE_GET_FAILED;
   }
 }
+
+}  // namespace mar

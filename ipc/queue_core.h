@@ -1,8 +1,8 @@
 // The part of the message queue that does not depend on what a message is: finding heads, linking and
-// unlinking slots, waiting and waking. CIPCQueue (ipc/queue.h) is the typed front that everybody uses.
+// unlinking slots, waiting and waking. Programs use its typed front, CIPCQueue (ipc/queue.h).
 //
-// Every other process can write the segment, so each number read from it is read once, checked, and only then
-// used; a number that cannot be right gives a failure code and nothing is stored.
+// Every other process can write the segment, so each number in it is read once, checked, and only then used.
+// A number that cannot be right fails the operation, and nothing is stored.
 #pragma once
 
 #include <bitset>
@@ -14,6 +14,8 @@
 #include "contract/status.h"
 #include "ipc/queue_semaphores.h"
 #include "ipc/shared_memory.h"
+
+namespace mar {
 
 class QueueCore {
  public:
@@ -31,12 +33,12 @@ class QueueCore {
   // free.
   [[nodiscard]] long OpenChannel(_TIPCIdentifier identifier, long* key);
 
-  // The same, and a look at the head of `reader` if that is not null.
+  // The same. If `reader` is not null, also looks at that user's head.
   //   left_over  receives whether the reader has a head and something is queued there
   [[nodiscard]] long OpenChannel(_TIPCIdentifier identifier, long& key, const _TIPCIdentifier* reader,
                                  bool& left_over);
 
-  // Whether the last put or get moved its message: one that did may still have failed.
+  // Whether the last put or get moved its message; it may have failed all the same.
   bool LastMoved() const { return VLastMoved; }
 
   // A number that differs between this queue and any that another creator makes in its place.
@@ -98,7 +100,7 @@ class QueueCore {
   [[nodiscard]] long TryGetBytes(long key, void* message, bool& taken);
   long EmptyHeadOfBytes(_TIPCIdentifier identifier, const Visitor& visitor);
 
-  // Adds `location` to the trail of a failure that is recorded already; gives `code` back.
+  // Adds `location` to the trail of a failure that is recorded already; returns `code`.
   static long PassOn(long code, const char* location);
 
  private:
@@ -124,11 +126,12 @@ class QueueCore {
   [[nodiscard]] long LockFor(const char* location);
   [[nodiscard]] long UnlockAndReport(Outcome outcome, const char* location);
 
-  // Waits; each is entered with the lock held. The latter two leave it held unless they fail.
+  // These are entered with the lock held and release it while they wait. CheckOverflow returns with it held
+  // unless it could not be released or taken; the other two return with it held unless they fail.
   Outcome CheckOverflow(bool wait);
   Outcome WaitForItem(_TIPCHeadItem& head, bool by_identifier);
   Outcome WaitUnlocked(uint16_t sem_number);
-  long WaitForPost(uint16_t sem_number);  // without the lock
+  long WaitForPost(uint16_t sem_number);  // never with the lock held
 
   // Work on the segment, with the lock held throughout.
   long FindHead(_TIPCIdentifier identifier, bool create, _TIPCHeadItem*& head);
@@ -173,3 +176,5 @@ class QueueCore {
   bool VCreatorSeenAlive = false;  // at the last look
   bool VLastMoved = false;
 };
+
+}  // namespace mar

@@ -1,12 +1,12 @@
 // Work on heads and slots, all of it with the segment lock held. Offsets and counts come from memory that
-// every process can write: what does not fit is refused before anything is stored.
+// other processes can write: a value that cannot be right is refused before anything is stored.
 #include <algorithm>
-#include <climits>
-#include <cstring>
 
 #include "ipc/naming.h"
 #include "ipc/queue_core.h"
 #include "ipc/shared_field.h"
+
+namespace mar {
 
 namespace {
 
@@ -47,7 +47,8 @@ _TIPCHeadItem* QueueCore::FindOwned(_TIPCIdentifier owner) const {
       [&](const _TIPCHeadItem& head) { return CIPCUtils::sameIPCIdentifiers(owner_of(head), owner); });
 }
 
-// A head that nobody owns. One with a broken semaphore number could not be waited on: it is passed over.
+// A head without an owner. One with a broken semaphore number is passed over, since no reader could wait on
+// it.
 _TIPCHeadItem* QueueCore::FindFree() const {
   uint16_t sem_number = 0;
   return FirstHead([&](const _TIPCHeadItem& head) {
@@ -55,7 +56,8 @@ _TIPCHeadItem* QueueCore::FindFree() const {
   });
 }
 
-// A head that is idle, empty and unwatched. Waiters are counted last: each count is a system call.
+// A head that is idle, empty and without a waiting reader. Waiters are counted last, since each count is a
+// system call.
 _TIPCHeadItem* QueueCore::FindRecyclable() {
   uint16_t sem_number = 0;
   int waiters = 0;
@@ -73,7 +75,7 @@ long QueueCore::FindHead(_TIPCIdentifier identifier, bool create, _TIPCHeadItem*
   const uint16_t in_use = load_shared(VHeader->headsInUse);
   if (in_use < VCapacity) {
     head = FindFree();
-    // Counted before it is claimed: a claimant that dies in between leaves a head that is recycled later.
+    // Counted before it is claimed: if the claimant dies in between, the head is recycled later.
     if (head != nullptr) store_shared(VHeader->headsInUse, static_cast<uint16_t>(in_use + 1));
   }
   if (head == nullptr && in_use <= VCapacity) head = FindRecyclable();
@@ -133,8 +135,10 @@ long QueueCore::LinkMessage(_TIPCHeadItem& head, const void* message, bool front
   uint32_t* const link = front ? &head.firstItem : end;
   const uint32_t follower = front ? load_shared(head.firstItem) : 0;
   const auto items = static_cast<uint16_t>(load_shared(VHeader->itemCount) + 1);
-  // The long copy goes into a slot that is still free: a writer killed here has changed nothing.
-  std::memcpy(free.slot, message, MessageSize());
+  // The long copy goes into a slot that still heads the free list, so a writer killed here has changed
+  // nothing. Next the slot leaves the free list: a writer killed after that loses a slot, but never leaves
+  // one both free and queued.
+  copy_shared(free.slot, message, MessageSize());
   store_shared(VHeader->freeList, free.next);
   store_shared(*NextOf(free.slot), follower);
   store_shared(*link, free.offset);
@@ -154,7 +158,7 @@ long QueueCore::UnlinkMessage(_TIPCHeadItem& head, void* message, bool& was_full
   }
   const uint16_t items = load_shared(VHeader->itemCount);
   was_full = items == VCapacity;
-  std::memcpy(message, first.slot, MessageSize());
+  copy_shared(message, first.slot, MessageSize());
   store_shared(head.firstItem, first.next);
   store_shared(*NextOf(first.slot), free_list);
   store_shared(VHeader->freeList, first.offset);
@@ -168,7 +172,7 @@ long QueueCore::TakeFirst(_TIPCHeadItem& head, bool by_identifier, void* message
   bool was_full = false;
   long code = UnlinkMessage(head, message, was_full);
   if (code != 0) return code;
-  // A failure from here on is reported although the message is out: kept as is.
+  // Kept as is: a failure from here on is reported although the message has been taken.
   uint16_t sem_number = 0;
   if (by_identifier)
     code = SemNumberOf(head, sem_number) ? ReleaseIfUnwatched(head, sem_number) : QUEUE_COUNT_FAILED;
@@ -189,9 +193,11 @@ long QueueCore::implAwakenAll() {
   if (waiters > 0 && VSemaphores.implResetOverflow(waiters) != 0) return QUEUE_OVFL_RESET_FAILED;
   for (_TIPCHeadItem* head = VHeads; head != VHeads + VCapacity; ++head) {
     uint16_t sem_number = 0;
-    if (!SemNumberOf(*head, sem_number)) continue;  // damaged: nobody can be waiting there
+    if (!SemNumberOf(*head, sem_number)) continue;  // damaged, so no reader can be waiting on it
     if (VSemaphores.implWaitCount(sem_number, waiters) != 0) return QUEUE_COUNT_FAILED;
     if (waiters > 0 && VSemaphores.implResetWait(sem_number, waiters) != 0) return QUEUE_RESET_FAILED;
   }
   return 0;
 }
+
+}  // namespace mar

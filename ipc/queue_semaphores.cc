@@ -1,8 +1,5 @@
 #include "ipc/queue_semaphores.h"
 
-#include <sys/ipc.h>
-#include <sys/sem.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <ctime>
@@ -11,9 +8,10 @@
 #include "contract/queue_layout.h"
 #include "contract/status.h"
 #include "ipc/naming.h"
+#include "ipc/system.h"
 #include "log/trace.h"
 
-using namespace mar;
+namespace mar {
 
 namespace {
 
@@ -23,7 +21,7 @@ constexpr char kLocation[] = "CIPCQueue_LINUX::implInitialize";
 int implPost(int set, uint16_t number, int amount) {
   // More than a semaphore holds would wrap to a negative operation, a wait.
   sembuf post{number, static_cast<short>(std::min(amount, SEMAPHORE_MAX_COUNT)), 0};
-  while (semop(set, &post, 1) == -1) {
+  while (sys::semaphores_operate(set, &post, 1) == -1) {
     if (errno != EINTR) return errno;
   }
   return 0;
@@ -41,7 +39,7 @@ bool QueueSemaphores::implInitialize(const char* name, int items) {
   if (items > 0) {
     if (!implCreate(keys.queue_semaphores, items + 2)) return false;
   } else {
-    VSemaphore = semget(keys.queue_semaphores, 2, 0);
+    VSemaphore = sys::semaphores_get(keys.queue_semaphores, 2, 0);
     if (VSemaphore == -1) {
       trace_ln("%s - ERROR - semget get semaphore id errno = %d", kLocation, errno);
       return false;
@@ -53,26 +51,26 @@ bool QueueSemaphores::implInitialize(const char* name, int items) {
 
 bool QueueSemaphores::implCreate(key_t key, int count) {
   for (;;) {
-    VSemaphore = semget(key, count, IPC_CREAT | 0666);
+    VSemaphore = sys::semaphores_get(key, count, IPC_CREAT | 0666);
     if (VSemaphore == -1) {
       trace_ln("%s - ERROR - semget IPC_CREAT errno = %d, sem_num = %d", kLocation, errno, count);
       return false;
     }
     semid_ds status;
-    const int marker = semctl(VSemaphore, kMarkerSem, GETVAL);
-    if (marker == -1 || semctl(VSemaphore, 0, IPC_STAT, &status) == -1) {
+    const int marker = sys::semaphore_value(VSemaphore, kMarkerSem);
+    if (marker == -1 || sys::semaphores_stat(VSemaphore, status) == -1) {
       trace_ln("%s - ERROR - semctl GETVAL errno = %d", kLocation, errno);
       return false;
     }
-    // A larger set is stale, too: SETALL would read a number for each of its semaphores from our array.
+    // A larger set is stale too: SETALL would read a value for each of its semaphores from our array.
     if (marker == 0 && status.sem_nsems == static_cast<unsigned long>(count)) break;
-    if (semctl(VSemaphore, 0, IPC_RMID) == -1) {
+    if (sys::semaphores_remove(VSemaphore) == -1) {
       trace_ln("%s - ERROR - semctl IPC_RMID errno = %d", kLocation, errno);
       return false;
     }
   }
   auto* zeros = new (std::nothrow) unsigned short[static_cast<size_t>(count)]();
-  const int cleared = zeros == nullptr ? -1 : semctl(VSemaphore, 0, SETALL, zeros);
+  const int cleared = zeros == nullptr ? -1 : sys::semaphores_set_all(VSemaphore, zeros);
   delete[] zeros;
   if (cleared == -1) {
     trace_ln("%s - ERROR - semctl SETALL errno = %d", kLocation, errno);
@@ -85,11 +83,11 @@ bool QueueSemaphores::implCreate(key_t key, int count) {
   return true;
 }
 
-bool QueueSemaphores::implDestroy() { return semctl(VSemaphore, 0, IPC_RMID) == 0; }
+bool QueueSemaphores::implDestroy() { return sys::semaphores_remove(VSemaphore) == 0; }
 
 QueueSemaphores::WaitEnd QueueSemaphores::implTake(uint16_t semNumber, const timespec* limit, short flags) {
   sembuf take{semNumber, -1, flags};
-  if (semtimedop(VSemaphore, &take, 1, limit) == 0) return WaitEnd::kTaken;
+  if (sys::semaphores_operate_for(VSemaphore, &take, 1, limit) == 0) return WaitEnd::kTaken;
   return errno == EAGAIN || errno == EINTR ? WaitEnd::kLook : WaitEnd::kFailed;
 }
 
@@ -103,9 +101,9 @@ QueueSemaphores::WaitEnd QueueSemaphores::implTryGet_ID(uint16_t semNumber) {
 }
 
 void QueueSemaphores::implDrain_ID(uint16_t semNumber) {
-  const int posts = semctl(VSemaphore, semNumber, GETVAL);
+  const int posts = sys::semaphore_value(VSemaphore, semNumber);
   sembuf take{semNumber, static_cast<short>(-posts), IPC_NOWAIT};
-  if (posts > 0) semop(VSemaphore, &take, 1);
+  if (posts > 0) sys::semaphores_operate(VSemaphore, &take, 1);
 }
 
 long QueueSemaphores::implPut_ID(uint16_t semNumber) {
@@ -113,7 +111,7 @@ long QueueSemaphores::implPut_ID(uint16_t semNumber) {
 }
 
 long QueueSemaphores::implWaitCount(uint16_t semNumber, int& count) {
-  count = semctl(VSemaphore, semNumber, GETNCNT);
+  count = sys::semaphore_waiters(VSemaphore, semNumber);
   return count == -1 ? QUEUE_COUNT_FAILED : 0;
 }
 
@@ -132,3 +130,5 @@ long QueueSemaphores::implResetOverflow(int count) {
   const int error = implPost(VSemaphore, kOverflowSem, count);
   return error == 0 || error == ERANGE ? 0 : QUEUE_OVFL_RESET_FAILED;
 }
+
+}  // namespace mar

@@ -1,5 +1,5 @@
 // The semaphore set of one message queue: marker, overflow gate, and a wake-up semaphore per head. Only
-// system calls live here; what they mean for the queue is queue_core's business. Return codes are the
+// semaphore operations live here; ipc/queue_core.h decides what they mean for the queue. Return codes are the
 // queue's.
 #pragma once
 
@@ -9,11 +9,13 @@
 
 #include "contract/names.h"
 
+namespace mar {
+
 class QueueSemaphores {
  public:
   enum class WaitEnd {
     kTaken,   // one post was taken
-    kLook,    // the time slice ran out or a signal came: look round, then wait again
+    kLook,    // the time slice ran out or a signal came: look at the queue, then wait again
     kFailed,  // the set is gone or the semaphore does not exist
   };
 
@@ -25,15 +27,15 @@ class QueueSemaphores {
 
   // `semNumber` is kOverflowSem or what a head holds: the caller has checked that to lie in 2 .. N+1.
   WaitEnd implGet_ID(uint16_t semNumber, int slice_ms);  // takes one post; slice_ms < 0 waits without limit
-  WaitEnd implTryGet_ID(uint16_t semNumber);             // takes one post that is there already, or kLook
-  void implDrain_ID(uint16_t semNumber);                 // takes all posts that are there
-  long implPut_ID(uint16_t semNumber);                   // 0 or QUEUE_PUT_FAILED
-  long implWaitCount(uint16_t semNumber, int& count);    // processes waiting on it; 0 or QUEUE_COUNT_FAILED
-  long implResetWait(uint16_t semNumber, int count);     // posts `count` times; 0 or QUEUE_RESET_FAILED
+  WaitEnd implTryGet_ID(uint16_t semNumber);           // takes a post that is already there, or returns kLook
+  void implDrain_ID(uint16_t semNumber);               // takes every post that is there
+  long implPut_ID(uint16_t semNumber);                 // 0 or QUEUE_PUT_FAILED
+  long implWaitCount(uint16_t semNumber, int& count);  // processes waiting on it; 0 or QUEUE_COUNT_FAILED
+  long implResetWait(uint16_t semNumber, int count);   // posts `count` times; 0 or QUEUE_RESET_FAILED
 
   long implWaitOverflow();                // waits without limit; 0 or QUEUE_WAIT_FAILED
   long implResetOverflow(int count = 1);  // posts; a gate that is full is open: 0 or QUEUE_OVFL_RESET_FAILED
-  long implSetOverflow() { return 0; }    // nothing to do: the gate is closed by being 0
+  long implSetOverflow() { return 0; }    // nothing to do: at 0 the gate is closed
 
  private:
   bool implCreate(key_t key, int count);
@@ -41,3 +43,5 @@ class QueueSemaphores {
 
   int VSemaphore = -1;
 };
+
+}  // namespace mar

@@ -4,6 +4,8 @@
 #include "ipc/queue_core.h"
 #include "ipc/shared_field.h"
 
+namespace mar {
+
 namespace {
 
 bool is_owned_by(const _TIPCHeadItem& head, _TIPCIdentifier owner) {
@@ -124,7 +126,7 @@ long QueueCore::FreeChain(_TIPCHeadItem& head, int& freed, const Visitor* visito
   return items >= VCapacity ? VSemaphores.implResetOverflow() : 0;
 }
 
-// At most `items` of them: the chain was sound a moment ago, but anybody can write it.
+// Visits at most `items` slots: the chain was sound a moment ago, but another process may change it.
 void QueueCore::VisitChain(const _TIPCHeadItem& head, int items, const Visitor& visitor) const {
   uint8_t* slot = SlotAt(load_shared(head.firstItem));
   for (; items > 0 && slot != nullptr; --items) {
@@ -176,3 +178,5 @@ long QueueCore::RecoverLocked(SlotSet& chained, int& recovered) {
   store_shared(VHeader->itemCount, static_cast<uint16_t>(queued));
   return was_full && queued < VCapacity ? VSemaphores.implResetOverflow() : 0;
 }
+
+}  // namespace mar

@@ -1,24 +1,21 @@
 // Opening, locking, copying. Creating a block is the engine's side: shared_memory_create.cc.
 #include "ipc/shared_memory.h"
 
-#include <sys/ipc.h>
-#include <sys/sem.h>
-#include <sys/shm.h>
-
 #include <cerrno>
-#include <cstring>
 
 #include "contract/queue_layout.h"
 #include "contract/status.h"
 #include "ipc/naming.h"
+#include "ipc/shared_field.h"
+#include "ipc/system.h"
 #include "log/trace.h"
 #include "runtime/error_manager.h"
 
 using namespace mar;
 
 CkesSharedMemory::CkesSharedMemory(const char* name, bool remove) : VRemove(remove) {
-  char ipc_name[kSegmentNameLimit + 1];
-  CIPCUtils::createIPCName(name, nullptr, kSegmentNameLimit, ipc_name);
+  char ipc_name[mar::kSegmentNameLimit + 1];
+  CIPCUtils::createIPCName(name, nullptr, mar::kSegmentNameLimit, ipc_name);
   VInitResult = implOpen(ipc_name);
   VInitialized = VInitResult == 0 || VInitResult == SHMEM_SERVER_DEAD;
 }
@@ -29,7 +26,7 @@ CkesSharedMemory::~CkesSharedMemory() {
 
 bool CkesSharedMemory::FitLength(uint64_t offset, uint64_t& length) const {
   if (offset >= VSize || VSize - offset == 1) return false;
-  // Cut one byte short of the end: kept as is, a margin that engine and clients share.
+  // Kept as is: cut one byte short of the end, a margin that engine and clients share.
   if (length > VSize - offset) length = VSize - offset - 1;
   return true;
 }
@@ -68,25 +65,27 @@ long CkesSharedMemory::Unlock() {
   return record_failure(VInitialized ? implUnlock() : SHMEM_NOT_INIT, "CkesSharedMemory::Unlock()");
 }
 
-bool CkesSharedMemory::CreatorAlive() { return implCreatorSign() > 1; }
+bool CkesSharedMemory::CreatorAlive() { return implCreatorAliveValue() > 1; }
 
-int CkesSharedMemory::implCreatorSign() const { return semctl(VSemaphore, kCreatorAliveSem, GETVAL); }
+int CkesSharedMemory::implCreatorAliveValue() const {
+  return mar::sys::semaphore_value(VSemaphore, mar::kCreatorAliveSem);
+}
 
 long CkesSharedMemory::implOpen(const char* name) {
   static constexpr char kLocation[] = "CkesSharedMemory_UNIX::implOpen";
   trace_ln("%s ENTER - name = %s", kLocation, name);
-  IpcKeys keys;
-  if (!impl_ipc_keys(name, keys)) {
+  mar::IpcKeys keys;
+  if (!mar::impl_ipc_keys(name, keys)) {
     trace_ln("%s - ERROR -  ftok(name, IPC_MEM_ID) failed where name = %s, errno = %d", kLocation, name,
              errno);
     return IPC_UNAVAILABLE;
   }
-  VSemaphore = semget(keys.segment_semaphores, 2, 0);
+  VSemaphore = mar::sys::semaphores_get(keys.segment_semaphores, 2, 0);
   if (VSemaphore == -1) {
     trace_ln("%s - ERROR - semget(sem_key, 2, 0) failed where errno = %d", kLocation, errno);
     return IPC_OPEN_FAILED;
   }
-  VMemory = shmget(keys.segment, 1, 0);
+  VMemory = mar::sys::segment_get(keys.segment, 1, 0);
   if (VMemory == -1) {
     trace_ln("%s - ERROR - shmget(mem_key, 1, 0) failed where errno = %d", kLocation, errno);
     return IPC_OPEN_FAILED;
@@ -101,15 +100,15 @@ long CkesSharedMemory::implOpen(const char* name) {
   return code;
 }
 
-// Second half of the open: how large is the block, and does its creator live?
+// Second half of the open: finds the block's size and whether its creator lives.
 long CkesSharedMemory::implOpenAttached(const char* location) {
   shmid_ds info;
-  if (shmctl(VMemory, IPC_STAT, &info) == -1) {
+  if (mar::sys::segment_stat(VMemory, info) == -1) {
     trace_ln("%s - ERROR - shmctl(VMemory, IPC_STAT, &info) failed where errno = %d", location, errno);
     return IPC_OPEN_FAILED;
   }
   VSize = info.shm_segsz;
-  const int sem_val = implCreatorSign();
+  const int sem_val = implCreatorAliveValue();
   if (sem_val == -1 || sem_val == 1) {
     trace_ln("%s - ERROR - semctl(VSemaphore, 1, GETVAL) failed where errno = %d, sem_val = %d", location,
              errno, sem_val);
@@ -119,29 +118,27 @@ long CkesSharedMemory::implOpenAttached(const char* location) {
 }
 
 bool CkesSharedMemory::implAttach() {
-  void* address = shmat(VMemory, nullptr, 0);
-  if (address == nullptr || reinterpret_cast<intptr_t>(address) == -1) return false;
-  VAddress = address;
-  return true;
+  VAddress = mar::sys::segment_attach(VMemory);
+  return VAddress != nullptr;
 }
 
 void CkesSharedMemory::implDetach() {
-  if (VAddress != nullptr) shmdt(VAddress);
+  if (VAddress != nullptr) mar::sys::segment_detach(VAddress);
   VAddress = nullptr;
 }
 
 void CkesSharedMemory::implDestroy() {
   implDetach();
   if (!VRemove) return;
-  semctl(VSemaphore, 0, IPC_RMID);
-  shmctl(VMemory, IPC_RMID, nullptr);
+  mar::sys::semaphores_remove(VSemaphore);
+  mar::sys::segment_remove(VMemory);
 }
 
-// One atomic step: wait until nobody holds the lock, then hold it. The kernel undoes it if we die.
+// One atomic step: waits until the lock is free, then takes it. The kernel releases it if this process dies.
 long CkesSharedMemory::implLock() {
-  sembuf take[] = {{kLockSem, 0, 0}, {kLockSem, 1, SEM_UNDO}};
+  sembuf take[] = {{mar::kLockSem, 0, 0}, {mar::kLockSem, 1, SEM_UNDO}};
   int result = 0;
-  while ((result = semop(VSemaphore, take, 2)) == -1) {
+  while ((result = mar::sys::semaphores_operate(VSemaphore, take, 2)) == -1) {
     if (errno == EINTR) continue;
     trace_ln("%s: semop on VSemaphore[%d] failed [%d] errno[%d]\n", "CkesSharedMemory::implLock", VSemaphore,
              result, errno);
@@ -151,14 +148,14 @@ long CkesSharedMemory::implLock() {
   return 0;
 }
 
-// Only the holder may release: a stray -1 with undo would free the lock of another process and, when we exit,
-// leave it taken by nobody.
+// Only the holder may release the lock. A stray -1 with undo would free the lock of another process and, when
+// this one exits, leave it taken with no holder.
 long CkesSharedMemory::implUnlock() {
   // Cleared first: once the kernel has released the lock, another thread may take it through this handle.
   const uint32_t holder = VLockedIn.exchange(0, std::memory_order_release);
   if (holder != mar::process_generation()) return SHMEM_UNLOCK_FAILED;
-  sembuf release{kLockSem, -1, SEM_UNDO | IPC_NOWAIT};
-  while (semop(VSemaphore, &release, 1) == -1) {
+  sembuf release{mar::kLockSem, -1, SEM_UNDO | IPC_NOWAIT};
+  while (mar::sys::semaphores_operate(VSemaphore, &release, 1) == -1) {
     if (errno == EINTR) continue;
     // EAGAIN: someone else has released it. EIDRM, EINVAL: it went with its set. Otherwise it is still held.
     if (errno != EAGAIN && errno != EIDRM && errno != EINVAL) VLockedIn = holder;
@@ -169,12 +166,12 @@ long CkesSharedMemory::implUnlock() {
 
 long CkesSharedMemory::implRead(uint64_t offset, uint64_t length, void* buffer) {
   if (implLock() != 0) return SHMEM_LOCK_FAILED;
-  std::memcpy(buffer, static_cast<const uint8_t*>(VAddress) + offset, length);
+  mar::copy_shared(buffer, static_cast<const uint8_t*>(VAddress) + offset, length);
   return implUnlock();
 }
 
 long CkesSharedMemory::implWrite(uint64_t offset, uint64_t length, const void* buffer) {
   if (implLock() != 0) return SHMEM_LOCK_FAILED;
-  std::memcpy(static_cast<uint8_t*>(VAddress) + offset, buffer, length);
+  mar::copy_shared(static_cast<uint8_t*>(VAddress) + offset, buffer, length);
   return implUnlock();
 }

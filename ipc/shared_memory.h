@@ -1,5 +1,5 @@
-// One named block of memory shared between processes, with a lock across processes and a sign of life of its
-// creator. The engine creates a block, clients open it by the same name.
+// One named block of memory shared between processes, with a lock across processes and a semaphore that tells
+// whether its creator is alive. The engine creates a block; clients open it by the same name.
 #pragma once
 
 #include <sys/types.h>
@@ -13,31 +13,34 @@
 class CkesSharedMemory {
  public:
   // Opens the existing block `name` (a control file's path, without instance suffix).
-  //   remove  take the kernel objects away with this handle
+  //   remove  remove the kernel objects when this handle is destroyed
   // GetInitResult() tells how it went: 0; SHMEM_SERVER_DEAD, attached and usable, but the creator has died;
   // IPC_UNAVAILABLE, no control file; IPC_OPEN_FAILED, no block.
   CkesSharedMemory(const char* name, bool remove);
 
-  // Creates the block, `size` bytes of zeros, taking over from an earlier creator whether it lives or not.
-  // Its creator is the calling process: what it forks later is not. GetInitResult(): 0 or IPC_CREATE_FAILED.
+  // Creates the block, `size` bytes of zeros, and takes over from an earlier creator, dead or alive. The
+  // calling process is the creator; a process that it forks later is not. GetInitResult(): 0 or
+  // IPC_CREATE_FAILED.
   CkesSharedMemory(const char* name, uint64_t size, bool remove);
 
   ~CkesSharedMemory();  // detaches; with remove, removes semaphore set and segment
   CkesSharedMemory(const CkesSharedMemory&) = delete;
   CkesSharedMemory& operator=(const CkesSharedMemory&) = delete;
 
-  // Copy `length` bytes at `offset` of the block to or from `buffer`, under the lock. What reaches beyond the
-  // block is cut one byte short of its end; an offset that leaves nothing to copy fails. Return 0, or
+  // Copy `length` bytes at `offset` of the block to or from `buffer`, under the lock. A length that reaches
+  // past the block is cut one byte short of its end. An offset that leaves nothing to copy fails. Return 0,
+  // or
   //   SHMEM_NOT_INIT, SHMEM_LOCK_FAILED, SHMEM_UNLOCK_FAILED (copied)
   //   IPC_READ_FAILED, IPC_WRITE_FAILED   nothing there to copy
   // A cut write also leaves IPC_WRITE_INCOMPLETE on the error stack, though it returns 0.
   long Read(uint64_t offset, uint64_t length, void* buffer);
   long Write(uint64_t offset, uint64_t length, const void* buffer);
 
-  // The lock of the block, between processes and threads alike; not recursive. A holder that dies releases
-  // it. Lock waits without limit: 0, SHMEM_NOT_INIT or SHMEM_LOCK_FAILED. Unlock is for the handle that holds
-  // the lock; any other gets SHMEM_UNLOCK_FAILED and changes nothing. When the system refuses to release it,
-  // Unlock also returns SHMEM_UNLOCK_FAILED, and HoldsLock() tells whether the lock is still held.
+  // The lock of the block, between processes and threads alike; not recursive. The kernel releases it when
+  // its holder dies. Lock waits without limit: 0, SHMEM_NOT_INIT or SHMEM_LOCK_FAILED. Unlock is for the
+  // handle that holds the lock; any other gets SHMEM_UNLOCK_FAILED and changes nothing. When the system
+  // refuses to release it, Unlock also returns SHMEM_UNLOCK_FAILED, and HoldsLock() tells whether the lock is
+  // still held.
   long Lock();
   long Unlock();
 
@@ -57,13 +60,13 @@ class CkesSharedMemory {
   long implOpenAttached(const char* location);
   long implCreate(const char* name, uint64_t size);
   bool implCreateSemaphores(key_t key);
-  bool implRaiseSign();
+  bool implRaiseCreatorAlive();
   bool implCreateSegment(key_t key, uint64_t size);
   void implAbandon();
   void implDestroy();
   bool implAttach();
   void implDetach();
-  int implCreatorSign() const;  // the creator-alive semaphore's value, -1 if it cannot be read
+  int implCreatorAliveValue() const;  // the creator-alive semaphore's value, -1 if it cannot be read
   long implLock();
   long implUnlock();
   long implRead(uint64_t offset, uint64_t length, void* buffer);

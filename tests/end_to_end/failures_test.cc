@@ -47,10 +47,10 @@ std::unique_ptr<Child> engine_process(const std::function<void(ScriptedEngine&, 
 
 // Waits until some reader sleeps on a head other than the engine's.
 bool client_waits() {
-  QueueSemaphores semaphores;
+  mar::QueueSemaphores semaphores;
   return semaphores.implInitialize(CLI_IPC_NAME, 0) && eventually([&] {
            int count = 0;
-           return semaphores.implWaitCount(kFirstHeadSem + 1, count) == 0 && count == 1;
+           return semaphores.implWaitCount(mar::kFirstHeadSem + 1, count) == 0 && count == 1;
          });
 }
 
@@ -72,9 +72,9 @@ TEST(Failures, ADeadEngine) {
 TEST(Failures, ManyFailedOpensHoldOneQueue) {
   engine_process()->kill();
   const auto attached = [] {
-    IpcKeys keys;
+    mar::IpcKeys keys;
     shmid_ds status{};
-    if (impl_ipc_keys(CLI_IPC_NAME, keys)) shmctl(shmget(keys.segment, 1, 0), IPC_STAT, &status);
+    if (mar::impl_ipc_keys(CLI_IPC_NAME, keys)) shmctl(shmget(keys.segment, 1, 0), IPC_STAT, &status);
     return status.shm_nattch;
   };
   for (int i = 0; i < 50; ++i) ASSERT_EQ(zarn_ipc_openx(), -1244);

@@ -60,7 +60,7 @@ const Row kRows[] = {
 
 void expect_record(TCLIMessage record, const Exchange& want, pid_t client) {
   uint8_t code[4];
-  put_be32(code, want.code);
+  mar::put_be32(code, want.code);
   EXPECT_EQ(std::memcmp(&record.command, code, 4), 0);
   EXPECT_EQ(record.length, want.length);
   EXPECT_EQ(record.sender.process_id, static_cast<uint32_t>(client));

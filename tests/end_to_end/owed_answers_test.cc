@@ -19,7 +19,7 @@ long ask() {
   const unsigned char request[8] = {0, 0, 0, 0, 0, 0, 0, 125};
   unsigned char* answer = nullptr;
   const int flag = zarn_send_rcv_from_mar_engine(request, sizeof request, &answer);
-  const long said = flag == 1 ? static_cast<long>(get_be32(answer + 4)) : -1;
+  const long said = flag == 1 ? static_cast<long>(mar::get_be32(answer + 4)) : -1;
   std::free(answer);
   return said;
 }
@@ -141,7 +141,7 @@ TEST_F(OwedAnswers, ThatNobodyAskedForAreDropped) {
 // The engine cannot be woken, its semaphore being full, but the request is queued and will be answered.
 TEST_F(OwedAnswers, ToARequestWhosePutFailed) {
   const int set = semget(ftok(CLI_IPC_NAME, 3), 0, 0);
-  ASSERT_EQ(semctl(set, kFirstHeadSem, SETVAL, 32767), 0);
+  ASSERT_EQ(semctl(set, mar::kFirstHeadSem, SETVAL, 32767), 0);
   Child client([&] {
     const bool failed = ask() == -1;
     gate.wait();

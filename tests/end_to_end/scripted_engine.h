@@ -44,8 +44,8 @@ class ScriptedEngine {
   }
   static std::string reply(uint32_t marker, int32_t result) {
     uint8_t bytes[8];
-    put_be32(bytes, marker);
-    put_be32(bytes + 4, static_cast<uint32_t>(result));
+    mar::put_be32(bytes, marker);
+    mar::put_be32(bytes + 4, static_cast<uint32_t>(result));
     return {reinterpret_cast<char*>(bytes), sizeof bytes};
   }
 

@@ -27,7 +27,7 @@ struct Standin : RawSegment {
     ready = program.line() == "ready";
     if (!ready) return;
     memory.emplace(CLI_IPC_NAME, false);
-    impl_ipc_keys(CLI_IPC_NAME, keys);
+    mar::impl_ipc_keys(CLI_IPC_NAME, keys);
     lock_set = semget(keys.segment_semaphores, 2, 0);
     slots = static_cast<uint16_t>((memory->GetSize() - 12) / 10280);
     attach(memory->GetAddress(), slots);
@@ -53,7 +53,7 @@ struct Standin : RawSegment {
   Program program;
   bool ready = false;
   std::optional<CkesSharedMemory> memory;
-  IpcKeys keys{};
+  mar::IpcKeys keys{};
   int lock_set = -1;
   uint16_t slots = 0;
 };
@@ -185,7 +185,7 @@ TEST(Standin, SurvivesAClientKilledAtAnyStep) {
     status = t1.status();
     ASSERT_TRUE(status == 128 + SIGKILL || status == 0) << status;
     // The engine itself takes the lock now and then.
-    ASSERT_TRUE(eventually([&] { return semctl(engine.lock_set, kLockSem, GETVAL) == 0; }))
+    ASSERT_TRUE(eventually([&] { return semctl(engine.lock_set, mar::kLockSem, GETVAL) == 0; }))
         << "step " << step;
     ASSERT_EQ(dump_output(), "mar_dump worked!\n") << "step " << step;
   }

@@ -28,8 +28,8 @@ int zarn_send_and_rcv(const unsigned char* request, int length, unsigned char* r
   scripted_exchange.requests.emplace_back(request, request + length);
   const Answer answer = turn < script.size() ? script[turn] : Answer{};
   std::memset(reply, 0, CLI_MAX_BUFFER_SIZE);
-  put_be32(reply, answer.marker);
-  put_be32(reply + 4, static_cast<uint32_t>(answer.result));
+  mar::put_be32(reply, answer.marker);
+  mar::put_be32(reply + 4, static_cast<uint32_t>(answer.result));
   return answer.exchanged;
 }
 

@@ -84,8 +84,8 @@ struct DamagedQueue : testing::Test {
   }
   void restore() {
     std::memcpy(made.at(0), sound.data(), sound.size());
-    for (uint16_t semaphore = kOverflowSem; semaphore < kSlots + kFirstHeadSem; ++semaphore) {
-      while (made.semaphores().implTryGet_ID(semaphore) == QueueSemaphores::WaitEnd::kTaken) continue;
+    for (uint16_t semaphore = mar::kOverflowSem; semaphore < kSlots + mar::kFirstHeadSem; ++semaphore) {
+      while (made.semaphores().implTryGet_ID(semaphore) == mar::QueueSemaphores::WaitEnd::kTaken) continue;
     }
   }
   // What no operation ever writes: the state, each head's reserved byte and semaphore number, all behind the

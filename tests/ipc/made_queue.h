@@ -40,7 +40,7 @@ class MadeQueue : public RawSegment {
   }
 
   bool made() const { return made_; }
-  QueueSemaphores& semaphores() { return semaphores_; }
+  mar::QueueSemaphores& semaphores() { return semaphores_; }
   CkesSharedMemory& memory() { return memory_; }
 
   std::vector<uint8_t> bytes() { return {at(0), at(0) + memory_.GetSize()}; }
@@ -53,8 +53,8 @@ class MadeQueue : public RawSegment {
  private:
   // What a killed creator of an earlier test has left, perhaps of another size.
   static void remove_leftovers(const char* file) {
-    IpcKeys keys;
-    if (!impl_ipc_keys(file, keys)) return;
+    mar::IpcKeys keys;
+    if (!mar::impl_ipc_keys(file, keys)) return;
     getAndRemoveSharedMemory(keys.segment, 1);
     const int set = semget(keys.queue_semaphores, 0, 0);
     if (set != -1) semctl(set, 0, IPC_RMID);
@@ -63,7 +63,7 @@ class MadeQueue : public RawSegment {
   const char* file_;
   CkesSharedMemory memory_;
   bool made_;
-  QueueSemaphores semaphores_;
+  mar::QueueSemaphores semaphores_;
 };
 
 inline TCLIMessage numbered(uint32_t number) {

@@ -42,10 +42,10 @@ TEST(Naming, BuildsNamesWithinTheirLimit) {
 
 TEST(Naming, KeysAreThoseOfFtok) {
   const char* const path = "/var/zarn/keys";
-  IpcKeys keys;
-  EXPECT_FALSE(impl_ipc_keys(path, keys));
+  mar::IpcKeys keys;
+  EXPECT_FALSE(mar::impl_ipc_keys(path, keys));
   std::ofstream(path) << 'x';
-  ASSERT_TRUE(impl_ipc_keys(path, keys));
+  ASSERT_TRUE(mar::impl_ipc_keys(path, keys));
   EXPECT_EQ(keys.segment_semaphores, ftok(path, 1));
   EXPECT_EQ(keys.segment, ftok(path, 2));
   EXPECT_EQ(keys.queue_semaphores, ftok(path, 3));
@@ -65,9 +65,9 @@ TEST(Naming, UsersDifferByProcessAndByThread) {
 
 // Signalled as a process, 0 and numbers above INT_MAX would mean groups of processes.
 TEST(Naming, OnlyProcessesLive) {
-  EXPECT_FALSE(process_is_gone(static_cast<uint32_t>(getpid())));
+  EXPECT_FALSE(mar::process_is_gone(static_cast<uint32_t>(getpid())));
   for (const uint32_t nobody : {0u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu})
-    EXPECT_TRUE(process_is_gone(nobody));
+    EXPECT_TRUE(mar::process_is_gone(nobody));
 }
 
 TEST(Naming, RemovesASegmentByItsKey) {

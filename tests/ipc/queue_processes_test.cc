@@ -41,7 +41,7 @@ struct QueueOfAnother : testing::Test {
     if (made.made()) pause();
     return 0;
   }};
-  QueueSemaphores semaphores;
+  mar::QueueSemaphores semaphores;
 };
 
 struct OwnQueue : testing::Test {
@@ -90,20 +90,20 @@ TEST_F(OwnQueue, AWriterMayWaitForRoom) {
   TCLIMessage message{};
   {
     Child writer(put_waiting);
-    ASSERT_TRUE(eventually([&] { return made.waiters(kOverflowSem) == 1; }));
+    ASSERT_TRUE(eventually([&] { return made.waiters(mar::kOverflowSem) == 1; }));
     ASSERT_EQ(queue.Get(kUser, message), 0);
     EXPECT_EQ(writer.result(), 0);
   }
-  IpcKeys keys;
-  ASSERT_TRUE(impl_ipc_keys(CLI_IPC_NAME, keys));
+  mar::IpcKeys keys;
+  ASSERT_TRUE(mar::impl_ipc_keys(CLI_IPC_NAME, keys));
   const int set = semget(keys.segment_semaphores, 2, 0);
   Child writer([set] {
     CommandQueue own(CLI_IPC_NAME, false);
     own.SetWaitOnOverflow(true);
     const long code = own.Put(kUser, numbered(6));
-    return code * 10 + semctl(set, kLockSem, GETVAL);
+    return code * 10 + semctl(set, mar::kLockSem, GETVAL);
   });
-  ASSERT_TRUE(eventually([&] { return made.waiters(kOverflowSem) == 1; }));
+  ASSERT_TRUE(eventually([&] { return made.waiters(mar::kOverflowSem) == 1; }));
   ASSERT_EQ(queue.SetState(IPCQUEUE_CLOSE), 0);
   // Kept as is: the refused writer keeps the lock, as long as its queue object lives.
   EXPECT_EQ(writer.result(), QUEUE_CLOSED * 10 + 1);
@@ -120,8 +120,8 @@ TEST_F(OwnQueue, CloseWakesABlockedReader) {
 // A set of another size, of which nobody knows, is not written to.
 TEST_F(OwnQueue, ASemaphoreSetOfAnotherSizeIsReplaced) {
   ASSERT_TRUE(made.semaphores().implDestroy());
-  IpcKeys keys;
-  ASSERT_TRUE(impl_ipc_keys(CLI_IPC_NAME, keys));
+  mar::IpcKeys keys;
+  ASSERT_TRUE(mar::impl_ipc_keys(CLI_IPC_NAME, keys));
   ASSERT_NE(semget(keys.queue_semaphores, 1000, IPC_CREAT | 0666), -1);
   ASSERT_TRUE(made.semaphores().implInitialize(CLI_IPC_NAME, 4));
   EXPECT_NE(semget(keys.queue_semaphores, 6, 0), -1);
@@ -174,8 +174,8 @@ TEST_F(QueueOfAnother, AReaderOutlivesTheSemaphores) {
 TEST_F(QueueOfAnother, ALockThatIsGoneIsReportedAsSuch) {
   Child reader(get_as_user);
   ASSERT_TRUE(reader_blocks());
-  IpcKeys keys;
-  ASSERT_TRUE(impl_ipc_keys(CLI_IPC_NAME, keys));
+  mar::IpcKeys keys;
+  ASSERT_TRUE(mar::impl_ipc_keys(CLI_IPC_NAME, keys));
   semctl(semget(keys.segment_semaphores, 2, 0), 0, IPC_RMID);
   semaphores.implPut_ID(kUserSem);
   EXPECT_EQ(reader.result(), SHMEM_LOCK_FAILED);

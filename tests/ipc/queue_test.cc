@@ -57,8 +57,8 @@ TEST(QueueOpening, CapacityFollowsFromTheSegmentSize) {
       {"one more than 16 bits count", 12 + 10280ull * 65536, kNoQueue},
   };
   std::ofstream(CLI_IPC_NAME) << 'x';
-  IpcKeys keys;
-  ASSERT_TRUE(impl_ipc_keys(CLI_IPC_NAME, keys));
+  mar::IpcKeys keys;
+  ASSERT_TRUE(mar::impl_ipc_keys(CLI_IPC_NAME, keys));
   ASSERT_NE(semget(keys.segment_semaphores, 2, IPC_CREAT | 0666), -1);
   ASSERT_NE(semget(keys.queue_semaphores, 2, IPC_CREAT | 0666), -1);
   for (const auto& row : rows) {
@@ -151,11 +151,11 @@ TEST_F(OpenQueue, AFullQueueRefusesAtOnceAndOpensItsGateWhenItDrains) {
   put(1, 4);
   EXPECT_EQ(queue->KeyPut(key, numbered(5)), QUEUE_OVERFLOW);
   EXPECT_EQ(error_trail(), "CIPCQueue::CheckOverflow()\nCIPCQueue::PrivatePut()\nCIPCQueue::KeyPut()\n");
-  EXPECT_EQ(made.semaphores().implTryGet_ID(kOverflowSem), QueueSemaphores::WaitEnd::kLook);
+  EXPECT_EQ(made.semaphores().implTryGet_ID(mar::kOverflowSem), mar::QueueSemaphores::WaitEnd::kLook);
   ASSERT_EQ(queue->KeyGet(key, message), 0);
-  EXPECT_EQ(made.semaphores().implTryGet_ID(kOverflowSem), QueueSemaphores::WaitEnd::kTaken);
+  EXPECT_EQ(made.semaphores().implTryGet_ID(mar::kOverflowSem), mar::QueueSemaphores::WaitEnd::kTaken);
   ASSERT_EQ(queue->KeyGet(key, message), 0);  // was not full: no second post
-  EXPECT_EQ(made.semaphores().implTryGet_ID(kOverflowSem), QueueSemaphores::WaitEnd::kLook);
+  EXPECT_EQ(made.semaphores().implTryGet_ID(mar::kOverflowSem), mar::QueueSemaphores::WaitEnd::kLook);
 }
 
 TEST_F(OpenQueue, AGateThatIsFullIsOpen) {
@@ -199,7 +199,7 @@ TEST_F(OpenQueue, ADeadOwnersHeadIsEmptied) {
   EXPECT_EQ(queue->EmptyHead(4, kUser, freed), QUEUE_INVALID_KEY);
   EXPECT_EQ(queue->EmptyHead(1, kUser, freed), 0);
   EXPECT_EQ(freed, 3);
-  EXPECT_EQ(made.semaphores().implTryGet_ID(3), QueueSemaphores::WaitEnd::kLook);
+  EXPECT_EQ(made.semaphores().implTryGet_ID(3), mar::QueueSemaphores::WaitEnd::kLook);
   EXPECT_EQ(made.u16(0), 0);
   put(1, 4);  // every slot is back
 }

@@ -110,7 +110,8 @@ TEST_F(WornQueue, ReapingAFullQueueLetsWritersIn) {
   engine->put(dead, kSlots);
   EXPECT_EQ(mar_queue({"status"}).codes, (Codes{"full", "dead-owners"}));
   EXPECT_EQ(mar_queue({"reap", "--yes"}).codes, Codes{"freed"});
-  EXPECT_EQ(engine->made.semaphores().implTryGet_ID(kOverflowSem), QueueSemaphores::WaitEnd::kTaken);
+  EXPECT_EQ(engine->made.semaphores().implTryGet_ID(mar::kOverflowSem),
+            mar::QueueSemaphores::WaitEnd::kTaken);
   EXPECT_EQ(mar_queue({"status"}).codes, Codes{"running"});
 }
 

@@ -56,7 +56,7 @@ void set_by_hand(int semaphore, int value) {
 
 Props life_by_hand() {
   dead_creator();
-  set_by_hand(kCreatorAliveSem, 2);
+  set_by_hand(mar::kCreatorAliveSem, 2);
   return nullptr;
 }
 
@@ -130,7 +130,7 @@ Props stopped_engine() {
 
 Props lock_by_nobody() {
   auto engine = std::make_shared<Engine>();
-  set_by_hand(kLockSem, 1);
+  set_by_hand(mar::kLockSem, 1);
   return engine;
 }
 
