@@ -1,4 +1,4 @@
-// A client's connection to the engine: its state, and the operations behind the channel functions. One
+// A client's connection to the engine: its state, and the operations of the channel functions. One
 // command at a time. No lock: the owner serialises its calls (the exchange holds pMutex). ipc/channel.h is
 // the front of the process's one channel.
 #pragma once

@@ -8,7 +8,7 @@
 namespace mar {
 
 void AnswerProgress::note_record(uint32_t kind) {
-  if (missing == 0) return;  // a surplus record, owed to nobody
+  if (missing == 0) return;  // a surplus record, which nothing has asked for
   // Within a long answer only the end record counts: any other kind is one of its records.
   const bool last = long_answer ? kind == CLI_END : kind != CLI_HEADER;
   long_answer = !last;

@@ -73,7 +73,7 @@ class CIPCQueue : public mar::QueueCore {
     return EmptyHeadOf(identifier, [](const T&) {});
   }
 
-  // The operations behind the functions above. Key -1 means by identifier; `front` puts the message before
+  // The operations that the functions above use. Key -1 means by identifier; `front` puts the message before
   // those that the head already holds.
   [[nodiscard]] long PrivateGet(_TIPCIdentifier identifier, long key, T& message) {
     return GetBytes(identifier, key, &message);

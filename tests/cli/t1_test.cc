@@ -44,7 +44,7 @@ std::string end_of(int status) {
 }
 
 // What `body` prints, unless it is given a `stdout_fd` of its own, and how it ended. `results`: what the
-// engine says to one request after the other; behind their end, 1.
+// engine says to one request after the other; past their end, 1.
 std::string run_child(const std::vector<int32_t>& results, const std::function<int()>& body,
                       int stdout_fd = -1) {
   const int output = memfd_create("output", MFD_CLOEXEC);

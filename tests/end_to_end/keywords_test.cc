@@ -27,7 +27,6 @@ struct Row {
   int status;
 };
 
-// Where a policy's host and transaction pattern lie behind its numbers.
 constexpr char kEdge[] =
     "0:@00000001*3 36:'.* 164:'.* 420:'.* 1444:'.* "
     "5444:0000647f18 5450:@0005 5452:@0000000f 5460:@7fffffff 5480:@000003e8 5484:@00000002";

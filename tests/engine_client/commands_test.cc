@@ -83,7 +83,8 @@ TEST(Commands, SendExactlyTheseBytes) {
   expect_sent("mar_set_realtime_send_interval()", mar_set_realtime_send_interval(kA), 132, 4, "0:@01020304");
 }
 
-// The stop command's pause follows any exchange that succeeded, whatever the engine says; nobody else pauses.
+// The stop command's pause follows any exchange that succeeded, whatever the engine says; no other command
+// pauses.
 TEST(Commands, PassOnWhatExchangeAndEngineSay) {
   struct {
     Answer answer;
@@ -125,7 +126,7 @@ TEST(Worker, SaysInTheLogWhatBecameOfARequest) {
   } const rows[] = {
       {127, 0, 0, 1, kInvoking},
       {127, 10232, 0, 1, kInvoking},
-      {150, 0, 0, 1, kInvoking},  // nobody judges its reply
+      {150, 0, 0, 1, kInvoking},  // its reply is not judged
       {127, 10233, 0, -6, "8192 1 x(): Command is too big [10241] to write to msg buffer!\n"},
       {127, 0xFFFFFFF8, 0, -6, "8192 1 x(): Command is too big [4294967296] to write to msg buffer!\n"},
       {100, 0, 0, -1, "8192 2 x(): pCommand == NULL !!!!\n"},

@@ -16,7 +16,7 @@ struct Answer {
 };
 
 struct ScriptedExchange {
-  std::vector<Answer> script;                  // one per request; behind its end everything succeeds
+  std::vector<Answer> script;                  // one per request; past its end everything succeeds
   std::vector<std::vector<uint8_t>> requests;  // header and payload
   std::vector<std::string> log;                // "component level text"
   int64_t slept_ms = 0;
@@ -25,5 +25,5 @@ extern ScriptedExchange scripted_exchange;
 
 extern int failing_calloc;  // n: the n-th calloc from now returns null; 0: none
 
-// Payload `pieces`, as bytes_of takes them, behind the header of a request of this process.
+// Payload `pieces`, as bytes_of takes them, after the header of a request of this process.
 std::string request_of(uint8_t code, size_t size, const std::string& pieces);

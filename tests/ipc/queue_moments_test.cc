@@ -49,7 +49,7 @@ struct Moments : testing::Test {
 
 }  // namespace
 
-// In that moment nobody counts as waiting, so closing the queue wakes nobody.
+// At that moment the reader does not count as waiting, so closing the queue does not wake it.
 TEST_F(Moments, AQueueThatClosesBeforeTheReaderSleeps) {
   EXPECT_EQ(get(1, [&] { EXPECT_EQ(engine->SetState(IPCQUEUE_CLOSE), 0); }), QUEUE_CLOSED);
   EXPECT_EQ(engine->SetState(IPCQUEUE_OPEN), 0);

@@ -117,7 +117,7 @@ TEST_F(OwnQueue, CloseWakesABlockedReader) {
   EXPECT_EQ(reader.result(), QUEUE_CLOSED);
 }
 
-// A set of another size, of which nobody knows, is not written to.
+// A set of an unknown size is not written to.
 TEST_F(OwnQueue, ASemaphoreSetOfAnotherSizeIsReplaced) {
   ASSERT_TRUE(made.semaphores().implDestroy());
   mar::IpcKeys keys;

@@ -177,7 +177,7 @@ TEST_F(OpenQueue, HeadsAreClaimedInOrderThenRecycledWhenIdleAndEmpty) {
   EXPECT_EQ(made.u32(MadeQueue::head(2) + 4), 109u);
   EXPECT_EQ(made.u16(2), 4);
   ASSERT_EQ(queue->Get(user(1), message), 0);
-  *made.at(MadeQueue::head(1)) = HEAD_READER;                     // somebody is about to wait there
+  *made.at(MadeQueue::head(1)) = HEAD_READER;                     // its owner is about to wait there
   EXPECT_EQ(queue->Put(user(10), numbered(10)), QUEUE_OVERFLOW);  // no head
   EXPECT_EQ(error_trail(), "CIPCQueue::PrivatePut()\nCIPCQueue::Put()\n");
 }
@@ -194,7 +194,7 @@ TEST_F(OpenQueue, AClosedQueueDrainsAndThenFails) {
 TEST_F(OpenQueue, ADeadOwnersHeadIsEmptied) {
   for (uint32_t i = 1; i <= 3; ++i) ASSERT_EQ(queue->Put(kUser, numbered(i)), 0);
   int freed = -1;
-  EXPECT_EQ(queue->EmptyHead(1, kOther, freed), 0);  // somebody else's by now
+  EXPECT_EQ(queue->EmptyHead(1, kOther, freed), 0);  // another user's by now
   EXPECT_EQ(freed, 0);
   EXPECT_EQ(queue->EmptyHead(4, kUser, freed), QUEUE_INVALID_KEY);
   EXPECT_EQ(queue->EmptyHead(1, kUser, freed), 0);
@@ -232,7 +232,7 @@ TEST_F(OpenQueue, EveryNumberFromTheSegmentIsChecked) {
     long get;  // kSkip: the put alone is broken
   } const rows[] = {
       {"free list inside a slot", [&] { made.u32(4) = slot2 + 4; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
-      {"free list behind the last slot", [&] { made.u32(4) = made.slot(4); }, QUEUE_PUT_FAILED,
+      {"free list past the last slot", [&] { made.u32(4) = made.slot(4); }, QUEUE_PUT_FAILED,
        QUEUE_GET_FAILED},
       {"free list in the header", [&] { made.u32(4) = 8; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
       {"free list far away", [&] { made.u32(4) = 0xFFFFFFFC; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
@@ -243,9 +243,9 @@ TEST_F(OpenQueue, EveryNumberFromTheSegmentIsChecked) {
       {"chain leaves the slots", [&] { made.u32(next1) = 4; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
       {"circle of one", [&] { made.u32(next0) = slot0; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
       {"circle of two", [&] { made.u32(next1) = slot0; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
-      {"circle behind the first", [&] { made.u32(next1) = slot1; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
+      {"circle past the first", [&] { made.u32(next1) = slot1; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
       {"semaphore of the marker", [&] { made.u16(14) = 0; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
-      {"semaphore behind the last", [&] { made.u16(14) = 6; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
+      {"semaphore past the last", [&] { made.u16(14) = 6; }, QUEUE_PUT_FAILED, QUEUE_GET_FAILED},
       {"more items than slots", [&] { made.u16(0) = 9; }, QUEUE_OVERFLOW, 0},
   };
   for (const auto& row : rows) {
