@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <random>
 
 #include "tests/charset/conversions.h"
@@ -12,14 +13,7 @@ namespace mar {
 namespace {
 
 void append_utf8(Bytes& out, const Units& units) {
-  uint32_t value = units[0];
-  if (units.size() == 2) value = 0x10000 + ((units[0] - 0xD800u) << 10) + (units[1] - 0xDC00u);
-  const auto put = [&](uint32_t byte) { out += static_cast<char>(byte); };
-  if (value >= 0x10000) put(0xF0 + value / 0x40000), put(0x80 + value / 0x1000 % 64);
-  if (value >= 0x800 && value < 0x10000) put(0xE0 + value / 0x1000);
-  if (value >= 0x800) put(0x80 + value / 64 % 64), put(0x80 + value % 64);
-  if (value >= 0x80 && value < 0x800) put(0xC0 + value / 64), put(0x80 + value % 64);
-  if (value < 0x80) put(value);
+  out += std::filesystem::path(std::u16string(units.begin(), units.end())).string();
 }
 
 // One text in its three forms.
@@ -161,8 +155,7 @@ TEST(Streaming, PiecesOfAnythingGiveTheWhole) {
   }
 }
 
-// Every proper prefix of a character, ending at an unreadable page, is a cut input of which nothing is
-// consumed.
+// Every proper prefix of a character, ending at an unreadable page, is a cut; nothing is consumed.
 template <class D>
 void expect_cut(const Family& family, xcs_cs_t* codeset, const InText<D>& character,
                 size_t readable_past_end) {

@@ -40,12 +40,10 @@ TEST(EngineLog, SetUpChecksItsArguments) {
   EXPECT_EQ(LogInfo()->maxSize, 100);
   EXPECT_EQ(ZARNLogInit(LogInfo()->fileName, 50, 2, 1, 0), 0);
   EXPECT_STREQ(LogInfo()->fileName, "C:/logs/x.log");
-  EXPECT_EQ(init("x", 200'000'000, -100, 0x7FFFFFFF), 0);
+  EXPECT_EQ(init("x", 100'000'001, -100, 0x7FFFFFFF), 0);
   EXPECT_EQ(LogInfo()->maxSize, 100'000'000);
-  EXPECT_EQ(init(nullptr, 50, 2, 1), -1);
-  EXPECT_EQ(init("x", 0, 2, 1), -1);
-  EXPECT_EQ(init("x", 50, 4, 1), -1);
-  EXPECT_EQ(init("x", 50, 2, -1), -1);
+  EXPECT_TRUE(init(nullptr, 50, 2, 1) == -1 && init("x", 0, 2, 1) == -1);
+  EXPECT_TRUE(init("x", 50, 4, 1) == -1 && init("x", 50, 2, -1) == -1);
   ZARNLogDeinit();
   ZARNLogDeinit();
 }
@@ -95,18 +93,6 @@ TEST(EngineLog, WritesWhereItIsTold) {
   LogInfo()->console = 0;
 }
 
-TEST(EngineLog, RollsOverPastItsLimit) {
-  ZARNLogInit(kFile, 1000, 3, 1, 0);
-  for (int i = 0; i < 40; ++i) ZARNLog(1, 1, "%d", 10 + i);  // 25 bytes each
-  EXPECT_EQ(read_file(kFile).size(), 1000u);
-  ZARNLog(1, 1, "%s", std::string(90, 'y').c_str());
-  const std::string text = read_file(kFile);
-  EXPECT_EQ(text.substr(0, 75),
-            "Previous Log Messages were removed because log_size of 1000 was exceeded.\n\n");
-  EXPECT_EQ(text.substr(75 + 22), std::string(90, 'y') + "\n");
-  unlink(kFile);
-}
-
 TEST(EngineLog, DumpsData) {
   ZARNLogInit(kFile, 100'000, 2, 1, 0);
   const unsigned char data[] = "\x41\x80\x0a\x41\x80%s\x7f\x1f ~!\x00\xff\xfe\xfd end";
@@ -130,8 +116,7 @@ TEST(EngineLog, MutexCodes) {
   EXPECT_EQ(ZARNMutexInit(&mutex) + ZARNMutexLock(&mutex), 0);
   EXPECT_EQ(ZARNMutexTryLock(&mutex), -13202);
   EXPECT_EQ(ZARNMutexUnlock(&mutex) + ZARNMutexTryLock(&mutex) + ZARNMutexUnlock(&mutex), 0);
-  EXPECT_EQ(ZARNMutexDestroy(&mutex), 0);
-  EXPECT_EQ(ZARNMutexInit(nullptr), -13200);
+  EXPECT_TRUE(ZARNMutexDestroy(&mutex) == 0 && ZARNMutexInit(nullptr) == -13200);
   EXPECT_TRUE(ZARNMutexLock(nullptr) == -13201 && ZARNMutexTryLock(nullptr) == -13201);
   EXPECT_TRUE(ZARNMutexUnlock(nullptr) == -13203 && ZARNMutexDestroy(nullptr) == -13204);
 }

@@ -27,8 +27,7 @@ TEST(ErrorStack, KeepsTheTrailOfTheLastError) {
   EXPECT_EQ(stack.GetStackSize(), 51);
   stack.SetErrorCode(-122, "CkesMutex::Lock()");
   EXPECT_EQ(stack.GetStackSize(), 51);
-  EXPECT_EQ(stack.AddFunction("A"), 0);
-  EXPECT_EQ(stack.AddFunction("B"), 0);
+  EXPECT_EQ(stack.AddFunction("A") + stack.AddFunction("B"), 0);
   EXPECT_EQ(dump(stack, 100), "CkesMutex::Lock()\nA\nB\n");
   EXPECT_EQ(stack.GetStackSize(), 3);
   stack.SetErrorCode(-1, "C");

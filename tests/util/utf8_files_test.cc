@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/time.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -15,6 +14,7 @@
 
 #include "charset/convert.h"
 #include "tests/charset/table_images.h"
+#include "tests/support/child.h"
 
 namespace mar {
 
@@ -73,8 +73,7 @@ TEST_F(Utf8Files, TextIsConvertedIntoFreshBlocks) {
 
 TEST_F(Utf8Files, FilesAndDirectories) {
   const int file = utf8_open(kName, O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, 0640);
-  ASSERT_NE(file, -1);
-  EXPECT_EQ(write(file, "four", 4), 4);
+  ASSERT_EQ(write(file, "four", 4), 4);
   close(file);
   EXPECT_TRUE(exists(kLocalName));
   struct stat status;
@@ -141,34 +140,22 @@ TEST_F(Utf8Files, ANullNameMakesNoCall) {
   errno = 0;
   EXPECT_EQ(utf8_fopen(nullptr, "r"), nullptr);
   EXPECT_EQ(errno, EFAULT);
-  const int results[] = {utf8_open(nullptr, O_RDONLY, 0),
-                         utf8_stat(nullptr, &status),
-                         utf8_mkdir(nullptr, 0700),
-                         utf8_chdir(nullptr),
-                         utf8_remove(nullptr),
-                         utf8_system(nullptr),
-                         utf8_execvp(nullptr, arguments),
-                         utf8_execvp("true", nullptr),
-                         utf8_getenv(nullptr, value),
-                         utf8_getenv_bufflen(nullptr),
-                         utf8_getenv("NOT_SET", value),
-                         utf8_getenv_bufflen("NOT_SET")};
-  for (const int result : results) EXPECT_EQ(result, -1);
+  EXPECT_EQ(utf8_open(nullptr, O_RDONLY, 0) + utf8_stat(nullptr, &status) + utf8_mkdir(nullptr, 0700), -3);
+  EXPECT_EQ(utf8_chdir(nullptr) + utf8_remove(nullptr) + utf8_system(nullptr), -3);
+  EXPECT_EQ(utf8_execvp(nullptr, arguments) + utf8_execvp("true", nullptr), -2);
+  EXPECT_EQ(utf8_getenv(nullptr, value) + utf8_getenv_bufflen(nullptr), -2);
+  EXPECT_EQ(utf8_getenv("NOT_SET", value) + utf8_getenv_bufflen("NOT_SET"), -2);
 }
 
 TEST_F(Utf8Files, ProcessesGetLocalArguments) {
   EXPECT_EQ(utf8_system("touch s-caf\xC3\xA9"), 0);
   EXPECT_TRUE(exists("s-caf\xE9"));
-  const pid_t child = fork();
-  if (child == 0) {
+  Child child([] {
     char name[] = "touch", file[] = "e-caf\xC3\xA9";
     char* arguments[] = {name, file, nullptr};
-    utf8_execvp("touch", arguments);
-    _exit(127);
-  }
-  int status = -1;
-  ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(status, 0);
+    return long{utf8_execvp("touch", arguments)};
+  });
+  EXPECT_EQ(child.result(), Child::kNoResult) << "the call returned";
   EXPECT_TRUE(exists("e-caf\xE9"));
   char* arguments[] = {nullptr};
   EXPECT_EQ(utf8_execvp("./no-such-program", arguments), -1);
@@ -198,8 +185,8 @@ TEST_F(Utf8Files, WalkingCharacters) {
   EXPECT_TRUE(APM_GetChar(utf8_cs, text, 3) == text + 6 && APM_GetChar(utf8_cs, text, 4) == nullptr);
   for (const char* invalid : {"a\xE2\x82", "a\xF0\x90\x80\x80"}) {  // cut, and beyond the BMP
     EXPECT_EQ(APM_MBCSStrLength(utf8_cs, invalid), -1);
-    EXPECT_TRUE(APM_GetChar(utf8_cs, invalid, 1) == invalid + 1 &&
-                APM_GetChar(utf8_cs, invalid, 2) == nullptr);
+    EXPECT_EQ(APM_GetChar(utf8_cs, invalid, 1), invalid + 1);
+    EXPECT_EQ(APM_GetChar(utf8_cs, invalid, 2), nullptr);
   }
   EXPECT_EQ(APM_MBCSStrLength(utf8_cs, ""), 0);
   EXPECT_TRUE(APM_GetChar(utf8_cs, "a", 3) == nullptr && APM_GetChar(utf8_cs, "a", -1) == nullptr);

@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <string>
+#include <vector>
 
 #include "util/agent_instance.h"
 #include "util/time.h"
@@ -37,10 +38,8 @@ TEST(Time, OffsetIsStandardTimeEastOfUtc) {
   struct {
     const char* zone;
     int64_t want_s;
-  } const rows[] = {{"UTC0", 0},
-                    {"EET-2EEST", 7200},
+  } const rows[] = {{"NPT-5:45", 20700},
                     {"EST5EDT,M3.2.0,M11.1.0", -18000},
-                    {"NPT-5:45", 20700},
                     {"LINT-14", 50400},
                     {"BIT12", -43200},
                     {"AEST-10AEDT,M10.1.0,M4.1.0/3", 36000}};  // daylight time on 2 January is left out
@@ -52,25 +51,20 @@ TEST(Time, OffsetIsStandardTimeEastOfUtc) {
   }
 }
 
+// Kept as is: under daylight saving time, in the last zone all year long, today begins an hour early.
 TEST(Time, TodayBeginsAtLocalMidnight) {
-  struct {
-    const char* zone;
-    int64_t
-        early_s;  // kept as is: under daylight saving time, here all year long, today begins an hour early
-  } const rows[] = {{"UTC0", 0}, {"XXX-14", 0}, {"YYY12", 0}, {"NPT-5:45", 0}, {"EST5EDT,0/0,J365/25", 3600}};
-  for (const auto& row : rows) {
-    setenv("TZ", row.zone, 1);
+  for (const std::string zone : {"UTC0", "XXX-14", "YYY12", "NPT-5:45", "EST5EDT,0/0,J365/25"}) {
+    setenv("TZ", zone.c_str(), 1);
     const time_t now = time(nullptr);
     struct tm today = *localtime(&now);
     today.tm_hour = today.tm_min = today.tm_sec = 0;
-    const int64_t midnight = timegm(&today) - row.early_s;  // the local date, read as if it were UTC
-    const int around[] = {compare_with_today(midnight - 1), compare_with_today(midnight),
-                          compare_with_today(midnight + 1)};
+    // The local date, read as if it were UTC.
+    const int64_t midnight = timegm(&today) - (zone.starts_with("EST") ? 3600 : 0);
+    std::vector<int> around;
+    for (const int second : {-1, 0, 1}) around.push_back(compare_with_today(midnight + second));
     const time_t later = time(nullptr);
     if (localtime(&later)->tm_mday != today.tm_mday) continue;  // the day has just changed
-    EXPECT_EQ(around[0], -1) << row.zone;
-    EXPECT_EQ(around[1], 0) << row.zone;
-    EXPECT_EQ(around[2], 1) << row.zone;
+    EXPECT_EQ(around, (std::vector{-1, 0, 1})) << zone;
   }
 }
 
@@ -79,8 +73,7 @@ TEST(Time, HighResolutionTimeIsSplitInTheZoneOfTheMoment) {
     const char* zone;
     uint32_t seconds, nanoseconds;
     const char* want;
-  } const rows[] = {{"UTC0", 0, 0, "1970-01-01 00:00:00 UTC 0 0 0"},
-                    {"XXX-3", 0, 999, "1970-01-01 03:00:00 XXX 0 0 999"},
+  } const rows[] = {{"XXX-3", 0, 999, "1970-01-01 03:00:00 XXX 0 0 999"},
                     {"EST5EDT,M3.2.0,M11.1.0", 1721044800, 123456789, "2024-07-15 08:00:00 EDT 123 456 789"},
                     {"UTC0", 0xFFFFFFFF, 0xFFFFFFFF, "2106-02-07 06:28:15 UTC 4294 967 295"}};
   for (const auto& row : rows) {
