@@ -1,12 +1,9 @@
 // Code pages from texts, through the compiler and the product's converters, byte by byte.
 #include <algorithm>
-#include <vector>
 
 #include "tests/ucvtab/tool.h"
 
 namespace mar {
-
-namespace {
 
 using CodePage = Tool;
 
@@ -48,6 +45,8 @@ const Page kPages[] = {
      "81308132 U+0082\n81308230 U+0100\n",
      "\x81\x40\x81\x41\x81\x30\x81\x31\x81\x30\x82\x30\x90\x30\x81\x30\x81\x42", "丂丄\u0081Ā\U00010000?",
      "丄\u0082Ā丁\U00010000", "\x81\x41\x81\x30\x81\x32\x81\x30\x82\x30?\x90\x30\x81\x30"},
+    {"ACME1", "codeset ACME1\nkind 1\nnote made by hand\n80 U+20AC\n81 U+00A0\n", "\x80\x81\x82", "€\u00A0?",
+     "€\u00A0é", "\x80\x81?"},
 };
 
 TEST_F(CodePage, ConvertsAsItsTextSays) {
@@ -63,11 +62,7 @@ TEST_F(CodePage, ConvertsAsItsTextSays) {
 // The files in both byte orders, as docs/codeset-tables.md draws them. `bytes` is big-endian; `width` is that
 // of the numbers in it.
 TEST_F(CodePage, LiesInTheFileAsDrawn) {
-  const Page acme = {"ACME1", "codeset ACME1\nkind 1\nnote made by hand\n80 U+20AC\n81 U+00A0\n", "", "", "",
-                     ""};
-  std::vector<Page> pages(std::begin(kPages), std::end(kPages));
-  pages.push_back(acme);
-  for (const Page& page : pages) {
+  for (const Page& page : kPages) {
     const std::string name = page.name;
     write("text", page.text);
     must("build -o little --endian little text:text");
@@ -95,9 +90,7 @@ TEST_F(CodePage, LiesInTheFileAsDrawn) {
       {"page of U+00xx, and of U+01xx, unmapped", "ACME1", 224, 2, {"\0\0\0\x40", 4}},
       {"page of U+20xx", "ACME1", 224 + 2 * 0x20, 2, {"\0\x80", 2}},
       {"bytes 80 to 82, the last unmapped", "ACME1", 736 + 2 * 0x80, 2, {"\x20\xAC\0\xA0\xFF\xFF", 6}},
-      {"U+00A0", "ACME1", 1760 + 0xA0, 1, "\x81"},
       {"U+0100", "ACME1", 1760 + 256, 1, "\x1A"},
-      {"U+20AC", "ACME1", 1760 + 512 + 0xAC, 1, "\x80"},
       {"row of the single bytes", "DOUBLE", 1760 + 2 * 0x41, 2, {"\0A", 2}},
       {"prefix 8F", "MULTI", 1760 + 16, 1, "\x8F" + std::string(13, '\0')},
       {"length of the prefix", "MULTI", 1760 + 30, 2, {"\0\1", 2}},
@@ -108,10 +101,8 @@ TEST_F(CodePage, LiesInTheFileAsDrawn) {
   };
   for (const auto& field : fields) {
     std::string little = field.bytes;
-    for (size_t at = 0; at < little.size(); at += field.width) {
-      std::reverse(little.begin() + static_cast<long>(at),
-                   little.begin() + static_cast<long>(at + field.width));
-    }
+    for (char* at = little.data(); at < little.data() + little.size(); at += field.width)
+      std::reverse(at, at + field.width);
     const std::string table = field.table;
     EXPECT_EQ(read("big/" + table).substr(field.offset, little.size()), field.bytes) << field.name;
     EXPECT_EQ(read("little/" + table).substr(field.offset, little.size()), little) << field.name;
@@ -127,7 +118,5 @@ TEST_F(CodePage, DiffNamesEachDifference) {
             "decode\t8140\tU+3000\tU+3001\ndecode\t82\tU+201A\t-\ndecode\t83\t-\tU+201A\n"
             "encode\tU+201A\t82\t83\nencode\tU+3000\t8140\t-\nencode\tU+3001\t-\t8140\n");
 }
-
-}  // namespace
 
 }  // namespace mar

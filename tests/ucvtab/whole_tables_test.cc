@@ -1,14 +1,11 @@
 // The shipped codesets: one of each kind where all would take too long.
 #include <algorithm>
 #include <cstdlib>
-#include <filesystem>
 #include <sstream>
 
 #include "tests/ucvtab/tool.h"
 
 namespace mar {
-
-namespace {
 
 using ShippedTables = Tool;
 
@@ -29,7 +26,6 @@ TEST_F(ShippedTables, DependOnNothingButTheirSources) {
   }
 }
 
-// Every code and every character of the source through the product's converters.
 TEST_F(ShippedTables, ConvertAsTheirSourcesDo) {
   const std::string report =
       must("verify" + kCatalogue + "-d " + kTables + " CP1250 CP932 EUCJP CP1388 CP1047 ISO88591 CP1258");
@@ -150,7 +146,5 @@ TEST_F(ShippedTables, ConvertLongTextInPieces) {
   EXPECT_EQ(run("convert -f utf-8 -t gb18030 high", environment).code, 3);
   EXPECT_EQ(must("convert -f utf-8 -t gb18030 high low", environment), "ab\x90\x30\x81\x30x");
 }
-
-}  // namespace
 
 }  // namespace mar
