@@ -20,7 +20,7 @@ using Codes = std::vector<std::string>;
 
 // One slot is queued for the engine, one for a dead process, one for a living one, and one is lost.
 struct WornQueue : testing::Test {
-  void SetUp() override {
+  WornQueue() {
     clear_scene();
     engine.emplace();
     engine->put(ZARNENGINE_ID, 1);
@@ -28,11 +28,6 @@ struct WornQueue : testing::Test {
     engine->put({static_cast<uint32_t>(getpid()), 1}, 1);
     engine->lose_slot();
   }
-  void TearDown() override {
-    engine.reset();
-    clear_scene();
-  }
-  std::vector<uint8_t> bytes() { return engine->made.bytes(); }
 
   const _TIPCIdentifier dead = dead_process();
   std::optional<Engine> engine;
@@ -84,17 +79,16 @@ TEST(Show, DrawsSeveralSlotsAsOne) {
 
 TEST_F(WornQueue, IsOnlyRepairedWhenToldTo) {
   engine->made.u16(0) = 4;  // one killed between taking and counting
-  const auto before = bytes();
+  const auto before = engine->made.bytes();
   const Report plan = mar_queue({"reap"});
   EXPECT_EQ(plan.status, 1);
   EXPECT_EQ(plan.codes, (Codes{"would-free", "would-repair", "would-repair"}));
-  EXPECT_EQ(bytes(), before);
+  EXPECT_EQ(engine->made.bytes(), before);
 
   const Report done = mar_queue({"reap", "--yes"});
   EXPECT_EQ(done.status, 0);
   EXPECT_EQ(done.codes, (Codes{"freed", "repaired"}));
-  const auto& slots = done.json["queue"]["slots"];  // as they were before
-  EXPECT_EQ(slots["lost"], 1);
+  EXPECT_EQ(done.json["queue"]["slots"]["lost"], 1) << "as it was before";
   EXPECT_EQ(engine->made.u16(0), 2);
   EXPECT_EQ(engine->made.u32(MadeQueue::head(1) + 12), 0u);
   EXPECT_NE(engine->made.u32(MadeQueue::head(2) + 12), 0u);
@@ -110,12 +104,11 @@ TEST_F(WornQueue, ReapingAFullQueueLetsWritersIn) {
   engine->put(dead, kSlots);
   EXPECT_EQ(mar_queue({"status"}).codes, (Codes{"full", "dead-owners"}));
   EXPECT_EQ(mar_queue({"reap", "--yes"}).codes, Codes{"freed"});
-  EXPECT_EQ(engine->made.semaphores().implTryGet_ID(mar::kOverflowSem),
-            mar::QueueSemaphores::WaitEnd::kTaken);
+  EXPECT_EQ(engine->made.semaphores().implTryGet_ID(kOverflowSem), QueueSemaphores::WaitEnd::kTaken);
   EXPECT_EQ(mar_queue({"status"}).codes, Codes{"running"});
 }
 
-// `check` names each kind of damage, and `status` promises a repair exactly where reap makes one.
+// `status` promises a repair exactly where reap makes one.
 TEST_F(WornQueue, DamageIsNamedAndNoRepairPromisedInVain) {
   MadeQueue& made = engine->made;
   const uint32_t to_first = MadeQueue::head(0) + 12, next_of_first = made.slot(0) + 10260;
@@ -144,17 +137,17 @@ TEST_F(WornQueue, DamageIsNamedAndNoRepairPromisedInVain) {
       {"one owner, two heads", [&] { std::memcpy(made.at(MadeQueue::head(3) + 4), &dead, 8); },
        "shared-owner"},
   };
-  const auto sound = bytes();
+  const auto sound = made.bytes();
   for (const auto& row : rows) {
     std::memcpy(made.at(0), sound.data(), sound.size());
     row.damage();
     const Report report = mar_queue({"check"});
     EXPECT_EQ(report.status, 1) << row.name;
     EXPECT_EQ(std::count(report.codes.begin(), report.codes.end(), row.code), 1) << row.name << report.json;
-    const auto damaged = bytes();
+    const auto damaged = made.bytes();
     const bool promised = mar_queue({"status"}).says("mar-queue reap --yes");
     const Report reaped = mar_queue({"reap", "--yes"});
-    EXPECT_EQ(promised, bytes() != damaged) << row.name << reaped.json;
+    EXPECT_EQ(promised, made.bytes() != damaged) << row.name << reaped.json;
     EXPECT_FALSE(reaped.says("could not be")) << row.name << reaped.json;
     EXPECT_FALSE(mar_queue({"status"}).says("mar-queue reap --yes")) << row.name;
   }
@@ -229,7 +222,6 @@ TEST(BusyQueue, NeverLooksDamaged) {
   for (auto& user : users) EXPECT_FALSE(user.ended());
 }
 
-// Every command ends with a report, whatever damage it finds.
 TEST_F(WornQueue, NothingInTheSegmentMakesItCrash) {
   constexpr unsigned kSeed = 20261121;
   std::printf("seed %u\n", kSeed);
@@ -242,8 +234,7 @@ TEST_F(WornQueue, NothingInTheSegmentMakesItCrash) {
       const uint32_t numbers[] = {static_cast<uint32_t>(random()), made.slot(pick(kSlots)), pick(8), ~0u};
       if (place != 8) made.u32(place) = numbers[pick(4)];
     }
-    ASSERT_LT(mar_queue({"check"}).status, 2);
-    ASSERT_LT(mar_queue({"status"}).status, 2);
+    for (const char* command : {"check", "status"}) ASSERT_LT(mar_queue({command}).status, 2);
     ASSERT_LT(mar_queue({"reap", "--yes"}).status, 2);
     ASSERT_EQ(Program({MAR_QUEUE_PATH, "show"}).status(), 0);
   }
@@ -279,13 +270,12 @@ TEST(CommandLine, SaysWhatItCouldNotLookAt) {
     EXPECT_EQ(report.codes.at(0), "no-control-file") << command;
   }
   EXPECT_EQ(mar_queue({"status", "--name", "/" + std::string(130, 'x')}).codes.at(0), "name-too-long");
-  for (const char* wrong : {"", "repair", "--watch"}) {
+  for (const char* wrong : {"", "repair", "--watch"})
     EXPECT_EQ(Program({MAR_QUEUE_PATH, wrong}).status(), 2) << wrong;
-  }
+  const std::string help = ".\nRun with --help for more information.\n";
   EXPECT_EQ(output_of({"sh", "-c", MAR_QUEUE_PATH " statsu 2>&1; " MAR_QUEUE_PATH " --json remove 2>&1"}),
-            "There is no command 'statsu'; the nearest is 'status'.\nRun with --help for more information.\n"
-            "There is no command 'remove'; the nearest is 'remove-stale'.\nRun with --help for more "
-            "information.\n");
+            "There is no command 'statsu'; the nearest is 'status'" + help +
+                "There is no command 'remove'; the nearest is 'remove-stale'" + help);
   EXPECT_TRUE(std::regex_match(output_of({MAR_QUEUE_PATH, "--version"}), std::regex("mar-queue [0-9.]+\n")));
 }
 

@@ -37,11 +37,7 @@ inline Report mar_queue(std::vector<std::string> words) {
 }
 
 // Removes every kernel object and control file of the test's namespaces.
-inline void clear_scene() {
-  unsetenv("ARM_AGENT_PREFIX");
-  Program({"ipcrm", "--all"}).status();
-  Program({"sh", "-c", "rm -rf /var/zarn/*"}).status();
-}
+inline void clear_scene() { Program({"sh", "-c", "ipcrm --all; rm -rf /var/zarn/*"}).status(); }
 
 inline int set_of(int number) { return semget(ftok(CLI_IPC_NAME, number), 0, 0); }
 
@@ -52,7 +48,7 @@ struct Engine {
     EXPECT_EQ(queue.OpenChannel(ZARNENGINE_ID, &key), 0);
   }
   // Frees the lock that a test may have taken: detaching would wait for it.
-  ~Engine() { semctl(set_of(1), mar::kLockSem, SETVAL, 0); }
+  ~Engine() { semctl(set_of(1), kLockSem, SETVAL, 0); }
   void put(_TIPCIdentifier user, int messages) {
     for (int i = 0; i < messages; ++i) EXPECT_EQ(queue.Put(user, numbered(1)), 0);
   }
@@ -67,8 +63,7 @@ struct Engine {
 struct EngineChild {
   EngineChild() {
     EXPECT_TRUE(eventually([] {
-      return CommandQueue(CLI_IPC_NAME, false).CreatorAlive() &&
-             semctl(set_of(3), mar::kOverflowSem, GETVAL) == 1;
+      return CommandQueue(CLI_IPC_NAME, false).CreatorAlive() && semctl(set_of(3), kOverflowSem, GETVAL) == 1;
     }));
   }
   Child child{[] {
