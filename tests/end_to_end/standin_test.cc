@@ -132,7 +132,8 @@ TEST(Standin, ServesClientsOfOtherProcessNamespaces) {
 }
 
 TEST(Standin, AnswersEachOfManyClientsItsOwn) {
-  Standin engine({"--slots", "40", "--fault", "*:echo"});
+  Standin engine(
+      {"--slots", "40", "--fault", "*:echo", "--fault", "*%20:delay=1", "--fault", "*%5:size=25000"});
   ASSERT_TRUE(engine.ready);
   std::list<Child> clients;
   for (int i = 0; i < 32; ++i) {

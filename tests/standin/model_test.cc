@@ -54,10 +54,9 @@ TCLIMessage of_kind(TCLIMessage request, uint32_t kind) {
   return request;
 }
 
-TCLIMessage number32(uint32_t code, uint32_t value) { return request_of(code, &value, 4); }
-
-TCLIMessage schedule(uint8_t hour, uint8_t interval) {
-  return request_of(123, SetUploadSchedulePayload{hour, interval});
+TCLIMessage from(_TIPCIdentifier sender, TCLIMessage request) {
+  request.sender = sender;
+  return request;
 }
 
 }  // namespace
@@ -69,7 +68,7 @@ TEST(Decisions, DecidesEveryRequest) {
     TCLIMessage request;
     int32_t want;
   } const rows[] = {
-      {"ping", number32(127, 0), 1},
+      {"ping", request_of(127, 0u), 1},
       {"start send, payload not looked at", request_of(100, kNoBytes, 99), 1},
       {"upload without any policy", upload(1), 2},
       {"add a policy", request_of(116, policy(1)), 1},
@@ -79,8 +78,8 @@ TEST(Decisions, DecidesEveryRequest) {
       {"upload of an unknown policy", upload(2), 2},
       {"upload for policy 0", upload(0), -4},
       {"upload that ends before it starts", upload(1, 3), -4},
-      {"remove a policy", number32(117, 1), 1},
-      {"remove it again", number32(117, 1), -4},
+      {"remove a policy", request_of(117, 1u), 1},
+      {"remove it again", request_of(117, 1u), -4},
       {"add a threshold", request_of(118, threshold(1, 7, 9)), 1},
       {"remove one of another policy", remove_threshold(2, 7, 9), -4},
       {"remove one of another number", remove_threshold(1, 8, 9), -4},
@@ -88,19 +87,19 @@ TEST(Decisions, DecidesEveryRequest) {
       {"remove the threshold", remove_threshold(1, 7, 9), 1},
       {"update adds a threshold too", request_of(120, threshold(1, 7, 9)), 1},
       {"violation state", request_of(124, SetThresholdViolationStatePayload{}), 1},
-      {"schedule", schedule(23, 1), 1},
-      {"schedule with interval 0", schedule(0, 0), -4},
-      {"schedule with interval 25", schedule(0, 25), -4},
-      {"schedule at 24 hours", schedule(24, 1), -4},
-      {"log level 3", number32(126, 3), 1},
-      {"log level 4", number32(126, 4), -4},
-      {"send interval 0", number32(132, 0), -4},
-      {"send interval", number32(132, 9), 1},
+      {"schedule", request_of(123, SetUploadSchedulePayload{23, 1}), 1},
+      {"schedule with interval 0", request_of(123, SetUploadSchedulePayload{0, 0}), -4},
+      {"schedule with interval 25", request_of(123, SetUploadSchedulePayload{0, 25}), -4},
+      {"schedule at 24 hours", request_of(123, SetUploadSchedulePayload{24, 1}), -4},
+      {"log level 3", request_of(126, 3u), 1},
+      {"log level 4", request_of(126, 4u), -4},
+      {"send interval 0", request_of(132, 0u), -4},
+      {"send interval", request_of(132, 9u), 1},
       {"suffix of 512", suffix(512), 1},
       {"suffix of 513", suffix(513), -4},
       {"register a listener", request_of(129, RegisterListenerPayload{6}), 1},
-      {"deregister another", number32(131, 7), -4},
-      {"deregister it", number32(131, 6), 1},
+      {"deregister another", request_of(131, 7u), -4},
+      {"deregister it", request_of(131, 6u), 1},
       {"listener filter", request_of(130, SetListenerFilterPayload{{1, 2, 3, 4}}), 1},
       {"dump", request_of(125), 1},
       {"clear", request_of(113), 1},
@@ -136,31 +135,19 @@ TEST(RequestLine, StaysOneLineWhateverARequestHolds) {
   hostile.a = 4;
   std::memcpy(hostile.definition.pattern, "a\"\n\xFF", 4);
   std::memset(hostile.definition.host_pattern, 'h', sizeof(hostile.definition.host_pattern));
-  TCLIMessage request = request_of(118, hostile);
-  request.sender = {12, 34};
-  const std::string identifier(46, '0');
-  const std::string host(256, 'h');
-  EXPECT_EQ(request_line(LineForm::kPlain, 7, request, -4, "*:result=-4"),
+  const std::string identifier(46, '0'), host(256, 'h');
+  EXPECT_EQ(request_line(LineForm::kPlain, 7, from({12, 34}, request_of(118, hostile)), -4, "*:result=-4"),
             "request 7 from 12/34: add-threshold a=4 b=0 c=0 d=0 e=0 numbers=[0,2,1] identifier=\"" +
                 identifier + "ab\" pattern=\"a\\\"\\n\\ufffd\" host=\"" + host +
                 "\" application=\"\" transaction=\"\" -> -4 (*:result=-4)");
   std::string padding;
   for (int i = 1; i < 512; ++i) padding += "\\u0000";
-  TCLIMessage lying = suffix(4000);
-  lying.sender = {1, 2};
-  EXPECT_EQ(request_line(LineForm::kPlain, 7, lying, -4, ""),
+  EXPECT_EQ(request_line(LineForm::kPlain, 7, from({1, 2}, suffix(4000)), -4, ""),
             "request 7 from 1/2: set-correlator-suffix suffix=\"x" + padding + "\" length=4000 -> -4");
   EXPECT_EQ(request_line(LineForm::kJson, 8, of_kind(request_of(117, kNoBytes, 3), 2), -4, "")
                 .find(R"({"event":"request","number":8,"process":)"),
             0u);
-  EXPECT_EQ(request_line(
-                LineForm::kPlain, 9,
-                [] {
-                  TCLIMessage unknown = request_of(999, kNoBytes, -5);
-                  unknown.sender = {1, 2};
-                  return unknown;
-                }(),
-                -2, ""),
+  EXPECT_EQ(request_line(LineForm::kPlain, 9, from({1, 2}, request_of(999, kNoBytes, -5)), -2, ""),
             "request 9 from 1/2: unknown-999 length=-5 kind=0 -> -2");
 }
 

@@ -21,22 +21,14 @@ using CommandQueue = CIPCQueue<TCLIMessage>;
 
 bool exists(const char* path) { return access(path, F_OK) == 0; }
 
-// Creates a queue and lives until it is killed.
-long create_and_stay(uint16_t slots) {
-  QueueOwner owner(CLI_IPC_NAME, slots);
-  if (owner.create()) pause();
-  return 0;
-}
-
-bool engine_lives() {
-  return eventually([] { return CommandQueue(CLI_IPC_NAME, false).CreatorAlive(); });
-}
+struct MadeOwner : QueueOwner {
+  explicit MadeOwner(uint16_t slots) : QueueOwner(CLI_IPC_NAME, slots) { EXPECT_EQ(create().reason(), ""); }
+};
 
 }  // namespace
 
 TEST(QueueOwner, LaysTheSegmentOutToTheByte) {
-  QueueOwner owner(CLI_IPC_NAME, 2);
-  ASSERT_EQ(owner.create().reason(), "");
+  MadeOwner owner(2);
   std::vector<uint8_t> want(12 + 2 * 16 + 2 * 10264, 0);
   RawSegment fields;
   fields.attach(want.data(), 2);
@@ -56,8 +48,7 @@ TEST(QueueOwner, TakesEverythingAwayThatItMade) {
   rmdir("/var/zarn");
   for (const bool directory_was_there : {false, true}) {
     if (directory_was_there) mkdir("/var/zarn", 0755);
-    QueueOwner owner(CLI_IPC_NAME, 3);
-    ASSERT_EQ(owner.create().reason(), "");
+    MadeOwner owner(3);
     EXPECT_EQ(kernel_objects(), 3);
     owner.remove();
     EXPECT_EQ(kernel_objects(), 0);
@@ -67,11 +58,9 @@ TEST(QueueOwner, TakesEverythingAwayThatItMade) {
 }
 
 TEST(QueueOwner, ServesEachInstanceApart) {
-  QueueOwner plain(CLI_IPC_NAME, 2);
-  ASSERT_EQ(plain.create().reason(), "");
+  MadeOwner plain(2);
   setenv("ARM_AGENT_PREFIX", "two", 1);
-  QueueOwner second(CLI_IPC_NAME, 3);
-  EXPECT_EQ(second.create().reason(), "");
+  MadeOwner second(3);
   EXPECT_EQ(segment_bytes("/var/zarn/controls_cl.zarn.two").size(), 12u + 3 * 10280);
   second.remove();
   unsetenv("ARM_AGENT_PREFIX");
@@ -80,8 +69,11 @@ TEST(QueueOwner, ServesEachInstanceApart) {
 }
 
 TEST(QueueOwner, LeavesALivingEngineAloneAndReplacesADeadOne) {
-  Child engine([] { return create_and_stay(8); });
-  ASSERT_TRUE(engine_lives());
+  Child engine([] {
+    MadeOwner made(8);
+    return pause();
+  });
+  ASSERT_TRUE(eventually([] { return CommandQueue(CLI_IPC_NAME, false).CreatorAlive(); }));
   QueueOwner owner(CLI_IPC_NAME, 2);
   EXPECT_EQ(owner.create().reason(), "an engine runs here already: /var/zarn/controls_cl.zarn");
   EXPECT_TRUE(CommandQueue(CLI_IPC_NAME, false).CreatorAlive());
@@ -94,8 +86,7 @@ TEST(QueueOwner, LeavesALivingEngineAloneAndReplacesADeadOne) {
 }
 
 TEST(QueueOwner, LeavesItsSuccessorAlone) {
-  QueueOwner owner(CLI_IPC_NAME, 2);
-  ASSERT_EQ(owner.create().reason(), "");
+  MadeOwner owner(2);
   CkesSharedMemory successor(CLI_IPC_NAME, 12 + 10280, true);  // takes over our larger segment
   ASSERT_TRUE(successor.IsInitialized());
   owner.remove();
@@ -105,10 +96,9 @@ TEST(QueueOwner, LeavesItsSuccessorAlone) {
 
 // The old engine's file has been deleted, and a new engine serves under its name.
 TEST(QueueOwner, LeavesAControlFileThatIsNoLongerItsOwn) {
-  QueueOwner owner(CLI_IPC_NAME, 2), successor(CLI_IPC_NAME, 2);
-  ASSERT_EQ(owner.create().reason(), "");
+  MadeOwner owner(2);
   unlink(CLI_IPC_NAME);
-  ASSERT_EQ(successor.create().reason(), "");
+  MadeOwner successor(2);
   owner.remove();
   EXPECT_TRUE(CommandQueue(CLI_IPC_NAME, false).CreatorAlive());
 }
@@ -138,8 +128,7 @@ TEST(QueueOwner, SaysWhyThereIsNoQueue) {
 
 // A client of another process namespace has a process number that is unknown here.
 TEST(QueueOwner, TakesADeadClientForAliveWhileItWaits) {
-  QueueOwner owner(CLI_IPC_NAME, 3);
-  ASSERT_EQ(owner.create().reason(), "");
+  MadeOwner owner(3);
   const _TIPCIdentifier waiting = dead_process(), gone{waiting.process_id, 2};
   Child reader([&] {
     CommandQueue queue(CLI_IPC_NAME, false);
@@ -160,8 +149,7 @@ TEST(QueueOwner, TakesADeadClientForAliveWhileItWaits) {
 
 // A reader that gave up waiting has left the state and the post of the withdrawal behind.
 TEST(QueueOwner, BringsAWithdrawnHeadBackIntoUse) {
-  QueueOwner owner(CLI_IPC_NAME, 2);
-  ASSERT_EQ(owner.create().reason(), "");
+  MadeOwner owner(2);
   const _TIPCIdentifier client{static_cast<uint32_t>(getpid()), 1};
   ASSERT_EQ(owner.put_answer(client, {}), 0);
   owner.discard(client);
@@ -178,12 +166,9 @@ TEST(QueueOwner, BringsAWithdrawnHeadBackIntoUse) {
 }
 
 TEST(QueueOwner, FreesTheHeadsOfTheDeadAndOfNobodyElse) {
-  QueueOwner owner(CLI_IPC_NAME, 6);
-  ASSERT_EQ(owner.create().reason(), "");
+  MadeOwner owner(6);
   const auto self = static_cast<uint32_t>(getpid());
-  const TCLIMessage record{};
-
-  std::optional<Child> waiting(std::in_place, [] {
+  Child waiting([] {
     CommandQueue queue(CLI_IPC_NAME, false);
     TCLIMessage answer;
     return queue.Get({static_cast<uint32_t>(getpid()), 1}, answer);
@@ -191,12 +176,11 @@ TEST(QueueOwner, FreesTheHeadsOfTheDeadAndOfNobodyElse) {
   ASSERT_TRUE(eventually([] { return segment_bytes(CLI_IPC_NAME)[12 + 16] == HEAD_READER; }));
   Child idle([] { return pause(); });
   const _TIPCIdentifier unread{static_cast<uint32_t>(idle.pid()), 1};
-  const _TIPCIdentifier nonsense{0u - static_cast<uint32_t>(getpgrp()), 1};  // to kill(), our living group
-  const _TIPCIdentifier living{self, 1};
-  for (const auto& client : {unread, unread, nonsense, living})
-    ASSERT_EQ(owner.put_answer(client, record), 0);
+  const _TIPCIdentifier living{self, 1},
+      nonsense{0u - static_cast<uint32_t>(getpgrp()), 1};  // to kill(), our living group
+  for (const auto& client : {unread, unread, nonsense, living}) ASSERT_EQ(owner.put_answer(client, {}), 0);
   EXPECT_EQ(owner.reap(std::chrono::steady_clock::now()), 1) << "the nonsense";
-  waiting->kill();
+  waiting.kill();
   idle.kill();
   EXPECT_EQ(owner.reap(std::chrono::steady_clock::now()), 2);
   EXPECT_EQ(owner.reap(std::chrono::steady_clock::now()), 0);
@@ -205,10 +189,9 @@ TEST(QueueOwner, FreesTheHeadsOfTheDeadAndOfNobodyElse) {
   const auto bytes = segment_bytes(CLI_IPC_NAME);
   EXPECT_EQ(bytes[0], 1) << "what the living client has not read";
   EXPECT_EQ(bytes[12], HEAD_CHANNEL) << "the engine's own head";
-  const std::vector<int> posts = semaphore_values(CLI_IPC_NAME, 3);
-  EXPECT_EQ(posts, (std::vector<int>{1, 0, 0, 0, 0, 0, 1, 0}));
+  EXPECT_EQ(semaphore_values(CLI_IPC_NAME, 3), (std::vector<int>{1, 0, 0, 0, 0, 0, 1, 0}));
   for (uint32_t thread = 2; thread < 6; ++thread) {
-    EXPECT_EQ(owner.put_answer({self, thread}, record), 0) << "its head or slot is lost: " << thread;
+    EXPECT_EQ(owner.put_answer({self, thread}, {}), 0) << "its head or slot is lost: " << thread;
   }
 }
 

@@ -12,9 +12,7 @@ namespace mar::standin {
 
 inline TCLIMessage request_of(uint32_t code, const void* payload = nullptr, int32_t length = 0) {
   TCLIMessage record{};
-  uint8_t bytes[4];
-  mar::put_be32(bytes, code);
-  std::memcpy(&record.command, bytes, sizeof(bytes));
+  put_be32(reinterpret_cast<uint8_t*>(&record.command), code);
   if (length > 0 && length <= CLI_MAX_BUFFER_SIZE)
     std::memcpy(record.data, payload, static_cast<size_t>(length));
   record.length = length;
