@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+
 #include "contract/payloads.h"
 #include "ipc/naming.h"
 #include "standin/messages.h"
@@ -94,18 +96,16 @@ TEST(Service, DiesWhenTold) {
 
 // Killed processes have taken slots off the free list without queuing them.
 TEST(Service, BringsLostSlotsBack) {
-  CkesSharedMemory* memory = nullptr;
-  const auto lose_slots = [&](uint32_t free_list) {
-    std::memcpy(static_cast<uint8_t*>(memory->GetAddress()) + 4, &free_list, 4);
-  };
+  std::atomic<uint32_t*> free_list_field = nullptr;
+  const auto lose_slots = [&](uint32_t free_list) { std::atomic_ref(*free_list_field.load()) = free_list; };
   EngineOptions options = with_slots(3);
-  uint32_t at_dump = 0;
+  std::atomic<uint32_t> at_dump = 0;
   options.on_request = [&](const ServedRequest& served) {
     if (message_code(served.record) == CMD_DUMP) lose_slots(at_dump);
   };
   EngineThread engine(options);
   CkesSharedMemory attached(CLI_IPC_NAME, false);
-  memory = &attached;
+  free_list_field = static_cast<uint32_t*>(attached.GetAddress()) + 1;
   Client client;
   EXPECT_EQ(client.ask(kDump), 1) << "lost before the answer is put";
   lose_slots(0);
