@@ -98,6 +98,15 @@ TEST(Failures, AFullQueue) {
   expect_dump_fails_with("-1");
 }
 
+// A segment too small for one slot is a queue all the same: its engine runs.
+TEST(Failures, AQueueWithoutHeads) {
+  CkesSharedMemory block(CLI_IPC_NAME, 10291, true);
+  QueueSemaphores semaphores;
+  ASSERT_TRUE(block.IsInitialized() && semaphores.implInitialize(CLI_IPC_NAME, 1));
+  expect_dump_fails_with("-1");
+  semaphores.implDestroy();
+}
+
 TEST(Failures, NoHeadForTheClient) {
   ScriptedEngine engine(2);
   ASSERT_TRUE(engine.usable());

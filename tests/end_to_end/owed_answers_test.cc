@@ -8,11 +8,15 @@
 
 #include "engine_client/exchange.h"
 #include "ipc/naming.h"
+#include "log/engine_log.h"
 #include "tests/end_to_end/scripted_engine.h"
+#include "tests/support/files.h"
 
 namespace mar {
 
 namespace {
+
+constexpr char kLogFile[] = "/var/zarn/client.log";
 
 // One request: what the engine says in its answer, or -1 for a failed exchange.
 long ask() {
@@ -121,6 +125,7 @@ TEST_F(OwedAnswers, ThatNobodyAskedForAreDropped) {
                                         {99, CLI_HEADER}};
   for (const auto& kinds : rows) {
     Child client([&] {
+      ZARNLogInit(kLogFile, 1'000'000, 3, 8192, 0);
       const long first = ask();
       gate.wait();
       return first * 10 + ask();
@@ -135,6 +140,8 @@ TEST_F(OwedAnswers, ThatNobodyAskedForAreDropped) {
     ASSERT_TRUE(second.has_value());
     ASSERT_TRUE(engine.answer(*second, 2));
     EXPECT_EQ(client.result(), 12) << kinds.size() << " records";
+    EXPECT_NE(read_file(kLogFile).find("records of earlier answers dropped, count = 1"), std::string::npos);
+    unlink(kLogFile);
   }
 }
 
