@@ -24,8 +24,8 @@ inline double seconds_now(clockid_t clock) {
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-// Times `batches` batches of `batch_size` calls of each; gives the median microseconds of one call. Work that
-// never waits is best timed by CLOCK_THREAD_CPUTIME_ID, which leaves out what other processes take.
+// Times `batches` batches of `batch_size` calls of each; returns the median microseconds of one call. Work
+// that never waits is best timed by CLOCK_THREAD_CPUTIME_ID, which leaves out what other processes take.
 inline std::vector<double> median_times_us(const std::vector<Competitor>& competitors, int batches,
                                            int batch_size, clockid_t clock = CLOCK_MONOTONIC) {
   std::vector<std::vector<double>> times_us(competitors.size());

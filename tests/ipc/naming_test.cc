@@ -66,8 +66,8 @@ TEST(Naming, UsersDifferByProcessAndByThread) {
 // Signalled as a process, 0 and numbers above INT_MAX would mean groups of processes.
 TEST(Naming, OnlyProcessesLive) {
   EXPECT_FALSE(mar::process_is_gone(static_cast<uint32_t>(getpid())));
-  for (const uint32_t nobody : {0u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu})
-    EXPECT_TRUE(mar::process_is_gone(nobody));
+  for (const uint32_t number : {0u, 0x7FFFFFFFu, 0x80000000u, 0xFFFFFFFFu})
+    EXPECT_TRUE(mar::process_is_gone(number));
 }
 
 TEST(Naming, RemovesASegmentByItsKey) {

@@ -34,7 +34,8 @@ inline bool gb_is_bmp_code(const Code& code) {
   return index != 0 && index < kUnmappedMarkIndex && (code.length != 2 || code.bytes[1] != 0x7F);
 }
 
-// The four-byte codes of the characters from U+10000 on need no table. A code that stands for none gives 0.
+// The four-byte codes of the characters from U+10000 on need no table. For a code that stands for none the
+// result is 0.
 inline Code gb_supplementary_code(char32_t point) { return gb_code(kSupplementaryIndex + (point - 0x10000)); }
 inline char32_t gb_supplementary_point(const Code& code) {
   const uint32_t beyond = gb_index(code) - kSupplementaryIndex;  // wraps below the first of them
