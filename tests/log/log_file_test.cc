@@ -115,12 +115,13 @@ TEST(LogFile, AWrittenLineIsEightSystemCalls) {
   struct stat made {};
   EXPECT_EQ(stat(kFile, &made), 0);
   EXPECT_EQ(made.st_mode & 07777u, 0666u);
-  truncate(kFile, 100 - 46);  // the line takes the file to just its limit, which is no reason to trim it
+  // The line takes the file to just its limit, which is no reason to trim it.
+  ASSERT_EQ(truncate(kFile, 100 - 46), 0);
   EXPECT_EQ(system_calls_of([] { log_messages(1, 1); }),
             (std::vector<long>{SYS_openat, SYS_lseek, SYS_fcntl, SYS_write, SYS_lseek, SYS_fcntl, SYS_close,
                                SYS_newfstatat}));
   EXPECT_EQ(read_file(kFile).size(), 100u);
-  truncate(kFile, 101 - 46);  // one byte past it
+  ASSERT_EQ(truncate(kFile, 101 - 46), 0);  // one byte past it
   log_messages(1, 1);
   EXPECT_EQ(read_file(kFile), "Previous Log Messages were removed because log_size of 100 was exceeded.\n\n");
   EXPECT_TRUE(system_calls_of([] {
