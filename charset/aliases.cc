@@ -35,11 +35,11 @@ void normalise(const char* name, char* out, uint32_t size) {
     const char* codeset = nl_langinfo(CODESET);
     copy_upper(*codeset == '\0' ? "ISO88591" : codeset, work);
   }
-  const char* rest = work;
-  if (std::strncmp(rest, "QXO", 3) == 0) rest += 3;
+  std::string_view rest = work;
+  if (rest.starts_with("QXO")) rest.remove_prefix(3);
   uint32_t length = 0;
-  for (; *rest != '\0'; ++rest) {
-    if (ascii_alnum(*rest) && length + 1 < size) out[length++] = *rest;
+  for (const char byte : rest) {
+    if (ascii_alnum(byte) && length + 1 < size) out[length++] = byte;
   }
   out[length] = '\0';
 }

@@ -52,14 +52,14 @@ class TableView : public FilePart<kVerified> {
 
   // The fields of the header are in every table file.
   uint16_t byte_entry(uint8_t byte) const {
-    return load<uint16_t>(header_ + table_layout::kByteEntries + 2u * byte);
+    return load<uint16_t>(header_ + table_layout::kByteEntries + size_t{2} * byte);
   }
   uint8_t byte_class(uint8_t byte) const { return header_[table_layout::kByteClasses + byte]; }
   uint8_t substitute_byte() const { return header_[table_layout::kSubstituteByte]; }
   uint16_t substitute_source() const { return load<uint16_t>(header_ + table_layout::kSubstituteSource); }
 
   uint64_t page(uint32_t unit) const {
-    return offset(load<uint16_t>(header_ + table_layout::kPageIndex + 2 * (unit >> 8)));
+    return offset(load<uint16_t>(header_ + table_layout::kPageIndex + size_t{2} * (unit >> 8)));
   }
   uint64_t row(uint8_t byte) const { return offset(byte_entry(byte)); }
   static uint64_t offset(uint16_t position) { return uint64_t{table_layout::kPositionUnit} * position; }

@@ -46,7 +46,7 @@ bool verify_dbcs(const Table& table) {
 // Checks each page entry: its prefix record must be inside and must not count more bytes than it has.
 bool prefix_records_inside(const Table& table) {
   for (uint32_t unit = 0x80; unit < 0x10000; ++unit) {
-    const uint64_t entry = table.page(unit) + 4 * (unit & 0xFF);
+    const uint64_t entry = table.page(unit) + uint64_t{4} * (unit & 0xFF);
     const uint16_t prefix = table.u16(entry);
     const uint16_t value = table.u16(entry + 2);
     if (value < 0x100 || prefix == kUnmapped) continue;  // a single byte, or no code: the record is not read
