@@ -1,5 +1,5 @@
-// A forked process that runs a function and sends its result back through a pipe: an exit status holds 8 bits
-// only.
+// A forked process that runs a function. Its result comes back through a pipe, because an exit status holds
+// only 8 bits.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,7 +18,7 @@ namespace mar {
 
 class Child {
  public:
-  static constexpr long kNoResult = 0x7FFFFFFF;  // it ended without one
+  static constexpr long kNoResult = 0x7FFFFFFF;  // the child ended without a result
 
   explicit Child(const std::function<long()>& body) {
     int ends[2];
@@ -46,7 +46,7 @@ class Child {
     pollfd end{pipe_, POLLIN, 0};
     return poll(&end, 1, 0) == 1;
   }
-  // Waits for the end of the body.
+  // Waits until the body has ended.
   long result() {
     long value = kNoResult;
     if (read(pipe_, &value, sizeof value) != sizeof value) value = kNoResult;
@@ -76,7 +76,7 @@ inline _TIPCIdentifier dead_process() {
   return user;
 }
 
-// Polls until `condition` holds; false after ten seconds without it. Never a fixed sleep.
+// Polls until `condition` holds. Returns false if that takes more than ten seconds.
 inline bool eventually(const std::function<bool()>& condition) {
   for (int tries = 0; tries < 5000; ++tries) {
     if (condition()) return true;

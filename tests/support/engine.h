@@ -1,5 +1,5 @@
 // A stand-in engine for tests: on a thread of the test, which can then look at its requests, or as a child
-// that may be killed. Each has its queue ready once it is constructed, and removes it at its end.
+// that may be killed. The queue exists from the end of the constructor until the engine stops.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -55,7 +55,7 @@ class EngineThread {
   bool ended_well_ = false;
 };
 
-// signal(SIGTERM) ends it cleanly; join() then returns 0. It is killed when the object goes.
+// signal(SIGTERM) ends the engine cleanly; join() then returns 0. The destructor kills it.
 class EngineProcess {
  public:
   explicit EngineProcess(EngineOptions options = {}) : ready_(make_pipe()) {
@@ -68,7 +68,7 @@ class EngineProcess {
 
   pid_t pid() const { return child_->pid(); }
   void signal(int signal) { ::kill(child_->pid(), signal); }
-  void kill() { child_->kill(); }  // and waits for its end
+  void kill() { child_->kill(); }  // and waits until it has ended
   long join() { return child_->result(); }
 
  private:
@@ -85,7 +85,7 @@ class EngineProcess {
     if (!engine.start()) return 1;
     if (write(ready_.second, "r", 1) != 1) return 2;
     close(ready_.first);
-    close(ready_.second);  // so that a reader sees our end
+    close(ready_.second);  // so that a reader sees that this process has ended
     return engine.run() ? 0 : 3;
   }
 

@@ -7,7 +7,7 @@
 
 namespace mar {
 
-// The recorded locations, oldest first, each with its line end; without an error stack, the text untouched.
+// The recorded locations, oldest first, one a line. A thread without an error stack has "no error stack".
 inline std::string error_trail() {
   char text[2000] = "no error stack";
   CkesErrorManager::GetStackDump(text, sizeof text);

@@ -1,4 +1,4 @@
-// Which System V objects there are, for tests that look at them raw or see to it that none is left.
+// The System V objects that exist, for tests that inspect them directly or check that none is left.
 #pragma once
 
 #include <sys/ipc.h>
@@ -11,7 +11,7 @@
 
 namespace mar {
 
-// Segments and semaphore sets of this IPC namespace.
+// The number of segments and semaphore sets in this IPC namespace.
 inline int kernel_objects() {
   int count = 0;
   for (const char* list : {"/proc/sysvipc/shm", "/proc/sysvipc/sem"}) {
@@ -23,7 +23,7 @@ inline int kernel_objects() {
   return count;
 }
 
-// The segment that `number` and the control file `name` lead to, as bytes; empty if there is none.
+// The bytes of the segment whose key `number` and the control file `name` make. Empty if there is none.
 inline std::vector<uint8_t> segment_bytes(const char* name, int number = 2) {
   const int segment = shmget(ftok(name, number), 0, 0);
   shmid_ds status{};
@@ -34,7 +34,7 @@ inline std::vector<uint8_t> segment_bytes(const char* name, int number = 2) {
   return copy;
 }
 
-// The values of the semaphore set that `number` and the control file `name` lead to.
+// The values of the semaphore set whose key `number` and the control file `name` make. Empty likewise.
 inline std::vector<int> semaphore_values(const char* name, int number) {
   const int set = semget(ftok(name, number), 0, 0);
   semid_ds status{};

@@ -1,4 +1,4 @@
-// Payloads as tests write them down: short for mostly zero bytes, and right on machines of either byte order.
+// Payloads as tests write them: short where most bytes are zero, and right on hosts of either byte order.
 #pragma once
 
 #include <algorithm>
@@ -14,8 +14,8 @@ inline std::string hex_of(std::span<const uint8_t> bytes) {
   return hex;
 }
 
-// One piece of a payload, as hex: "0a0b" is these bytes, "@00000007" a number in the host's byte order,
-// "'text" a text.
+// The hex of one piece of a payload. "0a0b" stands for these bytes, "@00000007" for a number in the host's
+// byte order, "'text" for a text.
 inline std::string hex_of_piece(const std::string& piece) {
   if (piece[0] == '\'') return hex_of({reinterpret_cast<const uint8_t*>(piece.data()) + 1, piece.size() - 1});
   if (piece[0] != '@') return piece;
@@ -27,8 +27,8 @@ inline std::string hex_of_piece(const std::string& piece) {
   return number;
 }
 
-// `size` zero bytes but for `pieces`, as hex. "4:0a0b 6:ff*20" is: at offset 4 the bytes 0a 0b, from offset 6
-// on 20 times the byte ff.
+// The hex of `size` bytes, which are zero except for `pieces`. "4:0a0b 6:ff*20" puts the bytes 0a 0b at
+// offset 4 and 20 bytes ff at offset 6.
 inline std::string bytes_of(size_t size, const std::string& pieces) {
   std::string bytes(2 * size, '0');
   std::istringstream list(pieces);

@@ -1,4 +1,4 @@
-// A program run as an operator runs it: its own process, its standard output in a pipe.
+// Runs a program as an operator does: as a process of its own, with its standard output in a pipe.
 #pragma once
 
 #include <fcntl.h>
@@ -43,14 +43,14 @@ class Program {
 
   pid_t pid() const { return pid_; }
 
-  // One line of output without its end; empty when there is no more.
+  // The next line of output without its line end. Empty when there is no more.
   std::string line() {
     std::string text;
     char byte = 0;
     while (read(output_, &byte, 1) == 1 && byte != '\n') text += byte;
     return text;
   }
-  // All that is still to come.
+  // The rest of the output.
   std::string output() {
     std::string text;
     char bytes[4096];
@@ -58,12 +58,13 @@ class Program {
     while ((count = read(output_, bytes, sizeof bytes)) > 0) text.append(bytes, static_cast<size_t>(count));
     return text;
   }
-  // The reader leaves early.
+  // Closes the reading end of the pipe, as a reader that leaves early does.
   void close_output() {
     if (output_ >= 0) close(output_);
     output_ = -1;
   }
-  // Waits for the end: the exit status, or 128 and the number of the signal that ended it.
+  // Waits until the program has ended. Returns its exit status, or 128 plus the number of the signal that
+  // ended it.
   int status() {
     if (pid_ > 0) {
       int ended = 0;

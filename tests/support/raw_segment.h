@@ -1,4 +1,4 @@
-// The fields of a command queue's segment by literal offsets, not through the code under test.
+// The fields of a command queue's segment at literal offsets, which do not come from the code under test.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@ namespace mar {
 
 class RawSegment {
  public:
-  // `address` stays the owner's; `slots` is N of the layout.
+  // Does not own `address`. `slots` is N of the layout.
   void attach(void* address, uint16_t slots) {
     address_ = static_cast<uint8_t*>(address);
     slots_ = slots;

@@ -21,7 +21,7 @@ namespace {
   __builtin_unreachable();
 }
 
-// Lets the child run to its next stop; `deliver` is the signal that it gets.
+// Lets the child run to its next stop, after it has received the signal `deliver` (0: none).
 bool next_stop(pid_t child, int deliver, int* status) {
   if (ptrace(PTRACE_SYSCALL, child, nullptr, static_cast<uintptr_t>(deliver)) != 0) return false;
   return waitpid(child, status, 0) == child && WIFSTOPPED(*status);

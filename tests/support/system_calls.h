@@ -1,4 +1,4 @@
-// Counts what the kernel is asked for: budgets of system calls are exact, unlike timings.
+// Lists the system calls of a piece of code. Tests can set an exact budget of calls, but not of time.
 #pragma once
 
 #include <functional>
@@ -6,8 +6,8 @@
 
 namespace mar {
 
-// The numbers (SYS_...) of the system calls that `work` makes, in order; it runs in a child process with one
-// thread. A child that a signal kills, or that blocks for 20 seconds, gives one more number, -1, at the end.
+// Runs `work` in a child process with one thread. Returns the numbers (SYS_...) of its system calls in order,
+// and -1 as the last one if a signal killed the child or if it blocked for 20 seconds.
 std::vector<long> system_calls_of(const std::function<void()>& work);
 
 }  // namespace mar
