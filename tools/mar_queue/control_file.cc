@@ -12,9 +12,9 @@ namespace mar::queue_tool {
 namespace {
 
 std::string ipc_name(const std::string& base, int limit) {
-  std::string name(static_cast<size_t>(limit) + 1, '\0');
+  std::vector<char> name(static_cast<size_t>(limit) + 1);
   CIPCUtils::createIPCName(base.c_str(), nullptr, limit, name.data());
-  return name.c_str();
+  return name.data();
 }
 
 size_t instance_suffix_length() {
