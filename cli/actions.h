@@ -36,8 +36,8 @@ int32_t dump();
 int32_t debug();
 int32_t setRealtimeSendInterval();
 
-// The stress loop: adds edge policies 1000 times, 100 milliseconds apart, whatever the results. Both return
-// 0.
+// The stress loop: adds edge policies 1000 times, 100 milliseconds apart, whatever
+// the results. Both return 0.
 int32_t clis();
 int32_t doClis();
 

@@ -27,8 +27,8 @@ int32_t Doit(int argc, char** argv, int32_t command);
 
 void ShowSyntax();
 
-// Each parser takes its parameter from argv[2], the schedule's also from argv[3], and prints what it
-// understood.
+// Each parser takes its parameter from argv[2], the schedule's also from argv[3], and
+// prints what it understood.
 void ParseAddEdgePolicy(int argc, char** argv);
 void ParseAddThreshold(int argc, char** argv);
 void ParseRemoveEdgePolicy(int argc, char** argv);

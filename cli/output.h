@@ -1,7 +1,7 @@
-// What the operator reads, on descriptor 1. Each call is one write, made at once and without a buffer, so a
-// pipe or a file shows every line and every progress dot as soon as a terminal would. Output never fails
-// toward its caller: text that cannot be written (the reader is gone, the disk is full) is dropped and not
-// tried again.
+// What the operator reads, on descriptor 1. Each call is one write, made at once and without a buffer,
+// so a pipe or a file shows every line and every progress dot as soon as a terminal would. Output never
+// fails toward its caller: text that cannot be written (the reader is gone, the disk is full) is
+// dropped and not tried again.
 //
 // SIGPIPE must be ignored; main() sees to it.
 #pragma once

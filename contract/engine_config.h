@@ -212,8 +212,8 @@ inline constexpr int MAX_MSG_CUSTOM_SIZE = 1024;
 inline constexpr int MAX_EXT_METRIC_SIZE = 4096;
 inline constexpr int SIMPLE_QUEUE_MEM_HEADER = 28;  // bytes before a simple queue in memory
 
-// Error codes of the utilities. The client returns only EU_ERR_ENG_NOT_RUNNING and
-// EU_ERR_OPEN_CHANNEL_FAILED.
+// Error codes of the utilities. The client returns only
+// EU_ERR_ENG_NOT_RUNNING and EU_ERR_OPEN_CHANNEL_FAILED.
 enum : int64_t {
   EU_ERR_FILE_NOT_OPEN = -1200,
   EU_ERR_FILE_TMP_NOT_OPEN = -1201,

@@ -44,8 +44,8 @@ inline int usable_length(const TCLIMessage& record) {
 
 }  // namespace mar
 
-// Message codes. The engine knows 150, 151 and 109, but no client function sends them; 100 has no row in the
-// type table.
+// Message codes. The engine knows 150, 151 and 109, but no client function sends them; 100 has
+// no row in the type table.
 enum : uint32_t {
   CMD_START_SEND = 100,
   CMD_STOP_ENGINE = 101,

@@ -1,6 +1,6 @@
-// The converters on a real table of each kind, changed as the input says. Text at once and text in pieces,
-// with checked and with unchecked readers, must all have the same result. TABLES is the directory of the
-// tables.
+// The converters on a real table of each kind, changed as the input says. Text at once and text in
+// pieces, with checked and with unchecked readers, must all have the same result. TABLES is the
+// directory of the tables.
 #include <algorithm>
 #include <map>
 #include <memory>

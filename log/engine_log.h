@@ -1,8 +1,8 @@
-// The engine log: one text file for the process, filtered by component and level. Each line is on disk before
-// the call returns. Until ZARNLogInit every message is dropped, at the cost of two lock and unlock pairs.
-// Errors: logging never fails toward its caller and leaves errno as it was; only ZARNLogInit and invalid
-// levels have codes. Any thread may call any function. A thread that is cancelled in a call finishes it
-// first.
+// The engine log: one text file for the process, filtered by component and level. Each line is on disk
+// before the call returns. Until ZARNLogInit every message is dropped, at the cost of two lock and
+// unlock pairs. Errors: logging never fails toward its caller and leaves errno as it was; only
+// ZARNLogInit and invalid levels have codes. Any thread may call any function. A thread that is
+// cancelled in a call finishes it first.
 #pragma once
 
 #include <cstdarg>

@@ -1,6 +1,6 @@
-// What the log and the trace writer share: how they open a file by its name, and how their calls leave the
-// caller undisturbed. The log's names are UTF-8; the trace takes its path as it stands in the system's own
-// configuration.
+// What the log and the trace writer share: how they open a file by its name, and how their calls leave
+// the caller undisturbed. The log's names are UTF-8; the trace takes its path as it stands in the
+// system's own configuration.
 #pragma once
 
 #include <pthread.h>
@@ -19,9 +19,9 @@ int open_path(const char* path, int flags, mode_t mode);
 int open_utf8_path(const char* path, int flags, mode_t mode);
 
 // Ignores SIGXFSZ for the process if its action is the default one, which is to kill: a write past
-// RLIMIT_FSIZE then merely fails. Done once, when log or trace is set up, because blocking the signal around
-// each write would cost two system calls a line. A program's own handler stays; child processes inherit the
-// ignored signal.
+// RLIMIT_FSIZE then merely fails. Done once, when log or trace is set up, because blocking the signal
+// around each write would cost two system calls a line. A program's own handler stays; child processes
+// inherit the ignored signal.
 void survive_file_size_limit();
 
 // For a scope, the calling thread is not cancelled: cancelled in a call that opens or writes, it would leave
@@ -50,9 +50,9 @@ class CallerUndisturbed {
   CancellationDeferred deferred_;
 };
 
-// For a scope, a write to a pipe without a reader fails with EPIPE but raises no SIGPIPE. Changes only the
-// calling thread's mask, never the process's signal settings; a SIGPIPE that was already pending stays
-// pending.
+// For a scope, a write to a pipe without a reader fails with EPIPE but raises no SIGPIPE.
+// Changes only the calling thread's mask, never the process's signal settings; a SIGPIPE that
+// was already pending stays pending.
 class SigpipeHeldBack {
  public:
   SigpipeHeldBack();

@@ -33,8 +33,8 @@ void remove_torn_end(int fd, size_t count) {
   }
 }
 
-// Appends all of `text` to `fd`, which is open for appending, or (on a full disk or at a size limit) none of
-// it.
+// Appends all of `text` to `fd`, which is open for appending, or (on a full disk or at
+// a size limit) none of it.
 void append_whole(int fd, const char* text, size_t length) {
   size_t written = 0;
   while (written < length) {

@@ -35,10 +35,10 @@ long ZARNLogFileSize(const char* name);
 // `size` moved within 100 .. 100,000,000 bytes.
 long ZARNLogCheckFileSize(long size);
 
-// Reads the first `count` bytes of the file `name` under a lock on its first 2048 bytes. Returns them in a
-// new heap block of exactly `count` bytes that the caller frees: padded with zeros if the file is shorter,
-// not terminated otherwise. Null if the name is null, the file cannot be opened or locked, or memory runs
-// out.
+// Reads the first `count` bytes of the file `name` under a lock on its first 2048 bytes. Returns them
+// in a new heap block of exactly `count` bytes that the caller frees: padded with zeros if the file
+// is shorter, not terminated otherwise. Null if the name is null, the file cannot be opened or
+// locked, or memory runs out.
 char* ZARN_FileRead(const char* name, unsigned int count);
 
 // Turns every "\" into "/", in place; null is ignored.

@@ -1,6 +1,6 @@
-// How a log line is made: the log's own formatter for the message text, and the line around it. No text,
-// however long, is written past the stated sizes. Errors: BuildLogMessage returns false if there is no
-// message.
+// How a log line is made: the log's own formatter for the message text, and the line around it.
+// No text, however long, is written past the stated sizes. Errors: BuildLogMessage returns
+// false if there is no message.
 #pragma once
 
 #include <cstdarg>

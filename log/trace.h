@@ -38,8 +38,8 @@ void wcDebugSetLogFormat(int format);
 // The path of the trace file: at most size - 1 characters of it, terminated.
 void wcDebugGetLogFileSpec(char* out, size_t size);
 
-// Finds the trace file, reads the host name and prepares the XML pieces. Runs once by itself when first
-// needed.
+// Finds the trace file, reads the host name and prepares the XML pieces. Runs once by
+// itself when first needed.
 void doInit(void);
 
 // One write of the text without its terminator; failures are ignored.

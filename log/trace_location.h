@@ -1,6 +1,6 @@
-// Where the trace file is: in the product family's common log directory, which the family's shared
-// "log.properties" names, or else in a fixed one. Errors: functions with a result return 1 for success, else
-// 0.
+// Where the trace file is: in the product family's common log directory, which the family's
+// shared "log.properties" names, or else in a fixed one. Errors: functions with a result
+// return 1 for success, else 0.
 #pragma once
 
 #include <cstddef>
@@ -36,9 +36,9 @@ int parseLogProps(const char* text, unsigned int length, char* out, size_t size)
 // 1 if `path` exists, with the file's size, at most UINT_MAX; else 0.
 int fileExists(const char* path, unsigned int* size);
 
-// Reads exactly `length` bytes of `path` into a new, terminated heap block of length + 1 bytes that the
-// caller frees. Returns 1, or 0 and no block if the length is negative, the file is shorter, or anything
-// fails.
+// Reads exactly `length` bytes of `path` into a new, terminated heap block of length + 1 bytes
+// that the caller frees. Returns 1, or 0 and no block if the length is negative, the file is
+// shorter, or anything fails.
 int readFile(const char* path, int length, char** out);
 
 // Cuts the text at its first "\r" or "\n".

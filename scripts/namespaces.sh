@@ -1,7 +1,7 @@
 # shellcheck shell=sh
-# Sourced by the scripts beside it: need_namespaces sets $own_namespaces to the command that runs another one
-# in IPC and mount namespaces of its own, as root there. Where the system refuses them it says what to do and
-# ends.
+# Sourced by the scripts beside it: need_namespaces sets $own_namespaces to the command that runs
+# another one in IPC and mount namespaces of its own, as root there. Where the system refuses them it
+# says what to do and ends.
 
 need_namespaces() {
   for own_namespaces in 'unshare --ipc --mount' 'unshare --map-root-user --ipc --mount'; do

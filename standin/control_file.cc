@@ -21,8 +21,8 @@ Failure not_usable(const std::string& path, const std::string& why) {
 
 }  // namespace
 
-// An existing file is opened without O_CREAT: with it, the kernel may refuse another user's file in a sticky
-// folder.
+// An existing file is opened without O_CREAT: with it, the kernel may refuse another user's
+// file in a sticky folder.
 bool ControlFile::open_or_make(const std::string& path) {
   constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY;
   descriptor_ = open(path.c_str(), kFlags);

@@ -17,8 +17,8 @@ class ControlFile {
   ControlFile(const ControlFile&) = delete;
   ControlFile& operator=(const ControlFile&) = delete;
 
-  // Locks the file `path`, which must name a folder too. Makes file and folder if they are missing. Never
-  // waits.
+  // Locks the file `path`, which must name a folder too. Makes file and folder if they
+  // are missing. Never waits.
   [[nodiscard]] Outcome<> take(const std::string& path);
 
   // Removes the file if it is still the one that was taken, unlocks it, and removes the folder if take() made

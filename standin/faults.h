@@ -3,9 +3,9 @@
 //   *%10:delay=50                   answer one request in ten 50 ms late
 //   stop-engine:die-after           be killed just after answering a stop request
 //   start:full                      have a full queue before the first client comes
-// WHEN is a message name, its code, * for every request, or start. #n picks the n-th of these requests only;
-// %p picks each with a chance of p percent, drawn from a seed, so the same requests meet the same faults
-// again.
+// WHEN is a message name, its code, * for every request, or start. #n picks the n-th of these
+// requests only; %p picks each with a chance of p percent, drawn from a seed, so the same requests
+// meet the same faults again.
 #pragma once
 
 #include <cstdint>
@@ -58,8 +58,8 @@ class FaultPlan {
   // Adds the fault that `text` describes, or says what is wrong with the text.
   Outcome<> add(std::string_view text);
 
-  // The effects of all faults that match, and counts the request. If two contradict each other, the later one
-  // holds.
+  // The effects of all faults that match, and counts the request. If two contradict each
+  // other, the later one holds.
   FaultEffects for_request(uint32_t code);
   FaultEffects at_start() const;
 

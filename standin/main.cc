@@ -26,8 +26,8 @@ enum ExitStatus { kServed = 0, kFailed = 1, kBadUsage = 2, kEngineRunsHere = 3 }
 // The engine takes one head itself.
 constexpr int kMinSlots = 2;
 
-// Each head takes a semaphore, and the queue two more, from one set. A head holds its semaphore's number in
-// 16 bits.
+// Each head takes a semaphore, and the queue two more, from one set. A head holds its
+// semaphore's number in 16 bits.
 int max_slots() {
   int set_size = 0;
   std::ifstream("/proc/sys/kernel/sem") >> set_size;

@@ -1,5 +1,5 @@
-// The messages that the engine knows, one row each: name, code, payload size, what it does and how it is
-// shown.
+// The messages that the engine knows, one row each: name, code, payload size, what it
+// does and how it is shown.
 #pragma once
 
 #include <cstdint>

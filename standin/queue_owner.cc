@@ -62,9 +62,9 @@ Outcome<> QueueOwner::create() {
   return created;
 }
 
-// Takes the control file and makes sure that its keys lead to nothing. A dead engine's segment that is not
-// smaller than ours would be reused, and every process would compute a different number of slots from its
-// size.
+// Takes the control file and makes sure that its keys lead to nothing. A dead engine's segment
+// that is not smaller than ours would be reused, and every process would compute a different
+// number of slots from its size.
 Outcome<> QueueOwner::take_over() {
   char built[kSegmentNameLimit + 1];
   CIPCUtils::createIPCName(name_.c_str(), nullptr, kSegmentNameLimit, built);
@@ -102,8 +102,8 @@ Outcome<> QueueOwner::make_queue() {
 }
 
 void QueueOwner::remove() {
-  // The contract allows another engine to take over while we live. It then uses the same file, keys and even
-  // our segment.
+  // The contract allows another engine to take over while we live. It then uses the same file,
+  // keys and even our segment.
   const bool replaced =
       block_ && !block_->CreatorAlive() && CkesSharedMemory(name_.c_str(), false).CreatorAlive();
   if (!replaced) {

@@ -1,6 +1,6 @@
-// The command queue from its owner's side: made exactly as the contract lays it out, kept free of what dead
-// clients leave behind, and removed at the end with everything that belongs to it. For one thread, except
-// wake().
+// The command queue from its owner's side: made exactly as the contract lays it out, kept free of
+// what dead clients leave behind, and removed at the end with everything that belongs to it. For
+// one thread, except wake().
 #pragma once
 
 #include <atomic>
@@ -30,8 +30,8 @@ class QueueOwner {
   using Moment = LifeSigns::Moment;
 
   // name: the control file's path, without instance suffix.
-  // slots: 2 .. kMaxQueueSlots. The engine takes one head itself, so a queue of one slot would serve no
-  // client.
+  // slots: 2 .. kMaxQueueSlots. The engine takes one head itself, so a queue of one
+  // slot would serve no client.
   QueueOwner(std::string name, uint16_t slots) : name_(std::move(name)), slots_(slots) {}
   ~QueueOwner() { remove(); }
   QueueOwner(const QueueOwner&) = delete;
@@ -39,10 +39,10 @@ class QueueOwner {
 
   // Making, serving and removing: queue_owner.cc.
 
-  // Takes the control file, replaces the segment and semaphore sets of a dead engine, and opens the engine's
-  // head. The calling process counts as the creator: fork before this call, not after it. A failure leaves
-  // nothing of ours behind. Its code is ControlFile::kInUse if another engine lives, whose queue is left
-  // alone.
+  // Takes the control file, replaces the segment and semaphore sets of a dead engine, and opens the
+  // engine's head. The calling process counts as the creator: fork before this call, not after it. A
+  // failure leaves nothing of ours behind. Its code is ControlFile::kInUse if another engine lives,
+  // whose queue is left alone.
   Outcome<> create();
 
   // Wakes and fails every reader, then removes all kernel objects, the control file and, if create() made it
@@ -62,8 +62,8 @@ class QueueOwner {
 
   long put_answer(_TIPCIdentifier client, const TCLIMessage& record) { return queue_->Put(client, record); }
 
-  // Whether a long answer may take another slot. A quarter of them is left to requests, which do not wait for
-  // room.
+  // Whether a long answer may take another slot. A quarter of them is left to requests,
+  // which do not wait for room.
   bool has_room_to_spare();
 
   long set_state(TQueueState state) { return queue_->SetState(state); }
@@ -90,8 +90,8 @@ class QueueOwner {
   // Whether a living client has records queued that it has not read yet.
   bool has_unread_answers(Moment now);
 
-  // Withdraws the head of `client` while its reader waits: the reader then fails. Returns false if none
-  // waits.
+  // Withdraws the head of `client` while its reader waits: the reader then fails.
+  // Returns false if none waits.
   bool withdraw(_TIPCIdentifier client);
 
   // Brings a head that was withdrawn a while ago back into use if its reader has not done so. Returns true if

@@ -32,8 +32,8 @@ void StandInEngine::notify(Notice notice, const std::string& text) const {
 }
 
 Outcome<> StandInEngine::start() {
-  // Done while there is no serving thread yet: the runtime takes the thread that initialises it for the main
-  // thread.
+  // Done while there is no serving thread yet: the runtime takes the thread that
+  // initialises it for the main thread.
   CkesThreadLibrary::Initialize();
   if (auto created = queue_.create(); !created) return created;
   const FaultEffects effects = options_.faults.at_start();

@@ -47,9 +47,9 @@ int utf8_remove(const char* path);
 int utf8_system(const char* command);
 int utf8_execvp(const char* file, char* const argv[]);  // converts the arguments too; -1 if one cannot be
 
-// The working directory in a new block that the caller frees, never in `buffer`; NULL if getcwd fails. A
-// buffer, if given, must have room for the locale's form; it receives the text too, cut to `size` bytes and
-// terminated.
+// The working directory in a new block that the caller frees, never in `buffer`; NULL if getcwd
+// fails. A buffer, if given, must have room for the locale's form; it receives the text too, cut to
+// `size` bytes and terminated.
 char* utf8_getcwd(char* buffer, size_t size);
 
 // Copies the variable's value to `value`, which has utf8_getenv_bufflen bytes; both return its length with

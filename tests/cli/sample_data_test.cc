@@ -1,5 +1,5 @@
-// The records that actions send, byte by byte: what the engine reads must not depend on how our structs name
-// it.
+// The records that actions send, byte by byte: what the engine reads must not depend on
+// how our structs name it.
 #include "cli/sample_data.h"
 
 #include <gtest/gtest.h>

@@ -27,8 +27,8 @@ namespace mar {
 
 namespace {
 
-// "> exit 0, sent 117=42 123:0501 116+5488": a payload of one number, of up to 4 bytes in hex, of more by its
-// size.
+// "> exit 0, sent 117=42 123:0501 116+5488": a payload of one number, of up to 4 bytes in
+// hex, of more by its size.
 std::string end_of(int status) {
   std::string text = "> exit " + std::to_string(status & 0xFF) + ", sent";
   for (const auto& request : scripted_exchange.requests) {

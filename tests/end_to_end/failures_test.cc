@@ -1,5 +1,5 @@
-// What an operator sees when there is no engine, a dead, closing, full or dying one, or one that answers
-// nonsense.
+// What an operator sees when there is no engine, a dead, closing, full or dying one, or
+// one that answers nonsense.
 #include <gtest/gtest.h>
 #include <sys/shm.h>
 

@@ -1,5 +1,5 @@
-// Answers that come late, twice or without having been asked for: none of them is returned for another
-// request.
+// Answers that come late, twice or without having been asked for: none of them is
+// returned for another request.
 #include <gtest/gtest.h>
 #include <sys/sem.h>
 

@@ -171,8 +171,8 @@ TEST(Standin, ServesManyMoreClientsThanItHasHeads) {
   EXPECT_TRUE(engine.at_rest());
 }
 
-// A client killed before or after any of its semaphore operations leaves the lock free and the engine in
-// service.
+// A client killed before or after any of its semaphore operations leaves the lock free
+// and the engine in service.
 TEST(Standin, SurvivesAClientKilledAtAnyStep) {
   Standin engine({"--slots", "8"});
   ASSERT_TRUE(engine.ready);

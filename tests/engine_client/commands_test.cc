@@ -83,8 +83,8 @@ TEST(Commands, SendExactlyTheseBytes) {
   expect_sent("mar_set_realtime_send_interval()", mar_set_realtime_send_interval(kA), 132, 4, "0:@01020304");
 }
 
-// The stop command's pause follows any exchange that succeeded, whatever the engine says; no other command
-// pauses.
+// The stop command's pause follows any exchange that succeeded, whatever the engine says;
+// no other command pauses.
 TEST(Commands, PassOnWhatExchangeAndEngineSay) {
   struct {
     Answer answer;

@@ -1,6 +1,6 @@
-// Stands where the exchange, the engine log and the clock stand: requests are kept, answers come from a
-// script, log lines are kept and sleeping takes no time. Link mar_scripted_exchange before the library under
-// test.
+// Stands where the exchange, the engine log and the clock stand: requests are kept, answers come
+// from a script, log lines are kept and sleeping takes no time. Link mar_scripted_exchange
+// before the library under test.
 #pragma once
 
 #include <cstdint>

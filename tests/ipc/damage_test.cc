@@ -88,8 +88,8 @@ struct DamagedQueue : testing::Test {
       while (made.semaphores().implTryGet_ID(semaphore) == mar::QueueSemaphores::WaitEnd::kTaken) continue;
     }
   }
-  // What no operation ever writes: the state, each head's reserved byte and semaphore number, all past the
-  // slots.
+  // What no operation ever writes: the state, each head's reserved byte and semaphore
+  // number, all past the slots.
   std::vector<uint8_t> untouchable() {
     std::vector<uint8_t> bytes(made.at(8), made.at(12));
     for (uint32_t i = 0; i < kSlots; ++i) {

@@ -19,8 +19,8 @@ using CommandQueue = CIPCQueue<TCLIMessage>;
 
 class MadeQueue : public RawSegment {
  public:
-  // `file` is the control file with the instance suffix, where there is one; `slack` bytes follow the last
-  // slot.
+  // `file` is the control file with the instance suffix, where there is one; `slack`
+  // bytes follow the last slot.
   explicit MadeQueue(uint16_t slots, const char* file = CLI_IPC_NAME, uint32_t slack = 0)
       : file_((remove_leftovers(file), file)),
         memory_(CLI_IPC_NAME, 12u + 10280u * slots + slack, true),

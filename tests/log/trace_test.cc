@@ -80,8 +80,8 @@ TEST(TraceLocation, FollowsThePropertiesFile) {
   EXPECT_EQ(size, UINT_MAX);
 }
 
-// The trace file's text since the last call, its times replaced by "MILLIS", "TIME" and, to the nanosecond,
-// "FINE".
+// The trace file's text since the last call, its times replaced by "MILLIS", "TIME" and,
+// to the nanosecond, "FINE".
 std::string traced() {
   std::string text = read_file(kFile);
   unlink(kFile.c_str());

@@ -12,8 +12,8 @@ using ShippedTables = Tool;
 const std::string kCatalogue = " --catalogue " CODESET_SOURCES "/catalogue ";
 const std::string kTables = XCSDIR_BUILT "/codeset/";
 
-// Neither the locale, the clock, the directory nor the order of the run gets into a table, and dump leaves
-// nothing out.
+// Neither the locale, the clock, the directory nor the order of the run gets into a table, and
+// dump leaves nothing out.
 TEST_F(ShippedTables, DependOnNothingButTheirSources) {
   must("build" + kCatalogue + "-o elsewhere/deep GB18030 CP1047 CP1388 EUCJP CP932 CP1250",
        "LC_ALL=C.UTF-8 TZ=Asia/Tokyo LANG=xx");
@@ -76,8 +76,8 @@ TEST_F(ShippedTables, HaveNoFaultsAndAllOfThemAreThere) {
 
 TEST_F(ShippedTables, AreFoundByTheNamesPeopleUse) {
   setenv("XCSDIR", XCSDIR_BUILT, 1);
-  // The C locale's charset, in the last line, must stay without a table: UTF-8 file names pass through only
-  // then.
+  // The C locale's charset, in the last line, must stay without a table: UTF-8 file
+  // names pass through only then.
   std::istringstream rows(
       "ISO88591 ISO-8859-1 latin1 l1 819\nISO88592 912\nISO88593 913\nISO88594 914\nISO88595 915\n"
       "ISO88598 916 ISO-8859-8-I\nISO88599 920\nISO885915 923\nCP1252 Windows-1252\nCP850 IBM850\n"

@@ -128,8 +128,8 @@ class QueueCheck {
     }
     const auto is_owned = [](const HeadUse& use) { return use.owner != Owner::kNobody; };
     const auto owned = std::count_if(uses_.begin(), uses_.end(), is_owned);
-    // A client killed while claiming a head has counted it without owning it. That costs nothing and does not
-    // last.
+    // A client killed while claiming a head has counted it without owning it. That costs
+    // nothing and does not last.
     if (image_.heads_in_use < owned || image_.heads_in_use > image_.slots) {
       report("head-count", "The header counts {} in use, but {} of {} have an owner.",
              count_of(image_.heads_in_use, "head"), owned, image_.slots);

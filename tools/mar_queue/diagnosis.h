@@ -1,5 +1,5 @@
-// Why a client is answered by the engine, or why not: every cause told apart, in one sentence that says what
-// to do.
+// Why a client is answered by the engine, or why not: every cause told apart, in one
+// sentence that says what to do.
 #pragma once
 
 #include <optional>

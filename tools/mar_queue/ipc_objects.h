@@ -33,8 +33,8 @@ std::optional<IpcObject> with_key(const std::vector<IpcObject>& objects, key_t k
 // A semaphore's value; -1 if it cannot be read.
 int semaphore_value(int set, int number);
 
-// The process that last changed a semaphore: 0 if it is not of this process namespace, -1 if it cannot be
-// read.
+// The process that last changed a semaphore: 0 if it is not of this process namespace,
+// -1 if it cannot be read.
 pid_t semaphore_process(int set, int number);
 
 }  // namespace mar::queue_tool

@@ -128,8 +128,8 @@ std::string text_report(const Findings& findings) {
   return report;
 }
 
-// Examines the queue once and prints one report. Returns the exit status, or -1 if the report cannot be
-// written.
+// Examines the queue once and prints one report. Returns the exit status, or -1 if the
+// report cannot be written.
 int report(const Arguments& arguments) {
   const Snapshot snapshot = take_snapshot(arguments.name);
   std::optional<CheckResult> checked;

@@ -1,5 +1,5 @@
-// What `reap` can repair. It is decided here alone: `reap` carries out the plan, and `status` promises
-// nothing else.
+// What `reap` can repair. It is decided here alone: `reap` carries out the plan, and
+// `status` promises nothing else.
 #pragma once
 
 #include <cstdint>

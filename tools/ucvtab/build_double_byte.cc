@@ -1,5 +1,5 @@
-// Kinds 2 and 4: one row of 256 characters for the single bytes and one for each lead byte, and pages of 256
-// codes.
+// Kinds 2 and 4: one row of 256 characters for the single bytes and one for each lead
+// byte, and pages of 256 codes.
 #include "charset/table_layout.h"
 #include "tools/ucvtab/table_writer.h"
 

@@ -60,8 +60,8 @@ void cut_into_ranges(Direction& direction, const std::vector<uint16_t>& values, 
   add_list(direction, values, list_start, kKeys);
 }
 
-// The lists have no count. A walk ends at a start of 0xFFFF, and from Unicode at any range that reaches
-// 0xFFFF.
+// The lists have no count. A walk ends at a start of 0xFFFF, and from Unicode at any
+// range that reaches 0xFFFF.
 void add_stop(Direction& direction) {
   if (direction.ranges.empty() || direction.ranges.back().end < 0xFFFF) {
     add_range(direction, 0xFFFF, 0xFFFF, kArithmeticRange, kUnmapped);

@@ -28,8 +28,8 @@ ExitCode run_dump(const std::string& table);
 ExitCode run_info(const std::vector<std::string>& tables);
 ExitCode run_check(const std::vector<std::string>& tables);
 
-// Each operand is a table file, "text:FILE", "iconv:NAME" or "icu:NAME". One at least must be a table or a
-// text.
+// Each operand is a table file, "text:FILE", "iconv:NAME" or "icu:NAME". One at least
+// must be a table or a text.
 ExitCode run_diff(const std::string& left, const std::string& right);
 
 struct VerifyOptions {
@@ -44,8 +44,8 @@ ExitCode run_verify(const VerifyOptions& options);
 // `from` and `to` are names as xcs_cs_new takes them. Reads `files` one after the other, or standard input.
 ExitCode run_convert(const std::string& from, const std::string& to, const std::vector<std::string>& files);
 
-// Checks the aliases in `file`. They may lead to the tables beside it, and to the rows of `catalogue` if not
-// empty.
+// Checks the aliases in `file`. They may lead to the tables beside it, and to the rows of
+// `catalogue` if not empty.
 ExitCode run_aliases(const std::string& file, const std::string& catalogue);
 
 }  // namespace mar::ucvtab

@@ -7,8 +7,8 @@
 
 namespace mar::ucvtab {
 
-// Why the source and the product's converters answer differently, in the order in which the reasons are
-// tried.
+// Why the source and the product's converters answer differently, in the order in
+// which the reasons are tried.
 enum class Rule {
   kNone,
   kFixed,          // ASCII bytes, or the invariant EBCDIC set, never reach the table

@@ -32,8 +32,8 @@ inline bool may_be_table(const std::filesystem::directory_entry& file) {
 // Reverses the bytes of every number in a table. `is_host_order` tells what they are before.
 void swap_byte_order(Bytes& image, Kind kind, bool is_host_order);
 
-// The stamp that `file` should have: the first bytes of its SHA-256 sum, with the stamp itself taken as
-// zeros.
+// The stamp that `file` should have: the first bytes of its SHA-256 sum, with the
+// stamp itself taken as zeros.
 Bytes stamp_of(Bytes file);
 
 class TableImage {

@@ -48,8 +48,8 @@ class Verifier {
   }
 
  private:
-  // In mixed EBCDIC the shifts are no characters, and what text with them becomes does not depend on the
-  // table.
+  // In mixed EBCDIC the shifts are no characters, and what text with them becomes does
+  // not depend on the table.
   [[nodiscard]] bool is_shift(uint32_t value) const {
     return kind_ == kEbcdicMixed && (value == kShiftOut || value == kShiftIn);
   }
