@@ -7,9 +7,12 @@
 #include <memory>
 #include <string>
 
+#include "contract/byte_order.h"
 #include "contract/message.h"
+#include "engine_client/call.h"
 #include "engine_client/exchange.h"
 #include "engine_client/type_table.h"
+#include "ipc/cause.h"
 #include "ipc/command_log.h"
 #include "log/engine_log.h"
 
@@ -36,6 +39,14 @@ struct Command {
   void (*after_exchange)(const char* log_name);  // may be null
 };
 
+// The engine's verdict, and where it is no success the cause.
+int32_t judge(const CmdRecord& row, const uint8_t* reply) {
+  const int32_t result = row.read != nullptr ? row.read(0, reply) : MAR_OK;
+  const bool marked = row.read == nullptr || get_be32(reply) == kReplyMarker;
+  note_cause(!marked ? MAR_CAUSE_WRONG_MARKER : result == MAR_OK ? MAR_CAUSE_NONE : MAR_CAUSE_ENGINE_SAID);
+  return result;
+}
+
 int32_t exchange_and_judge(const Command& command, const CmdRecord& row, uint8_t* request, uint8_t* reply) {
   const auto own_pid = static_cast<uint32_t>(getpid());
   pid.store(own_pid, std::memory_order_relaxed);
@@ -46,6 +57,7 @@ int32_t exchange_and_judge(const Command& command, const CmdRecord& row, uint8_t
     // As a text: the log's "%d" takes an int, and the total may be larger than that.
     ZARNLog(kBackend, kErrorLevel, "%s: Command is too big [%s] to write to msg buffer!\n", command.log_name,
             std::to_string(total).c_str());
+    note_cause(MAR_CAUSE_REQUEST_TOO_LONG);
     return MAR_REQUEST_TOO_LARGE;
   }
   if (command.payload_size_bytes > 0)
@@ -55,17 +67,19 @@ int32_t exchange_and_judge(const Command& command, const CmdRecord& row, uint8_t
   const int32_t exchanged = zarn_send_and_rcv(request, static_cast<int>(total), reply);
   if (exchanged != MAR_OK) return exchanged;
   if (command.after_exchange != nullptr) command.after_exchange(command.log_name);
-  return row.read != nullptr ? row.read(0, reply) : exchanged;
+  return judge(row, reply);
 }
 
 int32_t allocate_and_send(const Command& command) {
   const Block request = zeroed_block();
   if (request == nullptr) {
+    note_cause(MAR_CAUSE_NO_MEMORY);
     ZARNLog(kBackend, kCommandLevel, "%s: calloc for msg failed!\n", command.log_name);
     return MAR_ENGINE_NOT_RUNNING;
   }
   const Block reply = zeroed_block();
   if (reply == nullptr) {
+    note_cause(MAR_CAUSE_NO_MEMORY);
     ZARNLog(kBackend, kCommandLevel, "%s: calloc for msg_from failed!\n", command.log_name);
     return MAR_ENGINE_NOT_RUNNING;
   }
@@ -78,6 +92,8 @@ int32_t allocate_and_send(const Command& command) {
 }
 
 int32_t run(const Command& command) {
+  const Call call;
+  if (call.is_nested()) return MAR_EXCHANGE_FAILED;
   ZARNLog(kBackend, kCommandLevel, "%s: %s", command.log_name, kEntryBanner);
   const int32_t result = allocate_and_send(command);
   ZARNLog(kBackend, kCommandLevel, "%s: %s Return code: %d", command.log_name, kCompletedBanner, result);

@@ -1,15 +1,16 @@
 #include "engine_client/commands.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
-#include <thread>
 
 #include "contract/message.h"
 #include "contract/payloads.h"
 #include "engine_client/api_worker.h"
+#include "engine_client/call.h"
+#include "ipc/cause.h"
 #include "ipc/command_log.h"
 #include "log/engine_log.h"
+#include "util/deadline.h"
 
 using namespace mar;
 
@@ -24,7 +25,7 @@ int32_t send(const char* log_name, uint32_t code, const Payload& payload) {
 
 // The engine removes its queue after this answer. A caller that came back at once would still find it.
 void let_engine_stop(const char* log_name) {
-  std::this_thread::sleep_for(std::chrono::seconds(1));
+  pause_call(1000);
   ZARNLog(kBackend, kCommandLevel, "%s: Connecting to the engine through the libarm channel", log_name);
 }
 
@@ -80,6 +81,9 @@ int32_t mar_request_data_upload(uint32_t request_id, int32_t policy_id, uint32_t
                                 TIdentifierBlock block_2, TIdentifierBlock block_3) {
   constexpr char kLogName[] = "mar_request_data_upload()";
   if (policy_id < 1) {
+    const mar::Call call;
+    if (call.is_nested()) return MAR_EXCHANGE_FAILED;
+    mar::note_cause(MAR_CAUSE_BAD_ARGUMENT);
     ZARNLog(kBackend, mar::kErrorLevel, "%s: Policy ID is invalid [%d] must be > 0\n", kLogName, policy_id);
     return MAR_INVALID_POLICY_ID;
   }

@@ -5,7 +5,8 @@
  *   -1    the exchange failed although the engine runs
  *   -2    the engine does not run, or no memory
  *   -27   the answer has no marker
- * A call may block for as long as the engine lives without answering. The answer to a call that failed,
+ * A call may block for as long as the engine lives without answering, unless mar_set_deadline() limits it
+ * (engine_client/connection.h, which also tells the cause of a failure). The answer to a call that failed,
  * should it come later, is never returned by another call. */
 #pragma once
 

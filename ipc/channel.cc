@@ -1,32 +1,45 @@
 #include "ipc/channel.h"
 
+#include <pthread.h>
+
 #include "contract/names.h"
+#include "ipc/cause.h"
+
+constinit CIPCQueue<TCLIMessage>* pcmd_channel = nullptr;
+constinit long cmd_channel_key = kInvalidChannelKey;
+constinit _TIPCIdentifier ipc_user_id = {};
+constinit CkesBuffer* prdbuff = nullptr;
 
 namespace {
 
-constinit mar::CommandChannel process_channel;
+constinit mar::CommandChannel process_channel({pcmd_channel, cmd_channel_key, ipc_user_id, prdbuff});
+
+// The thread that opened the channel. A child forked by another one inherits the channel but not that thread,
+// so nobody would ever close it.
+constinit pthread_t opener{};
+
+void forget_in_child() {
+  if (pcmd_channel != nullptr && pthread_equal(opener, pthread_self()) == 0) process_channel.abandon();
+}
+
+[[maybe_unused]] const int fork_handler = pthread_atfork(nullptr, nullptr, forget_in_child);
 
 }  // namespace
 
-constinit CIPCQueue<TCLIMessage>*& pcmd_channel = process_channel.queue;
-constinit long& cmd_channel_key = process_channel.key;
-constinit _TIPCIdentifier& ipc_user_id = process_channel.user;
-constinit CkesBuffer*& prdbuff = process_channel.answer;
+int EngineIsRunning() {
+  CIPCQueue<TCLIMessage> queue(CLI_IPC_NAME, false);
+  if (queue.CreatorAlive()) return 1;
+  mar::note_unreachable(queue);
+  return 0;
+}
 
-int EngineIsRunning() { return CIPCQueue<TCLIMessage>(CLI_IPC_NAME, false).CreatorAlive() ? 1 : 0; }
-
-int zarn_ipc_openx() { return process_channel.open(); }
+int zarn_ipc_openx() {
+  opener = pthread_self();
+  return process_channel.open();
+}
 
 long zarn_ipc_writex(TCLIMessage& message) { return process_channel.write(message); }
 
 long zarn_ipc_readx() { return process_channel.read(); }
 
 long zarn_ipc_closex() { return process_channel.close(); }
-
-namespace mar {
-
-bool answer_may_come() { return process_channel.answer_may_come(); }
-
-void abandon_channel() { process_channel.abandon(); }
-
-}  // namespace mar

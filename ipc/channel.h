@@ -1,4 +1,4 @@
-// The client's one connection to the engine: open, write one record, read one answer (gathered from however
+// The process's own channel to the engine: open, write one record, read one answer (gathered from however
 // many records the engine sends), close. One command in flight per process: the caller serialises, and the
 // answer is read by the thread that opened.
 //
@@ -12,13 +12,14 @@
 
 extern "C" {
 
-// Valid between open and close; owned by the channel. Each names a member of the process's channel.
-extern CIPCQueue<TCLIMessage>*& pcmd_channel;
-extern long& cmd_channel_key;         // key of the engine's head, or kInvalidChannelKey
-extern _TIPCIdentifier& ipc_user_id;  // this client, the sender of its records and the owner of its head
-extern CkesBuffer*& prdbuff;          // the last answer
+// The parts of the process's channel, valid between open and close; see mar::ChannelParts.
+extern CIPCQueue<TCLIMessage>* pcmd_channel;
+extern long cmd_channel_key;
+extern _TIPCIdentifier ipc_user_id;
+extern CkesBuffer* prdbuff;
 
-// 1 when the engine's command queue opens and its creator lives, else 0. Exchanges no message.
+// 1 when the engine's command queue opens and its creator lives, else 0, with the cause noted (ipc/cause.h).
+// Exchanges no message.
 int EngineIsRunning();
 
 // Opens the engine's command queue. Returns 0, or
@@ -41,17 +42,3 @@ long zarn_ipc_readx();
 // Releases all of the above. Returns 0, or ZARN_GENERIC_ERROR when nothing is open.
 long zarn_ipc_closex();
 }
-
-namespace mar {
-
-// Whether an answer to an earlier request of the calling thread's identity {process, thread} may still come:
-// its read or its write failed, or it was never read. Drops what has come. Remembers the last 64 such
-// identities of the process, a thread number that comes back included. An answer is no longer expected once
-// another engine runs. The rest of a long answer does not count: zarn_ipc_readx() knows its records by their
-// kind and passes over them.
-bool answer_may_come();
-
-// For a forked child whose parent was in the middle of an exchange: forgets the channel without closing it.
-void abandon_channel();
-
-}  // namespace mar

@@ -1,10 +1,11 @@
 #include "ipc/command_channel.h"
 
+#include <atomic>
 #include <new>
-#include <utility>
 
 #include "contract/engine_config.h"
 #include "contract/names.h"
+#include "ipc/cause.h"
 #include "ipc/command_log.h"
 #include "ipc/naming.h"
 #include "ipc/shared_field.h"
@@ -38,71 +39,70 @@ void log_kind(uint32_t kind) {
   }
 }
 
-}  // namespace
-
-// What was asked and not read to its end may be answered later.
-void CommandChannel::release() {
-  if (queue != nullptr && !pending_.complete()) owed_.remember(user, queue->CreationId(), pending_);
-  pending_ = {};
-  failed_ = false;
-  rest_first_ = false;
-  delete queue;
-  queue = nullptr;
-  delete answer;
-  answer = nullptr;
-  key = kInvalidChannelKey;
-}
-
-void CommandChannel::abandon() {
-  queue = nullptr;
-  answer = nullptr;
-  key = kInvalidChannelKey;
-  pending_ = {};
-  failed_ = false;
-  rest_first_ = false;
-}
+// Whether the process has queued a request. Without one, no head holds an answer to it.
+constinit std::atomic<bool> process_has_asked = false;
 
 // Frees what the head of `owner` holds. No request that is yet to be queued has asked for it, and other users
 // need the slots.
-void CommandChannel::drop_leftovers(CIPCQueue<TCLIMessage>& from, _TIPCIdentifier owner,
-                                    const char* log_name) {
-  AnswerProgress* const debt = owed_.find(owner, from.CreationId());
+//   due  the answers that the owner may still get, of which those that are dropped are ticked off
+void drop_records(CIPCQueue<TCLIMessage>& queue, _TIPCIdentifier owner, AnswerProgress& due,
+                  const char* log_name) {
   int dropped = 0;
-  from.EmptyHeadOf(owner, [&](const TCLIMessage& record) {
-    const uint32_t kind = load_shared(record.kind);
-    AnswerProgress& due = debt != nullptr && !debt->complete() ? *debt : pending_;
-    due.note_record(kind);
+  queue.EmptyHeadOf(owner, [&](const TCLIMessage& record) {
+    due.note_record(load_shared(record.kind));
     ++dropped;
   });
-  owed_.forget_complete();
-  rest_first_ = rest_first_ && pending_.long_answer;
-  if (dropped > 0) {
-    ZARNLog(kBackend, kExchangeLevel, "%s: records of earlier answers dropped, count = %d", log_name,
-            dropped);
-  }
+  if (dropped == 0) return;
+  ZARNLog(kBackend, kExchangeLevel, "%s: records of earlier answers dropped, count = %d", log_name, dropped);
 }
 
-bool CommandChannel::answer_may_come() {
-  if (owed_.empty()) return false;
+}  // namespace
+
+bool answer_may_come() {
   const _TIPCIdentifier caller = GetIpcIdentifier(GetProcessID());
-  if (!owed_.owed(caller)) return false;
+  if (!owed_answers().owed(caller)) return false;
   CIPCQueue<TCLIMessage> now(CLI_IPC_NAME, false);
-  // A queue that is closing or dead fails the exchange anyway.
-  if (!now.CreatorAlive() || owed_.find(caller, now.CreationId()) == nullptr) return false;
-  drop_leftovers(now, caller, kOpen);
-  const AnswerProgress* const debt = owed_.find(caller, now.CreationId());
-  return debt != nullptr && debt->missing > (debt->long_answer ? 1 : 0);
+  if (!now.CreatorAlive()) return false;  // a queue that is closing or dead fails the exchange anyway
+  AnswerProgress due = owed_answers().take(caller, now.CreationId());
+  if (due.complete()) return false;
+  drop_records(now, caller, due, kOpen);
+  owed_answers().remember(caller, now.CreationId(), due);
+  return due.missing > (due.long_answer ? 1 : 0);
+}
+
+void CommandChannel::release() {
+  // What was asked and not read to its end may be answered later.
+  if (parts_.queue != nullptr)
+    owed_answers().remember(parts_.user, parts_.queue->CreationId(), session_.pending);
+  delete parts_.queue;
+  delete parts_.answer;
+  abandon();
+}
+
+void CommandChannel::abandon() {
+  parts_.queue = nullptr;
+  parts_.answer = nullptr;
+  parts_.key = kInvalidChannelKey;
+  session_ = {};
+}
+
+void CommandChannel::drop_leftovers(const char* log_name) {
+  drop_records(*parts_.queue, parts_.user, session_.pending, log_name);
+  session_.rest_first = session_.rest_first && session_.pending.long_answer;
 }
 
 int CommandChannel::open() {
   ZARNLog(kBackend, kExchangeLevel, "%s: %s", kOpen, kEntryBanner);
   int rc = 0;
   release();  // what an earlier open that failed has left
+  CIPCQueue<TCLIMessage>*& queue = parts_.queue;
   queue = new (std::nothrow) CIPCQueue<TCLIMessage>(CLI_IPC_NAME, false);
   if (queue == nullptr || !queue->IsInitialized()) {
+    if (queue != nullptr) note_unreachable(*queue);
     rc = static_cast<int>(QUEUE_NOT_INIT);
     ZARNLog(kBackend, kExchangeLevel, "%s: Error: queue not initialized. Return code rc = %d", kOpen, rc);
   } else if (!queue->CreatorAlive()) {
+    note_unreachable(*queue);
     ZARNLog(kBackend, kExchangeLevel, "%s: Error: engine not running", kOpen);
     return static_cast<int>(EU_ERR_ENG_NOT_RUNNING);
   } else {
@@ -116,42 +116,43 @@ int CommandChannel::open() {
 // the caller, and a write to kInvalidChannelKey fails.
 int CommandChannel::enter() {
   int rc = 0;
-  bool left_over = false;
-  const _TIPCIdentifier caller = GetIpcIdentifier(GetProcessID());
-  const long err = queue->OpenChannel(ZARNENGINE_ID, key, asked_ ? &caller : nullptr, left_over);
+  const long err = parts_.queue->OpenChannel(ZARNENGINE_ID, &parts_.key);
   ZARNLog(kBackend, kExchangeLevel, "%s: opening the channel\n\tchannel key = %d", kOpen,
-          static_cast<int>(key));
+          static_cast<int>(parts_.key));
   if (err != 0) {
     ZARNLog(kBackend, kExchangeLevel, "%s: Error: open channel failed. Return code err = %d", kOpen,
             static_cast<int>(err));
+    note_queue_code(err, MAR_CAUSE_NO_HEAD);
     rc = static_cast<int>(EU_ERR_OPEN_CHANNEL_FAILED);
   }
-  user = caller;
+  parts_.user = GetIpcIdentifier(GetProcessID());
   ZARNLog(kBackend, kExchangeLevel, "%s: ipc identifier returned  ipc_user_id = [%d , %d]", kOpen,
-          static_cast<int>(user.thread_id), static_cast<int>(user.process_id));
-  if (left_over) drop_leftovers(*queue, user, kOpen);
-  if (AnswerProgress* const debt = owed_.find(user, queue->CreationId())) {
-    pending_ = std::exchange(*debt, {});
-    rest_first_ = pending_.long_answer;
-    owed_.forget_complete();
-  }
-  answer = new (std::nothrow) CkesBuffer;
-  return answer == nullptr ? ZARN_GENERIC_ERROR : rc;
+          static_cast<int>(parts_.user.thread_id), static_cast<int>(parts_.user.process_id));
+  session_.pending = owed_answers().take(parts_.user, parts_.queue->CreationId());
+  session_.rest_first = session_.pending.long_answer;
+  if (process_has_asked && parts_.queue->HoldsMessageFor(parts_.user)) drop_leftovers(kOpen);
+  parts_.answer = new (std::nothrow) CkesBuffer;
+  if (parts_.answer != nullptr) return rc;
+  note_cause(MAR_CAUSE_NO_MEMORY);
+  return ZARN_GENERIC_ERROR;
 }
 
 long CommandChannel::write(const TCLIMessage& message) {
   ZARNLog(kBackend, kExchangeLevel, "%s:%s", kWrite, kEntryBanner);
   long rc = ZARN_GENERIC_ERROR;
-  if (queue != nullptr) {
-    if (failed_) drop_leftovers(*queue, user, kWrite);
-    rc = queue->KeyPut(key, message);
+  if (CIPCQueue<TCLIMessage>* const queue = parts_.queue) {
+    // An answer that comes twice may have come since the last request.
+    if (session_.failed || (session_.used && queue->HoldsMessageFor(parts_.user))) drop_leftovers(kWrite);
+    rc = queue->KeyPut(parts_.key, message);
     if (queue->LastMoved()) {  // also when the engine could not be woken or the lock not released
-      asked_ = true;
-      ++pending_.missing;
+      process_has_asked = true;
+      session_.used = true;
+      ++session_.pending.missing;
     }
-    failed_ = failed_ || rc != 0;
+    session_.failed = session_.failed || rc != 0;
   }
   if (rc != 0) {
+    note_queue_code(rc, MAR_CAUSE_QUEUE_FULL);
     ZARNLog(kBackend, kExchangeLevel, "%s: Error: invalid write operation. Return code rc = %d", kWrite,
             static_cast<int>(rc));
   }
@@ -164,14 +165,15 @@ long CommandChannel::write(const TCLIMessage& message) {
 // have taken its record all the same.
 long CommandChannel::get(TCLIMessage& record) {
   for (;;) {
-    const long rc = queue->Get(user, record);
-    if (!queue->LastMoved()) return rc;
+    const long rc = parts_.queue->Get(parts_.user, record);
+    if (rc != 0) note_queue_code(rc, MAR_CAUSE_NO_HEAD);
+    if (!parts_.queue->LastMoved()) return rc;
     // Records of the rest are middle or end records. Any other kind begins the next answer: the engine gave
     // up the earlier one.
-    const bool of_rest = rest_first_ && (record.kind == CLI_APPEND || record.kind == CLI_END);
-    if (rest_first_ && !of_rest) pending_.note_record(CLI_END);
-    rest_first_ = of_rest && record.kind == CLI_APPEND;
-    pending_.note_record(record.kind);
+    const bool of_rest = session_.rest_first && (record.kind == CLI_APPEND || record.kind == CLI_END);
+    if (session_.rest_first && !of_rest) session_.pending.note_record(CLI_END);
+    session_.rest_first = of_rest && record.kind == CLI_APPEND;
+    session_.pending.note_record(record.kind);
     if (!of_rest || rc != 0) return rc;
   }
 }
@@ -179,7 +181,9 @@ long CommandChannel::get(TCLIMessage& record) {
 // Adds what a record carries to the answer. False if it does not fit into a buffer, or into memory.
 bool CommandChannel::append(const TCLIMessage& record) {
   const int length = usable_length(record);
-  return length == 0 || answer->Append(record.data, length);
+  if (length == 0 || parts_.answer->Append(record.data, length)) return true;
+  note_cause(MAR_CAUSE_ANSWER_TOO_LONG);
+  return false;
 }
 
 // Reads the records that follow the header of a long answer, up to its end record.
@@ -202,7 +206,7 @@ long CommandChannel::read_rest(TCLIMessage& record) {
 
 long CommandChannel::read_answer() {
   TCLIMessage record;
-  const bool open = queue != nullptr && answer != nullptr;
+  const bool open = parts_.queue != nullptr && parts_.answer != nullptr;
   const long rc = open ? get(record) : ZARN_GENERIC_ERROR;
   if (rc != 0) {
     ZARNLog(kBackend, kExchangeLevel, "%s: Error: Reading IPC message. Return code rc = %d", kRead,
@@ -211,7 +215,10 @@ long CommandChannel::read_answer() {
   }
   // A record without data leaves the buffer as it is.
   const int length = usable_length(record);
-  if (!answer->Set(record.data, length) && length > 0) return ZARN_GENERIC_ERROR;
+  if (!parts_.answer->Set(record.data, length) && length > 0) {
+    note_cause(MAR_CAUSE_NO_MEMORY);
+    return ZARN_GENERIC_ERROR;
+  }
   if (record.kind == CLI_HEADER) return read_rest(record);
   log_kind(record.kind);
   return 0;
@@ -220,9 +227,9 @@ long CommandChannel::read_answer() {
 long CommandChannel::read() {
   ZARNLog(kBackend, kExchangeLevel, "%s: %s", kRead, kEntryBanner);
   const long rc = read_answer();
-  if (rc != 0 && queue != nullptr) {
-    failed_ = true;
-    drop_leftovers(*queue, user, kRead);
+  if (rc != 0 && parts_.queue != nullptr) {
+    session_.failed = true;
+    drop_leftovers(kRead);
   }
   ZARNLog(kBackend, kExchangeLevel, "%s: %s Return code rc = %d", kRead, kCompletedBanner,
           static_cast<int>(rc));
@@ -232,7 +239,7 @@ long CommandChannel::read() {
 long CommandChannel::close() {
   ZARNLog(kBackend, kExchangeLevel, "%s: %s", kClose, kEntryBanner);
   long rc = 0;
-  if (queue == nullptr) {
+  if (parts_.queue == nullptr) {
     rc = ZARN_GENERIC_ERROR;
     ZARNLog(kBackend, kExchangeLevel, "%s: Error: invalid pointer pcmd_channel. Return code rc = %d", kClose,
             static_cast<int>(rc));

@@ -1,6 +1,5 @@
-// A client's connection to the engine: its state, and the operations of the channel functions. One
-// command at a time. No lock: the owner serialises its calls (the exchange holds pMutex). ipc/channel.h is
-// the front of the process's one channel.
+// A client's connection to the engine: its state, and the operations of the channel functions. One command at
+// a time, from one thread; no lock. ipc/channel.h is the front of the process's own channel.
 #pragma once
 
 #include "contract/message.h"
@@ -13,41 +12,59 @@ inline constexpr long kInvalidChannelKey = -2;
 
 namespace mar {
 
+// What an open channel consists of. The channel owns queue and answer, which are null while it is closed.
+struct ChannelParts {
+  CIPCQueue<TCLIMessage>*& queue;
+  long& key;              // of the engine's head, or kInvalidChannelKey
+  _TIPCIdentifier& user;  // the sender of the records and the owner of the head that gets the answers
+  CkesBuffer*& answer;    // the last one
+};
+
 class CommandChannel {
  public:
+  // `parts` refers to variables that outlive the channel.
+  constexpr explicit CommandChannel(const ChannelParts& parts) : parts_(parts) {}
+
   // The channel functions zarn_ipc_openx, zarn_ipc_writex, zarn_ipc_readx and zarn_ipc_closex; see there.
   int open();
   long write(const TCLIMessage& message);
   long read();
   long close();
 
-  // See ipc/channel.h.
-  bool answer_may_come();
+  // Whether the last write queued its message; it may have failed all the same.
+  bool queued() const { return parts_.queue != nullptr && parts_.queue->LastMoved(); }
 
-  // Lets go of everything without touching it: in a forked child it belongs to a thread of the parent.
+  // Closes without a line in the log.
+  void release();
+
+  // Lets go of everything without touching it: in a forked child it belongs to the parent.
   void abandon();
 
-  // Valid between open and close; owned by the channel.
-  CIPCQueue<TCLIMessage>* queue = nullptr;
-  long key = kInvalidChannelKey;
-  _TIPCIdentifier user = {};
-  CkesBuffer* answer = nullptr;
-
  private:
+  // What has happened since the channel was opened.
+  struct Session {
+    AnswerProgress pending;   // the answers still to be read
+    bool rest_first = false;  // the first of them is the rest of an earlier long answer
+    bool used = false;        // a request was queued
+    bool failed = false;      // a request or its answer failed
+  };
+
   int enter();
-  void release();
-  void drop_leftovers(CIPCQueue<TCLIMessage>& from, _TIPCIdentifier owner, const char* log_name);
+  void drop_leftovers(const char* log_name);
   long get(TCLIMessage& record);
   bool append(const TCLIMessage& record);
   long read_answer();
   long read_rest(TCLIMessage& record);
 
-  // Whether this channel has ever queued a request: without one, nothing can be left over.
-  bool asked_ = false;
-  bool failed_ = false;      // since it was opened, a request or its answer failed
-  AnswerProgress pending_;   // the answers still to be read from it
-  bool rest_first_ = false;  // the first of them is the rest of an earlier long answer
-  OwedAnswers owed_;         // the answers that earlier uses of the channel did not wait for
+  ChannelParts parts_;
+  Session session_;
 };
+
+// Whether an answer to an earlier request of the calling thread's identity {process, thread} may still come:
+// its read or its write failed, or it was never read. Drops what has come. The process remembers the last 64
+// such identities, a thread number that comes back included. An answer is no longer expected once another
+// engine runs. The rest of a long answer does not count: read() knows its records by their kind and passes
+// over them.
+bool answer_may_come();
 
 }  // namespace mar

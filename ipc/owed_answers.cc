@@ -1,5 +1,7 @@
 #include "ipc/owed_answers.h"
 
+#include <pthread.h>
+
 #include <algorithm>
 
 #include "contract/message.h"
@@ -16,31 +18,48 @@ void AnswerProgress::note_record(uint32_t kind) {
 }
 
 void OwedAnswers::remember(_TIPCIdentifier owner, int engine, AnswerProgress progress) {
-  if (AnswerProgress* const known = find(owner, engine)) {
-    known->missing += progress.missing;
-    known->long_answer = known->long_answer || progress.long_answer;
-    return;
-  }
-  if (count_ == kLimit) std::move(debts_ + 1, debts_ + count_--, debts_);
-  debts_[count_++] = {owner, engine, progress};
+  if (progress.complete()) return;
+  const AnswerProgress earlier = take(owner, engine);
+  progress.missing += earlier.missing;
+  progress.long_answer = progress.long_answer || earlier.long_answer;
+  const StaticMutexHold hold(mutex_);
+  size_t count = count_;
+  if (count == kLimit) std::move(debts_ + 1, debts_ + count--, debts_);
+  debts_[count] = {owner, engine, progress};
+  count_ = count + 1;
 }
 
-bool OwedAnswers::owed(_TIPCIdentifier owner) const {
+AnswerProgress OwedAnswers::take(_TIPCIdentifier owner, int engine) {
+  if (count_ == 0) return {};
+  const StaticMutexHold hold(mutex_);
+  Debt* const end = debts_ + count_;
+  Debt* const found = std::find_if(debts_, end, [&](const Debt& debt) {
+    return debt.engine == engine && CIPCUtils::sameIPCIdentifiers(debt.owner, owner);
+  });
+  if (found == end) return {};
+  const AnswerProgress progress = found->progress;
+  std::move(found + 1, end, found);
+  --count_;
+  return progress;
+}
+
+bool OwedAnswers::owed(_TIPCIdentifier owner) {
+  if (count_ == 0) return false;
+  const StaticMutexHold hold(mutex_);
   return std::any_of(debts_, debts_ + count_,
                      [&](const Debt& debt) { return CIPCUtils::sameIPCIdentifiers(debt.owner, owner); });
 }
 
-AnswerProgress* OwedAnswers::find(_TIPCIdentifier owner, int engine) {
-  Debt* const found = std::find_if(debts_, debts_ + count_, [&](const Debt& debt) {
-    return debt.engine == engine && CIPCUtils::sameIPCIdentifiers(debt.owner, owner);
-  });
-  return found == debts_ + count_ ? nullptr : &found->progress;
-}
+namespace {
 
-void OwedAnswers::forget_complete() {
-  Debt* const end =
-      std::remove_if(debts_, debts_ + count_, [](const Debt& debt) { return debt.progress.complete(); });
-  count_ = static_cast<size_t>(end - debts_);
-}
+constinit OwedAnswers process_answers;
+
+}  // namespace
+
+OwedAnswers& owed_answers() { return process_answers; }
+
+void OwedAnswers::lock_for_fork() { process_answers.mutex_.lock(); }
+void OwedAnswers::unlock_after_fork() { process_answers.mutex_.unlock(); }
+void OwedAnswers::hold_during_fork() { pthread_atfork(lock_for_fork, unlock_after_fork, unlock_after_fork); }
 
 }  // namespace mar

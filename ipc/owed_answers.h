@@ -3,10 +3,13 @@
 // same identity.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
 #include "contract/identity.h"
+#include "runtime/fork_order.h"
+#include "runtime/static_mutex.h"
 
 namespace mar {
 
@@ -21,24 +24,20 @@ struct AnswerProgress {
 };
 
 // The identities of this process to which answers are owed, by the engine that owes them: another engine does
-// not answer what was asked of this one. Remembers the last kLimit of them. No lock: the channel's owner
-// serialises.
+// not answer what was asked of this one. Remembers the last kLimit of them. Any thread may call; what is owed
+// to an identity is taken and remembered by that thread alone.
 class OwedAnswers {
  public:
   static constexpr size_t kLimit = 64;
 
+  // Adds to what `engine` owes `owner`. Nothing happens if `progress` is complete.
   void remember(_TIPCIdentifier owner, int engine, AnswerProgress progress);
 
-  bool empty() const { return count_ == 0; }
+  // Forgets what `engine` owes `owner`, and returns it.
+  AnswerProgress take(_TIPCIdentifier owner, int engine);
 
-  // Whether any engine owes `owner` an answer.
-  bool owed(_TIPCIdentifier owner) const;
-
-  // What `engine` owes `owner`, or null. Valid until the next call of remember() or forget_complete().
-  AnswerProgress* find(_TIPCIdentifier owner, int engine);
-
-  // Ends the debts whose answers have come.
-  void forget_complete();
+  // Whether any engine owes `owner` an answer. Takes no lock as long as nothing is owed to anybody.
+  bool owed(_TIPCIdentifier owner);
 
  private:
   struct Debt {
@@ -47,8 +46,16 @@ class OwedAnswers {
     AnswerProgress progress;
   };
 
-  Debt debts_[kLimit] = {};  // the oldest first
-  size_t count_ = 0;
+  // A fork waits for the thread that holds the mutex, so the child finds it free.
+  static void lock_for_fork() MAR_UNCHECKED;
+  static void unlock_after_fork() MAR_UNCHECKED;
+  [[gnu::constructor(kForkInnermost)]] static void hold_during_fork();
+
+  StaticMutex mutex_;
+  Debt debts_[kLimit] MAR_GUARDED_BY(mutex_) = {};  // the oldest first
+  std::atomic<size_t> count_ = 0;                   // written with the mutex held
 };
+
+OwedAnswers& owed_answers();  // the process's
 
 }  // namespace mar

@@ -2,10 +2,16 @@
 // unlock, then record on the error stack what failed.
 #include "ipc/queue_core.h"
 
+#include <pthread.h>
+
+#include <algorithm>
+#include <cerrno>
+
 #include "ipc/naming.h"
 #include "ipc/shared_field.h"
 #include "log/trace.h"
 #include "runtime/error_manager.h"
+#include "util/deadline.h"
 
 namespace mar {
 
@@ -17,13 +23,21 @@ constexpr char kUnlockLocation[] = "CkesSharedMemory::Unlock()";
 constexpr char kCheckOverflow[] = "CIPCQueue::CheckOverflow()";
 
 // How long a reader sleeps before it looks whether the queue is open and its creator alive.
-constexpr int kWaitSliceMs = 250;
+constexpr int64_t kWaitSliceMs = 250;
+constexpr int64_t kNsPerMs = 1'000'000;
+
+// A slice that ends with the call's deadline, if that comes first.
+int slice_ms(Deadline deadline) {
+  if (!deadline.is_set()) return kWaitSliceMs;
+  return static_cast<int>(std::min(kWaitSliceMs, (deadline.remaining_ns() + kNsPerMs - 1) / kNsPerMs));
+}
 
 }  // namespace
 
 QueueCore::QueueCore(const char* name, bool remove, uint32_t message_size_bytes)
     : VRemove(remove), VLayout{message_size_bytes + sizeof(uint32_t)} {
   trace_ln("%s ENTER, name[%s] remove[%d]\n", kConstructor, name, remove);
+  errno = 0;
   VSharedMemory.emplace(name, remove);
   const long result = VSharedMemory->GetInitResult();
   // A block whose creator has died still opens; its users ask CreatorAlive().
@@ -33,13 +47,22 @@ QueueCore::QueueCore(const char* name, bool remove, uint32_t message_size_bytes)
     VInitialized = VSemaphores.implInitialize(ipc_name, 0) && MapSegment();
     VCreatorSeenAlive = result == 0;
     if (!VInitialized) {
+      VOpenCause = OpenCause(result);
       trace_ln("%s ERROR - VInitialized == 0\n", kConstructor);
       VSharedMemory.reset();
     }
   } else {
+    VOpenCause = OpenCause(result);
+    VOpenError = errno;
     trace_ln("%s - ERROR -VSharedMemory->GetInitResult() = %ld\n", kConstructor, result);
   }
-  if (VInitialized && State() != IPCQUEUE_OPEN) Close();
+  if (VInitialized && State() != IPCQUEUE_OPEN) {
+    const uint32_t state = State();
+    VOpenCause = state == IPCQUEUE_CLOSE     ? MAR_CAUSE_CLOSING
+                 : state == IPCQUEUE_DESTROY ? MAR_CAUSE_DESTROYED
+                                             : MAR_CAUSE_BAD_STATE;
+    Close();
+  }
   trace_ln("%s EXIT, name[%s] remove[%d] VInitialized[%d]\n", kConstructor, name, remove, VInitialized);
 }
 
@@ -57,6 +80,21 @@ bool QueueCore::MapSegment() {
   VHeader = reinterpret_cast<QueueHeader*>(VBase);
   VHeads = reinterpret_cast<_TIPCHeadItem*>(VBase + QueueLayout::kHeadsOffset);
   return true;
+}
+
+// What made the open fail, by the code and errno of the step that failed.
+mar_cause QueueCore::OpenCause(long segment_result) const {
+  const bool absent = errno == ENOENT || errno == ENOTDIR || errno == EIDRM;
+  if (segment_result == IPC_UNAVAILABLE) return absent ? MAR_CAUSE_NO_CONTROL_FILE : MAR_CAUSE_NO_ACCESS;
+  if (errno == EACCES || errno == EPERM) return MAR_CAUSE_NO_PERMISSION;
+  if (!absent) return MAR_CAUSE_KEY_CLASH;  // an object of another size, or a segment that is no queue
+  return segment_result == IPC_OPEN_FAILED ? MAR_CAUSE_NO_QUEUE : MAR_CAUSE_HALF_MADE;
+}
+
+mar_cause QueueCore::AbsenceCause() {
+  if (!VInitialized) return VOpenCause;
+  if (CreatorAlive()) return MAR_CAUSE_NONE;
+  return VSharedMemory->CreatorDied() ? MAR_CAUSE_CREATOR_DEAD : MAR_CAUSE_HALF_MADE;
 }
 
 void QueueCore::Close() {
@@ -100,23 +138,20 @@ long QueueCore::PassOn(long code, const char* location) {
 }
 
 long QueueCore::OpenChannel(_TIPCIdentifier identifier, long* key) {
-  bool left_over = false;
-  return OpenChannel(identifier, *key, nullptr, left_over);
-}
-
-long QueueCore::OpenChannel(_TIPCIdentifier identifier, long& key, const _TIPCIdentifier* reader,
-                            bool& left_over) {
   static constexpr char kLocation[] = "CIPCQueue::OpenChannel()";
   if (const long code = LockFor(kLocation)) return code;
   _TIPCHeadItem* head = nullptr;
   const long code = FindHead(identifier, true, head);
   if (code == 0) {
     store_shared(head->state, HEAD_CHANNEL);
-    key = head - VHeads;
+    *key = head - VHeads;
   }
-  const _TIPCHeadItem* const own = reader == nullptr ? nullptr : FindOwned(*reader);
-  left_over = own != nullptr && load_shared(own->firstItem) != 0;
   return UnlockAndReport({code}, kLocation);
+}
+
+bool QueueCore::HoldsMessageFor(_TIPCIdentifier identifier) const {
+  const _TIPCHeadItem* const head = VInitialized ? FindOwned(identifier) : nullptr;
+  return head != nullptr && load_shared(head->firstItem) != 0;
 }
 
 long QueueCore::SetState(TQueueState state) {
@@ -207,10 +242,12 @@ QueueCore::Outcome QueueCore::WaitUnlocked(uint16_t sem_number) {
 
 // A reader outlives its engine: between slices it looks whether the queue is still open and whether the
 // creator, alive before, has died. What the creator queued in its last moment is still taken; the wait after
-// that one gives up. Returns 0 when there is something to judge with the lock held.
+// that one gives up, as does one whose deadline has passed. A thread can be cancelled between two slices.
+// Returns 0 when there is something to judge with the lock held.
 long QueueCore::WaitForPost(uint16_t sem_number) {
+  const Deadline deadline = call_deadline();
   for (;;) {
-    const QueueSemaphores::WaitEnd end = VSemaphores.implGet_ID(sem_number, kWaitSliceMs);
+    const QueueSemaphores::WaitEnd end = VSemaphores.implGet_ID(sem_number, slice_ms(deadline));
     if (end == QueueSemaphores::WaitEnd::kTaken) return 0;
     if (end == QueueSemaphores::WaitEnd::kFailed) return QUEUE_GET_FAILED;
     // A queue that closed after this reader released the lock, but before it slept, did not post for it.
@@ -218,9 +255,11 @@ long QueueCore::WaitForPost(uint16_t sem_number) {
       VSemaphores.implTryGet_ID(sem_number);
       return 0;
     }
-    if (VSharedMemory->CreatorAlive() || !VCreatorSeenAlive) continue;
+    pthread_testcancel();
+    const bool given_up = deadline.has_passed();
+    if (!given_up && (VSharedMemory->CreatorAlive() || !VCreatorSeenAlive)) continue;
     if (VSemaphores.implTryGet_ID(sem_number) == QueueSemaphores::WaitEnd::kTaken) return 0;
-    VCreatorSeenAlive = false;
+    if (!given_up) VCreatorSeenAlive = false;
     return QUEUE_GET_FAILED;
   }
 }

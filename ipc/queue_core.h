@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <optional>
 
+#include "contract/causes.h"
 #include "contract/queue_layout.h"
 #include "contract/status.h"
 #include "ipc/queue_semaphores.h"
@@ -24,6 +25,11 @@ class QueueCore {
   // Whether the process that created the segment lives; false when not initialised.
   bool CreatorAlive();
 
+  // Why no client can use the queue: it did not open, or its creator does not live. MAR_CAUSE_NONE if neither
+  // is so. OpenError() is the errno of an open that failed.
+  mar_cause AbsenceCause();
+  int OpenError() const { return VOpenError; }
+
   // Number of heads, and of item slots, N; 0 when not initialised.
   uint16_t Capacity() const { return VCapacity; }
 
@@ -33,10 +39,9 @@ class QueueCore {
   // free.
   [[nodiscard]] long OpenChannel(_TIPCIdentifier identifier, long* key);
 
-  // The same. If `reader` is not null, also looks at that user's head.
-  //   left_over  receives whether the reader has a head and something is queued there
-  [[nodiscard]] long OpenChannel(_TIPCIdentifier identifier, long& key, const _TIPCIdentifier* reader,
-                                 bool& left_over);
+  // Whether `identifier` has a head and something is queued there. A look without the lock: what another
+  // process queues or takes meanwhile may be seen or not. False when not initialised.
+  bool HoldsMessageFor(_TIPCIdentifier identifier) const;
 
   // Whether the last put or get moved its message; it may have failed all the same.
   bool LastMoved() const { return VLastMoved; }
@@ -120,11 +125,16 @@ class QueueCore {
   using SlotSet = std::bitset<kMaxQueueSlots>;
 
   bool MapSegment();
+  mar_cause OpenCause(long segment_result) const;
   void Close();
   static long Report(Outcome outcome,
                      const char* location);  // records a failure that began here or in a helper
   [[nodiscard]] long LockFor(const char* location);
   [[nodiscard]] long UnlockAndReport(Outcome outcome, const char* location);
+
+  // Takes the lock and, if `identifier` has a head, calls `work` on it.
+  template <typename Work>
+  [[nodiscard]] long OnHeadOf(_TIPCIdentifier identifier, const char* location, Work work);
 
   // These are entered with the lock held and release it while they wait. CheckOverflow returns with it held
   // unless it could not be released or taken; the other two return with it held unless they fail.
@@ -158,12 +168,15 @@ class QueueCore {
   long RecoverLocked(SlotSet& chained, int& recovered);
 
   uint32_t State() const;
+  static bool IsOwnedBy(const _TIPCHeadItem& head, _TIPCIdentifier owner);
   uint64_t MessageSize() const { return VLayout.item_size_bytes - sizeof(uint32_t); }
   uint8_t* SlotAt(uint32_t offset) const;
   uint32_t* NextOf(uint8_t* slot) const;
   bool SemNumberOf(const _TIPCHeadItem& head, uint16_t& sem_number) const;
 
   bool VInitialized = false;
+  mar_cause VOpenCause = MAR_CAUSE_NONE;
+  int VOpenError = 0;
   uint16_t VCapacity = 0;
   bool VRemove;
   std::optional<CkesSharedMemory> VSharedMemory;

@@ -21,6 +21,10 @@ void set_owner(_TIPCHeadItem& head, _TIPCIdentifier owner) {
 
 }  // namespace
 
+bool QueueCore::IsOwnedBy(const _TIPCHeadItem& head, _TIPCIdentifier owner) {
+  return CIPCUtils::sameIPCIdentifiers(owner_of(head), owner);
+}
+
 uint32_t QueueCore::State() const { return load_shared(VHeader->queueState); }
 
 // The slot at `offset`, or null if there is none.
@@ -43,8 +47,7 @@ _TIPCHeadItem* QueueCore::FirstHead(Wanted wanted) const {
 }
 
 _TIPCHeadItem* QueueCore::FindOwned(_TIPCIdentifier owner) const {
-  return FirstHead(
-      [&](const _TIPCHeadItem& head) { return CIPCUtils::sameIPCIdentifiers(owner_of(head), owner); });
+  return FirstHead([&](const _TIPCHeadItem& head) { return IsOwnedBy(head, owner); });
 }
 
 // A head without an owner. One with a broken semaphore number is passed over, since no reader could wait on
@@ -52,7 +55,7 @@ _TIPCHeadItem* QueueCore::FindOwned(_TIPCIdentifier owner) const {
 _TIPCHeadItem* QueueCore::FindFree() const {
   uint16_t sem_number = 0;
   return FirstHead([&](const _TIPCHeadItem& head) {
-    return CIPCUtils::sameIPCIdentifiers(owner_of(head), NULL_IPC_ID) && SemNumberOf(head, sem_number);
+    return IsOwnedBy(head, NULL_IPC_ID) && SemNumberOf(head, sem_number);
   });
 }
 

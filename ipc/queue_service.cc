@@ -1,19 +1,16 @@
 // What a queue's owner and its repair tool need besides put and get: taking without waiting, freeing what
 // dead users have left in their heads, ending a reader's wait, and finding lost slots.
-#include "ipc/naming.h"
 #include "ipc/queue_core.h"
 #include "ipc/shared_field.h"
 
 namespace mar {
 
-namespace {
-
-bool is_owned_by(const _TIPCHeadItem& head, _TIPCIdentifier owner) {
-  return CIPCUtils::sameIPCIdentifiers(
-      {load_shared(head.owner.process_id), load_shared(head.owner.thread_id)}, owner);
+template <typename Work>
+long QueueCore::OnHeadOf(_TIPCIdentifier identifier, const char* location, Work work) {
+  if (const long code = LockFor(location)) return code;
+  _TIPCHeadItem* const head = FindOwned(identifier);
+  return UnlockAndReport({head == nullptr ? 0 : work(*head)}, location);
 }
-
-}  // namespace
 
 long QueueCore::TryGetBytes(long key, void* message, bool& taken) {
   static constexpr char kLocation[] = "CIPCQueue::KeyTryGet()";
@@ -39,19 +36,16 @@ long QueueCore::EmptyHead(uint16_t index, _TIPCIdentifier owner, int& freed, boo
   bool done = false;
   if (const long code = LockFor(kLocation)) return code;
   long code = index < VCapacity ? 0 : QUEUE_INVALID_KEY;
-  if (code == 0 && is_owned_by(VHeads[index], owner)) code = EmptyLocked(VHeads[index], freed, done);
+  if (code == 0 && IsOwnedBy(VHeads[index], owner)) code = EmptyLocked(VHeads[index], freed, done);
   if (emptied != nullptr) *emptied = done;
   return UnlockAndReport({code}, kLocation);
 }
 
 long QueueCore::EmptyHeadOfBytes(_TIPCIdentifier identifier, const Visitor& visitor) {
-  static constexpr char kLocation[] = "CIPCQueue::EmptyHeadOf()";
-  if (const long code = LockFor(kLocation)) return code;
   int freed = 0;
   bool emptied = false;
-  _TIPCHeadItem* const head = FindOwned(identifier);
-  const long code = head == nullptr ? 0 : EmptyLocked(*head, freed, emptied, &visitor);
-  return UnlockAndReport({code}, kLocation);
+  return OnHeadOf(identifier, "CIPCQueue::EmptyHeadOf()",
+                  [&](_TIPCHeadItem& head) { return EmptyLocked(head, freed, emptied, &visitor); });
 }
 
 long QueueCore::EmptyLocked(_TIPCHeadItem& head, int& freed, bool& emptied, const Visitor* visitor) {
@@ -68,11 +62,9 @@ long QueueCore::EmptyLocked(_TIPCHeadItem& head, int& freed, bool& emptied, cons
 }
 
 long QueueCore::WithdrawHead(_TIPCIdentifier owner, bool& withdrawn) {
-  static constexpr char kLocation[] = "CIPCQueue::WithdrawHead()";
   withdrawn = false;
-  if (const long code = LockFor(kLocation)) return code;
-  _TIPCHeadItem* const head = FindOwned(owner);
-  return UnlockAndReport({head == nullptr ? 0 : WithdrawLocked(*head, withdrawn)}, kLocation);
+  return OnHeadOf(owner, "CIPCQueue::WithdrawHead()",
+                  [&](_TIPCHeadItem& head) { return WithdrawLocked(head, withdrawn); });
 }
 
 // Withdraws only while a reader waits. One that came later would overwrite the state and sleep.
@@ -88,11 +80,9 @@ long QueueCore::WithdrawLocked(_TIPCHeadItem& head, bool& withdrawn) {
 }
 
 long QueueCore::RestoreHead(_TIPCIdentifier owner, bool& settled) {
-  static constexpr char kLocation[] = "CIPCQueue::RestoreHead()";
   settled = true;
-  if (const long code = LockFor(kLocation)) return code;
-  _TIPCHeadItem* const head = FindOwned(owner);
-  return UnlockAndReport({head == nullptr ? 0 : RestoreLocked(*head, settled)}, kLocation);
+  return OnHeadOf(owner, "CIPCQueue::RestoreHead()",
+                  [&](_TIPCHeadItem& head) { return RestoreLocked(head, settled); });
 }
 
 // If the withdrawal's post is still there, no reader will come for it. If it is gone, a reader took it and is

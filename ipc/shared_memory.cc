@@ -10,6 +10,7 @@
 #include "ipc/system.h"
 #include "log/trace.h"
 #include "runtime/error_manager.h"
+#include "util/deadline.h"
 
 using namespace mar;
 
@@ -66,6 +67,12 @@ long CkesSharedMemory::Unlock() {
 }
 
 bool CkesSharedMemory::CreatorAlive() { return implCreatorAliveValue() > 1; }
+
+// A set that is gone went with its creator.
+bool CkesSharedMemory::CreatorDied() {
+  const int value = implCreatorAliveValue();
+  return value == 1 || value == -1;
+}
 
 int CkesSharedMemory::implCreatorAliveValue() const {
   return mar::sys::semaphore_value(VSemaphore, mar::kCreatorAliveSem);
@@ -137,8 +144,12 @@ void CkesSharedMemory::implDestroy() {
 // One atomic step: waits until the lock is free, then takes it. The kernel releases it if this process dies.
 long CkesSharedMemory::implLock() {
   sembuf take[] = {{mar::kLockSem, 0, 0}, {mar::kLockSem, 1, SEM_UNDO}};
-  int result = 0;
-  while ((result = mar::sys::semaphores_operate(VSemaphore, take, 2)) == -1) {
+  const mar::Deadline deadline = mar::call_deadline();
+  for (;;) {
+    const timespec rest = deadline.is_set() ? deadline.remaining() : timespec{};
+    const int result =
+        mar::sys::semaphores_operate_for(VSemaphore, take, 2, deadline.is_set() ? &rest : nullptr);
+    if (result == 0) break;
     if (errno == EINTR) continue;
     trace_ln("%s: semop on VSemaphore[%d] failed [%d] errno[%d]\n", "CkesSharedMemory::implLock", VSemaphore,
              result, errno);

@@ -37,10 +37,10 @@ class CkesSharedMemory {
   long Write(uint64_t offset, uint64_t length, const void* buffer);
 
   // The lock of the block, between processes and threads alike; not recursive. The kernel releases it when
-  // its holder dies. Lock waits without limit: 0, SHMEM_NOT_INIT or SHMEM_LOCK_FAILED. Unlock is for the
-  // handle that holds the lock; any other gets SHMEM_UNLOCK_FAILED and changes nothing. When the system
-  // refuses to release it, Unlock also returns SHMEM_UNLOCK_FAILED, and HoldsLock() tells whether the lock is
-  // still held.
+  // its holder dies. Lock waits without limit, or up to the call's deadline if there is one
+  // (util/deadline.h): 0, SHMEM_NOT_INIT or SHMEM_LOCK_FAILED. Unlock is for the handle that holds the lock;
+  // any other gets SHMEM_UNLOCK_FAILED and changes nothing. When the system refuses to release it, Unlock
+  // also returns SHMEM_UNLOCK_FAILED, and HoldsLock() tells whether the lock is still held.
   long Lock();
   long Unlock();
 
@@ -48,6 +48,7 @@ class CkesSharedMemory {
   bool HoldsLock() const { return VLockedIn.load(std::memory_order_relaxed) == mar::process_generation(); }
 
   bool CreatorAlive();  // whether the creating process has not ended yet
+  bool CreatorDied();   // whether it has; false as well while the block is being made
 
   bool IsInitialized() const { return VInitialized; }
   uint64_t GetSize() const { return VSize; }  // bytes

@@ -14,7 +14,6 @@
 
 namespace {
 
-mar::CommandChannel channel;
 std::vector<int> engine_states;  // one for each look; the last one stays
 size_t looks = 0;
 int64_t slept_ms = 0;
@@ -22,10 +21,10 @@ bool answers = false;
 
 }  // namespace
 
-CIPCQueue<TCLIMessage>*& pcmd_channel = channel.queue;
-long& cmd_channel_key = channel.key;
-_TIPCIdentifier& ipc_user_id = channel.user;
-CkesBuffer*& prdbuff = channel.answer;
+CIPCQueue<TCLIMessage>* pcmd_channel = nullptr;
+long cmd_channel_key = 0;
+_TIPCIdentifier ipc_user_id = {};
+CkesBuffer* prdbuff = nullptr;
 
 int EngineIsRunning() {
   const size_t look = std::min(looks++, engine_states.size() - 1);
@@ -42,11 +41,6 @@ long zarn_ipc_closex() {
   prdbuff = nullptr;
   return 0;
 }
-namespace mar {
-bool answer_may_come() { return false; }
-void abandon_channel() {}
-}  // namespace mar
-
 long ZARNLog(long, int, const char*, ...) { return 0; }
 
 extern "C" int __wrap_nanosleep(const timespec* wanted, timespec*) {

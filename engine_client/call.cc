@@ -1,0 +1,33 @@
+#include "engine_client/call.h"
+
+#include <csignal>
+
+#include "ipc/cause.h"
+
+namespace mar {
+
+namespace {
+
+constinit thread_local volatile sig_atomic_t in_call = 0;
+constinit thread_local int32_t limit_ms = 0;
+
+Deadline deadline_of(bool nested) {
+  if (nested) return call_deadline();
+  return limit_ms == 0 ? Deadline() : Deadline::in_ms(limit_ms);
+}
+
+}  // namespace
+
+Call::Call() : nested_(in_call != 0), deadline_(deadline_of(nested_)) {
+  in_call = 1;
+  last_cause().code = MAR_CAUSE_NONE;
+  if (nested_) note_cause(MAR_CAUSE_NESTED_CALL);
+}
+
+Call::~Call() {
+  if (!nested_) in_call = 0;
+}
+
+void set_call_limit(int32_t milliseconds) { limit_ms = milliseconds; }
+
+}  // namespace mar

@@ -1,0 +1,50 @@
+// A thread's open connection: a channel of its own that outlives the single exchange.
+#pragma once
+
+#include <cstdint>
+
+#include "ipc/command_channel.h"
+#include "ipc/process_generation.h"
+
+namespace mar {
+
+class OpenConnection {
+ public:
+  OpenConnection() = default;
+  ~OpenConnection();
+  OpenConnection(const OpenConnection&) = delete;
+  OpenConnection& operator=(const OpenConnection&) = delete;
+
+  // Opens it, anew if it is open. Returns what zarn_ipc_openx() returns.
+  int open();
+
+  // Makes ready for a request: opens again after a failure. Codes as open().
+  int prepare() { return open_ ? 0 : open(); }
+
+  // Queues a request; sets `message.sender`. If the queue has gone or is another engine's by now, and took
+  // nothing, opens again and tries once more. Codes as zarn_ipc_writex() and open().
+  long write(TCLIMessage& message);
+  long read();
+
+  const CkesBuffer& answer() const { return *answer_; }
+
+  // False in a forked child: the queue's user is a thread of the parent.
+  bool is_of_this_process() const { return generation_ == process_generation(); }
+
+ private:
+  void give_up();
+
+  CIPCQueue<TCLIMessage>* queue_ = nullptr;
+  long key_ = kInvalidChannelKey;
+  _TIPCIdentifier user_ = {};
+  CkesBuffer* answer_ = nullptr;
+  CommandChannel channel_{{queue_, key_, user_, answer_}};
+  bool open_ = false;
+  uint32_t generation_ = process_generation();
+};
+
+// The calling thread's connection, or null if it has none. Valid until the thread's next mar_open() or
+// mar_close().
+OpenConnection* thread_connection();
+
+}  // namespace mar

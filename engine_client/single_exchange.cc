@@ -1,0 +1,223 @@
+#include "engine_client/single_exchange.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+
+#include "contract/message.h"
+#include "engine_client/open_connection.h"
+#include "engine_client/type_table.h"
+#include "ipc/channel.h"
+#include "ipc/command_log.h"
+#include "log/engine_log.h"
+#include "runtime/error_manager.h"
+
+namespace mar {
+
+namespace {
+
+constexpr char kBareName[] = "zarn_send_rcv_from_mar_engine";
+constexpr int kTrailTexts = 50;  // all that an error stack keeps
+
+// Kept as is: the error lines of the three steps print the flag, 0, not the channel's code.
+
+// The steps of an exchange on some channel. open() says whether the next steps make sense.
+class Route {
+ public:
+  virtual bool open(long& rc) = 0;
+  virtual long write(TCLIMessage& message) = 0;
+  virtual long read() = 0;
+  virtual const CkesBuffer& answer() const = 0;
+  virtual void close(long& rc) = 0;
+
+ protected:
+  ~Route() = default;
+};
+
+// Over the process's channel, opened for this one exchange.
+class ChannelRoute final : public Route {
+ public:
+  // A thread that is cancelled while it waits leaves by here.
+  ~ChannelRoute() {
+    if (open_) zarn_ipc_closex();
+  }
+  bool open(long& rc) override {
+    ZARNLog(kBackend, kExchangeLevel, "%s: %s:  zarn_ipc_openx()", kBareName, kInvokingBanner);
+    rc = zarn_ipc_openx();
+    open_ = rc == 0;
+    if (open_) return true;
+    ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad open operation. Return code ret_cd = %d", kBareName, 0);
+    return false;
+  }
+  long write(TCLIMessage& message) override {
+    message.sender = ipc_user_id;
+    return zarn_ipc_writex(message);
+  }
+  long read() override { return zarn_ipc_readx(); }
+  const CkesBuffer& answer() const override { return *prdbuff; }
+  void close(long& rc) override {
+    ZARNLog(kBackend, kExchangeLevel, "%s: closing the channel", kBareName);
+    ZARNLog(kBackend, kExchangeLevel, "%s:%s:zarn_ipc_closex()", kBareName, kInvokingBanner);
+    open_ = false;
+    rc = zarn_ipc_closex();
+  }
+
+ private:
+  bool open_ = false;
+};
+
+// Over a connection that stays open.
+class ConnectionRoute final : public Route {
+ public:
+  explicit ConnectionRoute(OpenConnection& connection) : connection_(connection) {}
+  bool open(long& rc) override {
+    rc = connection_.prepare();
+    if (rc == 0) return true;
+    ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad open operation. Return code ret_cd = %d", kBareName, 0);
+    return false;
+  }
+  long write(TCLIMessage& message) override { return connection_.write(message); }
+  long read() override { return connection_.read(); }
+  const CkesBuffer& answer() const override { return connection_.answer(); }
+  void close(long&) override {}
+
+ private:
+  OpenConnection& connection_;
+};
+
+// A request that has a header and whose payload fits into a record.
+bool fits_message(int length) {
+  return length >= kRequestHeaderSize && length - kRequestHeaderSize <= CLI_MAX_BUFFER_SIZE;
+}
+
+// The header's process id is not sent: the record names its sender itself.
+void fill_message(const unsigned char* request, int length, TCLIMessage& message) {
+  message.length = length - kRequestHeaderSize;
+  std::memcpy(&message.command, request + kRequestCodeOffset, sizeof message.command);
+  std::memcpy(message.data, request + kRequestHeaderSize, static_cast<size_t>(message.length));
+  message.kind = CLI_SINGLE;
+}
+
+bool write_request(Exchange& exchange, Route& route) {
+  ZARNLog(kBackend, kExchangeLevel, "%s: inserting the command into a TCLIMessage type variable", kBareName);
+  TCLIMessage message{};  // zeroed: any process can read what is queued
+  const bool fits = fits_message(exchange.length);
+  if (fits) {
+    fill_message(exchange.request, exchange.length, message);
+  } else {
+    note_cause(MAR_CAUSE_REQUEST_TOO_LONG);
+  }
+  ZARNLog(kBackend, kExchangeLevel, "%s: writing the command to the engine", kBareName);
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s: zarn_ipc_writex()", kBareName, kInvokingBanner);
+  exchange.rc = fits ? route.write(message) : ZARN_GENERIC_ERROR;
+  if (exchange.rc == 0) return true;
+  ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad write operation. Return code ret_cd = %d", kBareName, 0);
+  return false;
+}
+
+bool read_answer(Exchange& exchange, Route& route) {
+  ZARNLog(kBackend, kExchangeLevel, "%s: reading the message from the engine", kBareName);
+  ZARNLog(kBackend, kExchangeLevel, "%s:%s:  zarn_ipc_readx()", kBareName, kInvokingBanner);
+  exchange.rc = route.read();
+  if (exchange.rc == 0) return true;
+  ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad read operation. Return code ret_cd = %d", kBareName, 0);
+  return false;
+}
+
+// A copy of the answer for the caller, never smaller than what a read routine may look at. Null without
+// memory.
+unsigned char* copy_answer(const CkesBuffer& received) {
+  ZARNLog(kBackend, kExchangeLevel, "%s: returning the message from the engine", kBareName);
+  const auto length = static_cast<size_t>(received.GetLength());
+  const size_t size = std::max<size_t>(length, CLI_MAX_BUFFER_SIZE);
+  auto* answer = static_cast<unsigned char*>(std::malloc(size));
+  if (answer == nullptr) {
+    note_cause(MAR_CAUSE_NO_MEMORY);
+    ZARNLog(kBackend, kExchangeLevel,
+            "%s: Error: memory allocation fault for msg_from. Can't return message from engine", kBareName);
+    return nullptr;
+  }
+  // Past its end a short answer reads as zeros, never as old memory.
+  if (length > 0) std::memcpy(answer, received.GetBuffer(), length);
+  std::memset(answer + length, 0, size - length);
+  return answer;
+}
+
+void exchange_over(Route& route, Exchange& exchange) {
+  if (!route.open(exchange.rc)) return;
+  exchange.succeeded = write_request(exchange, route) && read_answer(exchange, route);
+  if (exchange.succeeded) exchange.answer = copy_answer(route.answer());
+  route.close(exchange.rc);
+}
+
+void exchange_here(Exchange& exchange) {
+  if (!exchange.connected) {
+    ChannelRoute route;
+    return exchange_over(route, exchange);
+  }
+  // A thread that was started for this exchange has no connection yet, and ends with it.
+  OpenConnection temporary;
+  OpenConnection* const own = thread_connection();
+  ConnectionRoute route(own != nullptr ? *own : temporary);
+  exchange_over(route, exchange);
+}
+
+void* exchange_on_own_thread(void* argument) {
+  Exchange& exchange = *static_cast<Exchange*>(argument);
+  const CallDeadline limit(exchange.deadline);
+  CkesErrorManager::RegisterThread();
+  exchange_where_nothing_is_owed(exchange);
+  CkesErrorManager::GetStack(exchange.trail);
+  CkesErrorManager::UnregisterThread();
+  exchange.cause = last_cause();
+  return nullptr;
+}
+
+// The caller's signals stay the caller's, and it cannot be cancelled while the thread uses its stack.
+bool impl_run_and_join(void* (*body)(void*), void* argument) {
+  sigset_t all, before;
+  int cancel_state = 0;
+  pthread_t thread;
+  sigfillset(&all);
+  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
+  pthread_sigmask(SIG_SETMASK, &all, &before);
+  const bool started = pthread_create(&thread, nullptr, body, argument) == 0;
+  pthread_sigmask(SIG_SETMASK, &before, nullptr);
+  if (started) pthread_join(thread, nullptr);
+  pthread_setcancelstate(cancel_state, nullptr);
+  return started;
+}
+
+// What failed on the other thread is found on the caller's error stack.
+void copy_trail(CkesErrorStack& trail) {
+  if (trail.GetErrorCode() == 0) return;
+  CkesErrorManager::SetError(trail.GetErrorCode(), trail.GetFirstFunction());
+  for (int i = 1; i < kTrailTexts; ++i) {
+    const char* const name = trail.GetNextFunction();
+    if (name == nullptr) return;
+    CkesErrorManager::AddFunction(name);
+  }
+}
+
+}  // namespace
+
+// The thread that is started starts one more if its number, too, is one that came back. All wait for the one
+// that exchanges, so no number comes twice.
+void exchange_where_nothing_is_owed(Exchange& exchange) {
+  if (!answer_may_come()) return exchange_here(exchange);
+  ZARNLog(kBackend, kExchangeLevel,
+          "%s: an answer to an earlier request may still come, using another identity", kBareName);
+  exchange.deadline = call_deadline();
+  if (impl_run_and_join(exchange_on_own_thread, &exchange)) {
+    last_cause() = exchange.cause;
+    return copy_trail(exchange.trail);
+  }
+  note_cause(MAR_CAUSE_NO_MEMORY);
+  ZARNLog(kBackend, kExchangeLevel, "%s: Error: no thread for another identity", kBareName);
+  exchange.rc = ZARN_GENERIC_ERROR;
+}
+
+}  // namespace mar

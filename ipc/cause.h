@@ -1,0 +1,42 @@
+// What stood behind a failure: a code and one English sentence, kept for each thread. The sentences are those
+// of mar-queue status, which finds the same causes from outside.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+
+#include "contract/causes.h"
+
+namespace mar {
+
+class QueueCore;
+
+// What a sentence may name besides the cause.
+struct CauseDetails {
+  const char* path = "";  // the control file, with its instance
+  int error = 0;          // errno, for MAR_CAUSE_NO_ACCESS
+  pid_t engine = 0;       // of a dead engine; 0 if not known
+};
+
+// Writes the cause's sentence into `out`, cut to `size_bytes` with its terminator. It is empty for
+// MAR_CAUSE_NONE.
+void describe_cause(mar_cause cause, const CauseDetails& details, char* out, size_t size_bytes);
+
+struct Cause {
+  mar_cause code = MAR_CAUSE_NONE;
+  char sentence[640] = {};
+};
+
+// The cause recorded last for the calling thread, to read or to set.
+Cause& last_cause();
+
+// Record a cause for the calling thread.
+void note_cause(mar_cause cause);
+void note_unreachable(QueueCore& queue);  // which did not open, or whose creator does not live
+
+// The same for an operation of an open queue that failed with `code`. `overflow` is what QUEUE_OVERFLOW means
+// there. A failure once the call's deadline has passed is put down to the deadline.
+void note_queue_code(long code, mar_cause overflow);
+
+}  // namespace mar
