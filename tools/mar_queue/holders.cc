@@ -33,6 +33,7 @@ std::vector<Holder> find_holders(const Snapshot& snapshot, const CheckResult& ch
     holder.messages += checked.items[i];
   }
   std::vector<Holder> holders;
+  holders.reserve(found.size());
   for (const auto& [key, holder] : found) holders.push_back(holder);
   std::stable_sort(holders.begin(), holders.end(),
                    [](const Holder& a, const Holder& b) { return a.messages > b.messages; });

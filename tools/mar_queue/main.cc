@@ -168,4 +168,9 @@ int run_program(int argc, char** argv) {
 
 }  // namespace mar::queue_tool
 
-int main(int argc, char** argv) { return mar::queue_tool::run_program(argc, argv); }
+int main(int argc, char** argv) try {
+  return mar::queue_tool::run_program(argc, argv);
+} catch (const std::exception& error) {
+  std::fprintf(stderr, "mar-queue: %s\n", error.what());
+  return static_cast<int>(mar::queue_tool::Severity::kBlind);
+}

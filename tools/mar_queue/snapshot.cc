@@ -29,7 +29,7 @@ class AttachedSegment {
   AttachedSegment(const AttachedSegment&) = delete;
   AttachedSegment& operator=(const AttachedSegment&) = delete;
 
-  bool usable() const { return address_ != reinterpret_cast<void*>(-1); }
+  bool usable() const { return reinterpret_cast<intptr_t>(address_) != -1; }
 
   template <typename T>
   const T& at(uint64_t offset) const {

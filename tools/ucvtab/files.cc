@@ -68,7 +68,7 @@ Bytes read_table_file(const std::string& path, size_t limit_bytes) {
 std::string read_text_file(const std::string& path) {
   File file = path == "-" ? File(stdin, [](std::FILE*) { return 0; })
                           : File(std::fopen(path.c_str(), "rbe"), &std::fclose);
-  const auto content = read_all<std::string>(std::move(file), path, kMaxTextSize);
+  auto content = read_all<std::string>(std::move(file), path, kMaxTextSize);
   for (const char* mark : {"\xEF\xBB\xBF", "\xFF\xFE", "\xFE\xFF"}) {
     if (content.starts_with(mark)) {
       throw Failure(kBadInput, path + ":1: starts with a byte order mark; save it as UTF-8 without one");

@@ -52,7 +52,7 @@ class Checker {
     const auto fixed = fixed_decode(kind, byte);
     if (!fixed || kind == kGb18030) return;
     const uint16_t held =
-        max_code_length(kind) == 2 ? view_.u16(view_.row(0) + 2 * byte) : view_.byte_entry(byte);
+        max_code_length(kind) == 2 ? view_.u16(view_.row(0) + 2ull * byte) : view_.byte_entry(byte);
     require(held == *fixed, name + " is not " + to_text(*fixed));
   }
 

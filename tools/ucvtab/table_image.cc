@@ -37,10 +37,11 @@ void swap_header(Bytes& image, Kind kind) {
 std::set<size_t> prefix_records(const Bytes& image, size_t data) {
   std::set<size_t> records;
   for (uint32_t unit = 0; unit < 0x10000; ++unit) {
-    const size_t page = data + kPositionUnit * load<uint16_t>(image.data() + kPageIndex + 2 * (unit >> 8));
-    const size_t entry = page + 4 * (unit & 0xFF);
+    const size_t high = unit >> 8, low = unit & 0xFF;
+    const size_t page = data + size_t{kPositionUnit} * load<uint16_t>(image.data() + kPageIndex + 2 * high);
+    const size_t entry = page + 4 * low;
     if (entry + 4 > image.size() || load<uint16_t>(image.data() + entry + 2) < 0x100) continue;
-    records.insert(data + kPrefixRecordBytes * load<uint16_t>(image.data() + entry));
+    records.insert(data + size_t{kPrefixRecordBytes} * load<uint16_t>(image.data() + entry));
   }
   return records;
 }

@@ -36,7 +36,7 @@ void read_single_byte(const View& view, Codeset& codeset) {
 void read_double_byte(const View& view, Codeset& codeset) {
   const bool mixed = codeset.kind == kEbcdicMixed;
   const auto character = [&](unsigned row, unsigned byte) {
-    return view.u16(view.row(static_cast<uint8_t>(row)) + 2 * byte);
+    return view.u16(view.row(static_cast<uint8_t>(row)) + 2ull * byte);
   };
   for (unsigned byte = 0; byte < 256; ++byte) {
     const unsigned byte_class = view.byte_class(static_cast<uint8_t>(byte));
