@@ -8,7 +8,9 @@ target_compile_definitions(mar_options INTERFACE _GNU_SOURCE)
 target_compile_options(mar_options INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wformat=2 -Wundef -Wcast-align
   -Wimplicit-fallthrough
-  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Woverloaded-virtual -Wnon-virtual-dtor -Wzero-as-null-pointer-constant>
+  $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast -Woverloaded-virtual -Wnon-virtual-dtor>
+  # Clang 14 takes the 0 that a defaulted <=> is compared with for a null pointer.
+  $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wzero-as-null-pointer-constant>
   $<$<CXX_COMPILER_ID:GNU>:-Wduplicated-cond -Wlogical-op>
   $<$<CXX_COMPILER_ID:Clang>:-Wthread-safety>)
 if(MAR_SANITIZE)
