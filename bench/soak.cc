@@ -85,7 +85,8 @@ void print_leftovers() {
   }
   int busy = 0;
   for (uint64_t i = 0; i < slots; ++i) {
-    const auto* head = reinterpret_cast<const _TIPCHeadItem*>(bytes + kCommandQueueLayout.head_offset(i));
+    const auto* head =
+        reinterpret_cast<const _TIPCHeadItem*>(bytes + mar::kCommandQueueLayout.head_offset(i));
     if (head->firstItem != 0 || (head->state != HEAD_IDLE && head->state != HEAD_CHANNEL)) ++busy;
   }
   std::printf("%u items queued, %lu of %lu slots free, %d heads busy\n", header->itemCount, free, slots,
