@@ -271,10 +271,8 @@ TEST(CommandLine, SaysWhatItCouldNotLookAt) {
   EXPECT_EQ(mar_queue({"status", "--name", "/" + std::string(130, 'x')}).codes.at(0), "name-too-long");
   for (const char* wrong : {"", "repair", "--watch"})
     EXPECT_EQ(Program({MAR_QUEUE_PATH, wrong}).status(), 2) << wrong;
-  const std::string help = ".\nRun with --help for more information.\n";
-  EXPECT_EQ(output_of({"sh", "-c", MAR_QUEUE_PATH " statsu 2>&1; " MAR_QUEUE_PATH " --json remove 2>&1"}),
-            "There is no command 'statsu'; the nearest is 'status'" + help +
-                "There is no command 'remove'; the nearest is 'remove-stale'" + help);
+  EXPECT_EQ(output_of({"sh", "-c", MAR_QUEUE_PATH " --json statsu 2>&1"}),
+            "There is no command 'statsu'. The commands are: status show check reap remove-stale\n");
   EXPECT_EQ(output_of({"sh", "-c", MAR_QUEUE_PATH " --version | grep -cxE 'mar-queue [0-9.]+'"}), "1\n");
 }
 

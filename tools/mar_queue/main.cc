@@ -3,15 +3,11 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <chrono>
 #include <cstdio>
-#include <numeric>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "contract/names.h"
@@ -66,35 +62,16 @@ void define_options(CLI::App& app, Arguments& arguments) {
   app.footer("Exit status: 0 fine, 1 trouble found, 2 could not examine the queue (or wrong usage).");
 }
 
-// The fewest insertions, deletions and replacements that turn one word into the beginning of another.
-size_t edit_distance(std::string_view from, std::string_view to) {
-  std::vector<size_t> row(to.size() + 1);
-  std::iota(row.begin(), row.end(), size_t{0});
-  for (size_t i = 0; i < from.size(); ++i) {
-    size_t diagonal = std::exchange(row[0], i + 1);
-    for (size_t j = 0; j < to.size(); ++j) {
-      const size_t replaced = diagonal + (from[i] != to[j]);
-      diagonal = std::exchange(row[j + 1], std::min({row[j] + 1, row[j + 1] + 1, replaced}));
-    }
-  }
-  return *std::min_element(row.begin(), row.end());
-}
-
 // Explains a wrong command line. Returns the exit status, which is 0 for --help and --version.
 int explain(const CLI::App& app, const CLI::ParseError& error) {
   const std::vector<std::string> unknown = app.remaining();
   if (!app.get_subcommands().empty() || unknown.empty() || unknown[0].starts_with('-')) {
     return app.exit(error) == 0 ? 0 : kBadUsage;
   }
-  std::vector<std::string> names;
+  std::string commands;
   for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
-    names.push_back(command->get_name());
-  const auto is_nearer = [&](const std::string& a, const std::string& b) {
-    return edit_distance(unknown[0], a) < edit_distance(unknown[0], b);
-  };
-  fmt::print(stderr,
-             "There is no command '{}'; the nearest is '{}'.\nRun with --help for more information.\n",
-             printable(unknown[0]), *std::min_element(names.begin(), names.end(), is_nearer));
+    commands += " " + command->get_name();
+  fmt::print(stderr, "There is no command '{}'. The commands are:{}\n", printable(unknown[0]), commands);
   return kBadUsage;
 }
 
