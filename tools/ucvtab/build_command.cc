@@ -13,28 +13,14 @@
 namespace mar::ucvtab {
 namespace {
 
-class Builder {
- public:
-  explicit Builder(const BuildOptions& options) : options_(options) {}
-
-  void write_table(const Codeset& codeset) {
-    const auto [earlier, is_new] = built_.emplace(codeset.name, codeset.where);
-    if (!is_new) {
-      throw Failure(kBadInput,
-                    codeset.where + ": " + codeset.name + " is built already, from " + earlier->second);
-    }
-    const TableImage image(build_table(codeset, options_.order), codeset.where);
-    // The builders do not see everything, such as codes that nothing reads. A row's policy may want those.
-    if (!codeset.lines.empty()) {
-      for (const Fault& fault : check_table(image)) refuse(codeset, fault.text, fault.code);
-    }
-    write_file(options_.directory + "/" + codeset.name, image.file());
+Bytes make_table(const Codeset& codeset, std::endian order) {
+  const TableImage image(build_table(codeset, order), codeset.where);
+  // The builders do not see everything, such as codes that nothing reads. A row's policy may want those.
+  if (!codeset.lines.empty()) {
+    for (const Fault& fault : check_table(image)) refuse(codeset, fault.text, fault.code);
   }
-
- private:
-  const BuildOptions& options_;
-  std::map<std::string, std::string> built_;  // where each name came from
-};
+  return image.file();
+}
 
 }  // namespace
 
@@ -52,11 +38,17 @@ ExitCode run_build(const BuildOptions& options) {
     for (const CatalogueRow& row : rows) what.push_back(row.name);
   }
   const std::string beside = std::filesystem::path(options.catalogue).parent_path().string();
-  Builder builder(options);
+  std::map<std::string, std::string> built;  // where each name came from
   Progress progress(what.size(), options.quiet);
   for (const std::string& word : what) {
     progress.step(word);
-    builder.write_table(is_text(word) ? read_text(word.substr(5)) : compile(find_row(rows, word), beside));
+    const Codeset codeset = is_text(word) ? read_text(word.substr(5)) : compile(find_row(rows, word), beside);
+    const auto [earlier, is_new] = built.emplace(codeset.name, codeset.where);
+    if (!is_new) {
+      throw Failure(kBadInput,
+                    codeset.where + ": " + codeset.name + " is built already, from " + earlier->second);
+    }
+    write_file(options.directory + "/" + codeset.name, make_table(codeset, options.order));
   }
   return kDone;
 }
