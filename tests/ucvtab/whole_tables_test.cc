@@ -41,12 +41,6 @@ TEST_F(ShippedTables, VerifyNoticesOneWrongByte) {
   const Outcome outcome = run("verify" + kCatalogue + "--list ISO88592");
   EXPECT_EQ(outcome.code, 1);
   EXPECT_EQ(outcome.output, "ISO88592\tdecode\tunexplained\tA1\nISO88592\tdecode\tunexplained\t1\n");
-
-  write("wanted", "ISO88592 decode unexplained 1\n");
-  EXPECT_EQ(run("verify --expect wanted" + kCatalogue + "ISO88592").code, 0);
-  write("wanted", "ISO88592 decode unexplained 2\nISO88591 decode fixed 1\n");
-  EXPECT_EQ(run("verify --expect wanted" + kCatalogue + "ISO88592").output,
-            "ISO88592\tdecode\tunexplained\t1\tfound\nISO88592\tdecode\tunexplained\t2\texpected\n");
 }
 
 // GB18030 excuses no difference, and a source excuses no hole of its own.
@@ -55,9 +49,10 @@ TEST_F(ShippedTables, VerifyNoticesAMissingCodeOfGb18030) {
   const std::string line = "8140 U+4E02\n";
   write("part.txt", text.erase(text.find(line), line.size()));
   must("build text:part.txt");
-  EXPECT_EQ(run("verify --expect " CODESET_SOURCES "/differences" + kCatalogue + "GB18030").output,
-            "GB18030\tdecode\tunexplained\t1\tfound\nGB18030\tencode\thole\t1\tfound\n"
-            "GB18030\tencode\tunexplained\t1\tfound\n");
+  EXPECT_EQ(run("verify" + kCatalogue + "GB18030 | diff -I '^#' " CODESET_SOURCES "/differences - | grep '>'")
+                .output,
+            "> GB18030\tdecode\tunexplained\t1\n> GB18030\tencode\thole\t1\n"
+            "> GB18030\tencode\tunexplained\t1\n");
   write("part", "GB18030 10 text:part.txt\n");
   const Outcome outcome = run("verify --list --catalogue part GB18030");
   EXPECT_EQ(outcome.code, 1);

@@ -36,7 +36,6 @@ struct VerifyOptions {
   std::string catalogue;
   std::vector<std::string> names;  // none means every row
   std::string directory = ".";     // where the tables are
-  std::string expected;            // file of exactly the differences that are wanted; else any with a rule
   bool list = false;               // print each difference, not only their numbers
 };
 ExitCode run_verify(const VerifyOptions& options);

@@ -83,7 +83,6 @@ struct CommandLine {
     command->add_option("names", verify.names, "names from the catalogue, all by default");
     command->add_option("-c,--catalogue", verify.catalogue, "catalogue file")->capture_default_str();
     command->add_option("-d,--directory", verify.directory, "directory of the tables")->capture_default_str();
-    command->add_option("-e,--expect", verify.expected, "file of the differences that are wanted");
     command->add_flag("-l,--list", verify.list, "print every difference");
     command->callback([this] { result = run_verify(verify); });
   }
