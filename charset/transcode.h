@@ -19,10 +19,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <type_traits>
+#include <utility>
 
 #include "charset/convert.h"
 #include "charset/runs.h"
+#include "charset/vectors.h"
 
 namespace mar::charset {
 
@@ -216,12 +219,74 @@ int transcode_end(Reader& reader, Writer& writer, const typename Reader::Unit*& 
   return XCS_CONVERTED;
 }
 
+// The kernel of a reader and a writer, or null; most pairs have none. unicode_text.h and the families have
+// the others.
+template <class Reader, class Writer>
+constexpr std::nullptr_t kernel_of(const VectorLevel&, const Reader&, const Writer&) {
+  return nullptr;
+}
+
+template <class Reader, class Writer>
+constexpr bool kHasKernel = !std::is_null_pointer_v<decltype(kernel_of(
+    std::declval<const VectorLevel&>(), std::declval<const Reader&>(), std::declval<const Writer&>()))>;
+
+constexpr ptrdiff_t kWordStretch = 128;        // input units that are sure to bring transcode_words forward
+constexpr ptrdiff_t kKernelTail = 128;         // input units of an end that is converted in a copy, at most
+constexpr ptrdiff_t kUnitsOfKernelTail = 640;  // output units that such an end may become
+constexpr ptrdiff_t kLeastForKernel = 24;      // input units for which the copies pay
+
+// Converts the end of a text by the kernel, in copies with so much room that the margins do not matter. Zeros
+// pad the input; each becomes one zero.
+template <class In, class Out>
+inline void kernel_on_copy(Kernel<In, Out> kernel, const In*& in, const In* in_end, Out*& out,
+                           const Out* out_end) {
+  In padded[kKernelTail + kKernelMargin];
+  Out converted[kUnitsOfKernelTail];
+  const ptrdiff_t size = in_end - in;
+  std::memcpy(padded, in, static_cast<size_t>(size) * sizeof(In));
+  std::memset(padded + size, 0, kKernelMargin * sizeof(In));
+  const In* from = padded;
+  Out* to = converted;
+  kernel(from, padded + size + kKernelMargin, to, std::end(converted));
+  const ptrdiff_t zeros = std::max<ptrdiff_t>(from - padded - size, 0);
+  const ptrdiff_t made = to - converted - zeros;
+  if (made > out_end - out) return;
+  std::memcpy(out, converted, static_cast<size_t>(made) * sizeof(Out));
+  in += from - padded - zeros;
+  out += made;
+}
+
+// Converts text by the kernel where its blocks are plain, and by words where they are not. A function of its
+// own: short texts, which do without it, then do without its stack frame, too.
+template <class Reader, class Writer>
+[[gnu::noinline]] void transcode_by_kernel(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
+                                           const typename Reader::Unit* in_end, typename Writer::Unit*& out,
+                                           const typename Writer::Unit* out_end) {
+  const auto kernel = kernel_of(vectors(), reader, writer);
+  if (kernel == nullptr) return;
+  for (ptrdiff_t stretch = kWordStretch; in_end - in > kKernelTail;) {
+    const auto* const before = in;
+    kernel(in, in_end, out, out_end);
+    if (in_end - in <= kKernelTail) break;
+    // Text that is never plain soon pays next to nothing for the look at it.
+    stretch = in != before ? kWordStretch : std::min(2 * stretch, 16 * kWordStretch);
+    const auto* const words = in;
+    transcode_words(reader, writer, in, in + std::min(in_end - in, stretch), out, out_end);
+    if (in == words) return;  // an end is near
+  }
+  copy_runs(kNonAscii<typename Reader::Unit>, in, in_end, out, out_end);
+  if (in_end - in >= kLeastForKernel) kernel_on_copy(kernel, in, in_end, out, out_end);
+}
+
 template <class Reader, class Writer>
 int transcode(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
               const typename Reader::Unit* in_end, typename Writer::Unit*& out,
               typename Writer::Unit* out_end) {
   if (in >= in_end) return XCS_CONVERTED;
   if (out >= out_end) return XCS_OUTPUT_FULL;
+  if constexpr (kHasKernel<Reader, Writer>) {
+    if (in_end - in >= kLeastForKernel) transcode_by_kernel(reader, writer, in, in_end, out, out_end);
+  }
   if constexpr (kHasWords<Reader, Writer>) transcode_words(reader, writer, in, in_end, out, out_end);
   transcode_blocks(reader, writer, in, in_end, out, out_end);
   return transcode_end(reader, writer, in, in_end, out, out_end);

@@ -7,6 +7,7 @@
 #include <random>
 
 #include "tests/charset/conversions.h"
+#include "tests/charset/levels.h"
 
 namespace mar {
 
@@ -99,7 +100,9 @@ void expect_any_pieces(const Family& family, const InText<D>& in, const OutText<
   }
 }
 
-TEST(Streaming, PiecesGiveTheWholeText) {
+class Streaming : public EachLevel {};
+
+TEST_P(Streaming, PiecesGiveTheWholeText) {
   for (const Family& family : families()) {
     for (uint32_t seed = 1; seed <= 6; ++seed) {
       const Sample text = sample(family, seed, seed == 1 ? 24 : 60 * seed);
@@ -143,7 +146,7 @@ void expect_small_pieces_as_one(const Family& family, const InText<D>& in) {
   }
 }
 
-TEST(Streaming, PiecesOfAnythingGiveTheWhole) {
+TEST_P(Streaming, PiecesOfAnythingGiveTheWhole) {
   std::mt19937 random(1);
   for (int round = 0; round < 200; ++round) {
     for (const Family& family : families()) {
@@ -172,7 +175,7 @@ void expect_cut(const Family& family, xcs_cs_t* codeset, const InText<D>& charac
   }
 }
 
-TEST(Streaming, APrefixOfACharacterIsACutInput) {
+TEST_P(Streaming, APrefixOfACharacterIsACutInput) {
   for (const Family& family : families()) {
     const Codeset codeset = family.codeset();
     const bool mixed = codeset->kind == XCS_KIND_EBCDIC_DBCS;
@@ -187,6 +190,8 @@ TEST(Streaming, APrefixOfACharacterIsACutInput) {
     }
   }
 }
+
+INSTANTIATE_TEST_SUITE_P(Level, Streaming, testing::ValuesIn(EachLevel::supported()), EachLevel::name);
 
 }  // namespace
 

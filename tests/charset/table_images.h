@@ -86,7 +86,8 @@ struct Family {
 const std::vector<Family>& families();
 const Family& family(std::string_view name);
 
-// `size` zero units, or a text and its terminator, in front of unreadable memory.
+// `size` zero units, or a text and its terminator, in front of unreadable memory; if they fill whole pages,
+// there is unreadable memory before them, too.
 template <class Unit>
 class GuardedBuffer {
  public:
@@ -94,6 +95,8 @@ class GuardedBuffer {
     map_ = static_cast<char*>(
         mmap(nullptr, kRoom + kGuard, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
     if (map_ == MAP_FAILED || mprotect(map_ + kRoom, kGuard, PROT_NONE) != 0) std::abort();
+    const size_t bytes = size * sizeof(Unit);
+    if (bytes % kPage == 0 && mprotect(map_, kRoom - bytes, PROT_NONE) != 0) std::abort();
   }
   explicit GuardedBuffer(const std::basic_string<Unit>& text) : GuardedBuffer(text.size() + 1) {
     text.copy(begin(), text.size());  // the terminator is there
@@ -105,7 +108,7 @@ class GuardedBuffer {
   Unit* end() const { return reinterpret_cast<Unit*>(map_ + kRoom); }
 
  private:
-  static constexpr size_t kRoom = 1 << 20, kGuard = 1 << 16;  // bytes
+  static constexpr size_t kRoom = 1 << 20, kGuard = 1 << 16, kPage = 4096;  // bytes
   char* map_;
   size_t size_;
 };

@@ -1,0 +1,42 @@
+// The converters' vector forms: for each level of instructions one set of kernels, of which the best that the
+// processor has is chosen at run time. docs/converters.md draws their method.
+//
+// The loop of transcode.h stays the definition of every conversion. A kernel takes whole blocks from the
+// front of the text whose shape is plain, for which it writes the very units that the loop would write. It
+// leaves everything else to the loop: other blocks, both ends of the text and all result codes.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace mar::charset {
+
+// Advances both pointers past the blocks it takes, perhaps none. `in` then points to the start of a
+// character. Reads nothing outside [in, in_end) and writes nothing outside [out, out_end). Units past the new
+// `out` may be overwritten; then so many whole characters are left, and so much room, that the loop replaces
+// them all. Needs at most kKernelMargin units of input to take a block.
+template <class In, class Out>
+using Kernel = void (*)(const In*& in, const In* in_end, Out*& out, const Out* out_end);
+
+constexpr ptrdiff_t kKernelMargin = 64;
+
+// A level without a kernel has null in its place.
+struct VectorLevel {
+  const char* name;
+  bool (*is_supported)();  // by this processor and system
+  Kernel<uint8_t, uint16_t> utf8_to_ucs2;
+  Kernel<uint16_t, uint8_t> ucs2_to_utf8;
+};
+
+// The levels of this build, the best first. The last one has no kernels and is supported everywhere.
+extern const VectorLevel kVectorLevels[];
+extern const VectorLevel& kScalarLevel;
+
+// The level in use: the best that is supported, unless use_vectors() has set another. Safe before main() and
+// on several threads.
+const VectorLevel& vectors();
+
+// For tests: sets the level for the whole process. It must be supported.
+void use_vectors(const VectorLevel& level);
+
+}  // namespace mar::charset

@@ -1,0 +1,166 @@
+// The kernels of every level against the scalar loop: bytes, pointers, lengths and result codes are the same
+// for every length of the input and every room for the output, between unreadable pages.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+
+#include "tests/charset/conversions.h"
+#include "tests/charset/levels.h"
+
+namespace mar {
+
+namespace {
+
+constexpr size_t kPage = 4096;  // units; buffers are whole pages between unreadable ones
+
+// A text is made of runs; of each run one letter says what its characters are. ASCII, 1: below 0x100, 2, 3
+// and 4: characters of so many UTF-8 bytes, x: units by chance, d: a sequence of three bytes damaged, b: a
+// character that ends a block of 32 bytes.
+constexpr const char* kMixes[] = {"a",   "1",   "2",    "3", "4",  "a1", "a2",  "a3", "a4",   "23",
+                                  "a23", "a34", "a234", "x", "ax", "2x", "a3x", "3d", "a23d", "b4"};
+
+uint32_t character(char kind, std::mt19937& random) {
+  const auto between = [&](uint32_t first, uint32_t last) {
+    return std::uniform_int_distribution<uint32_t>(first, last)(random);
+  };
+  switch (kind) {
+    case '1':
+      return between(0xA0, 0xFF);
+    case '2':
+      return between(0x80, 0x7FF);
+    case '3':
+      return random() % 8 != 0 ? between(0x800, 0xD7FF) : between(0xE000, 0xFFFF);
+    case '4':
+      return between(0x10000, 0x10FFFF);
+    default:
+      return between(' ', '~');
+  }
+}
+
+void append(Units& text, uint32_t value) {
+  if (value >= 0x10000) text += static_cast<uint16_t>(0xD7C0 + (value >> 10));
+  text += static_cast<uint16_t>(value < 0x10000 ? value : 0xDC00 | (value & 0x3FF));
+}
+
+void append(Bytes& text, uint32_t value) {
+  const auto following = [&](uint32_t shift) { text += static_cast<char>(0x80 | (value >> shift & 0x3F)); };
+  if (value < 0x80) {
+    text += static_cast<char>(value);
+  } else if (value < 0x800) {
+    text += static_cast<char>(0xC0 | value >> 6);
+    following(0);
+  } else {
+    text += static_cast<char>(value < 0x10000 ? 0xE0 | value >> 12 : 0xF0 | value >> 18);
+    if (value >= 0x10000) following(12);
+    following(6);
+    following(0);
+  }
+}
+
+template <class Unit>
+std::basic_string<Unit> text_of(const std::string& mix, size_t size, std::mt19937& random) {
+  std::basic_string<Unit> text;
+  while (text.size() < size) {
+    const char kind = mix[text.empty() ? 0 : random() % mix.size()];
+    // Some runs last over blocks.
+    for (auto run = 1 + random() % (kind == 'b' ? 1 : random() % 4 == 0 ? 90 : 9); run != 0; --run) {
+      if (kind == 'x') {
+        text += static_cast<Unit>(random());
+      } else if (kind == 'd') {
+        const size_t start = text.size();
+        append(text, character('3', random));
+        Unit& damaged = text[start + random() % (text.size() - start)];
+        damaged =
+            static_cast<Unit>(static_cast<uint32_t>(damaged) ^ uint32_t{1} << random() % (8 * sizeof(Unit)));
+      } else {
+        if (kind == 'b') text.append(30, 'a');
+        append(text, character(kind == 'b' ? '2' : kind, random));
+      }
+    }
+  }
+  return text.substr(0, size);
+}
+
+// A codeset in which every byte is its own UCS-2 value.
+Codeset latin1() {
+  CodeMap codes;
+  for (uint16_t byte = 0x80; byte < 0x100; ++byte) codes[{static_cast<char>(byte)}] = byte;
+  return load_image(TableImage(XCS_KIND_ASCII_SBCS, "LATIN1", codes).bytes);
+}
+
+// Where a text lies: at the end of the readable pages, or at their front.
+enum Place { kAtEnd, kAtFront };
+
+template <class D>
+class Converter {
+ public:
+  // Converts by the scalar loop and by the level, and compares.
+  void compare(xcs_cs_t* codeset, const InText<D>& in, size_t room, Place place, const VectorLevel& level) {
+    charset::use_vectors(charset::kScalarLevel);
+    const Converted<D> want = run(codeset, in, room, place);
+    charset::use_vectors(level);
+    const Converted<D> got = run(codeset, in, room, place);
+    ASSERT_TRUE(got == want) << xcs_get_cs_name(codeset) << ", " << in.size() << " units with room for "
+                             << room << ": " << testing::PrintToString(in) << "\ngave "
+                             << testing::PrintToString(got.out) << "\nand not "
+                             << testing::PrintToString(want.out) << "\nresults " << got.result << " "
+                             << want.result << ", consumed " << got.consumed << " " << want.consumed;
+  }
+
+ private:
+  Converted<D> run(xcs_cs_t* codeset, const InText<D>& in, size_t room, Place place) {
+    constexpr typename D::Out kUntouched = 0x7D;
+    auto* const from_start = place == kAtEnd ? in_.end() - in.size() : in_.begin();
+    std::copy(in.begin(), in.end(), from_start);
+    auto* const to_start = place == kAtEnd ? out_.end() - room : out_.begin();
+    std::fill(out_.begin(), out_.end(), kUntouched);
+    const auto* from = const_cast<const typename D::In*>(from_start);
+    auto* to = to_start;
+    auto in_left = static_cast<uint32_t>(in.size()), out_left = static_cast<uint32_t>(room);
+    const int result = D::convert(codeset, &from, &in_left, &to, &out_left);
+    EXPECT_EQ(from, from_start + in.size() - in_left);
+    EXPECT_EQ(to, to_start + room - out_left);
+    EXPECT_EQ(std::count(out_.begin(), to_start, kUntouched), to_start - out_.begin());
+    EXPECT_EQ(std::count(to, out_.end(), kUntouched), out_.end() - to) << "written past the text";
+    return {{to_start, to}, static_cast<uint32_t>(in.size()) - in_left, result};
+  }
+
+  const GuardedBuffer<typename D::In> in_{kPage};
+  const GuardedBuffer<typename D::Out> out_{2 * kPage};
+};
+
+template <class D>
+void compare_all(const VectorLevel& level) {
+  std::mt19937 random(20);
+  Converter<D> converter;
+  const Codeset codesets[] = {Codeset(xcs_cs_new("UTF8")), latin1()};
+  for (const Codeset& codeset : codesets) {
+    for (const char* mix : kMixes) {
+      SCOPED_TRACE(mix);
+      const InText<D> text = text_of<typename D::In>(mix, 330, random);
+      for (size_t size = 0; size <= text.size(); ++size)
+        converter.compare(codeset.get(), text.substr(0, size), 1100, size % 2 == 0 ? kAtEnd : kAtFront,
+                          level);
+      for (size_t room = 0; room <= 1000; ++room)
+        converter.compare(codeset.get(), text, room, room % 2 == 0 ? kAtEnd : kAtFront, level);
+      const InText<D> long_text = text_of<typename D::In>(mix, 3000, random);
+      for (size_t size = 1900; size <= long_text.size(); size += 31)
+        converter.compare(codeset.get(), long_text.substr(0, size), kPage, kAtEnd, level);
+      if (testing::Test::HasFailure()) return;
+    }
+  }
+}
+
+class Vectors : public EachLevel {};
+
+TEST_P(Vectors, ToUcs2AsTheScalarLoop) { compare_all<ToUcs2>(*GetParam()); }
+TEST_P(Vectors, FromUcs2AsTheScalarLoop) { compare_all<FromUcs2>(*GetParam()); }
+TEST_P(Vectors, ToUtf8AsTheScalarLoop) { compare_all<ToUtf8>(*GetParam()); }
+TEST_P(Vectors, FromUtf8AsTheScalarLoop) { compare_all<FromUtf8>(*GetParam()); }
+
+INSTANTIATE_TEST_SUITE_P(Level, Vectors, testing::ValuesIn(EachLevel::supported()), EachLevel::name);
+
+}  // namespace
+
+}  // namespace mar
