@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include "charset/table_walk.h"
 #include "tools/ucvtab/failure.h"
 #include "tools/ucvtab/gb18030.h"
@@ -84,26 +86,17 @@ void read_multi_byte(const View& view, Codeset& codeset) {
   add_encodings(codeset, [&](uint32_t unit) { return multi_byte_code(view, unit); });
 }
 
-// What one direction of the GB18030 structure makes of each key.
-std::vector<uint16_t> gb_values(const View& view, uint32_t direction) {
-  std::vector<uint16_t> values(0x10000, kUnmapped);
-  const GbRanges<true> ranges(view, direction);
-  ranges.for_each(ranges.first_of_block(0), [&](uint32_t, const GbRange& range) {
-    for (uint32_t key = range.start; key <= range.end; ++key) {
-      const uint32_t value = ranges.result(range, key);
-      if (value < kUnmapped) values[key] = static_cast<uint16_t>(value);
-    }
-    return true;
-  });
-  return values;
-}
-
 void read_gb18030(const View& view, Codeset& codeset) {
   codeset.min_run = view.file().u32(view.file().u16(kGbStructure) + kGbMinRun);
-  const std::vector<uint16_t> units = gb_values(view, kGbTo), indices = gb_values(view, kGbFrom);
-  for (unsigned index = 1; index <= kMaxGbIndex; ++index) add_decode(codeset, gb_code(index), units[index]);
+  const auto value_of = [](const GbRanges<true>& ranges, uint32_t key) {
+    return static_cast<uint16_t>(std::min<uint32_t>(ranges.result(ranges.find(key), key), kUnmapped));
+  };
+  const GbRanges<true> to_unicode(view, kGbTo), from_unicode(view, kGbFrom);
+  for (unsigned index = 1; index <= kMaxGbIndex; ++index) {
+    add_decode(codeset, gb_code(index), value_of(to_unicode, index));
+  }
   add_encodings(codeset, [&](uint32_t unit) {
-    const unsigned index = indices[unit];
+    const uint16_t index = value_of(from_unicode, unit);
     return index == 0 || index == kUnmapped ? Code{} : gb_code(index);
   });
 }
