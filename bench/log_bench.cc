@@ -63,19 +63,19 @@ BENCHMARK(two_mutex_pairs);
 
 void filtered_uninitialised(benchmark::State& state) {
   ZARNLogDeinit();
-  for (auto _ : state) log_one(kBackend, kLogLevelMax);
+  for (auto _ : state) log_one(MAR_LOG_BACKEND, MAR_LOG_MAX);
 }
 BENCHMARK(filtered_uninitialised);
 
 void filtered_component_off(benchmark::State& state) {
-  ZARNLogInit(log_file.c_str(), kMaxFileSize, kLogLevelMax, kBackend, 0);
-  for (auto _ : state) log_one(kComponentOff, kLogLevelMax);
+  ZARNLogInit(log_file.c_str(), kMaxFileSize, MAR_LOG_MAX, MAR_LOG_BACKEND, 0);
+  for (auto _ : state) log_one(kComponentOff, MAR_LOG_MAX);
 }
 BENCHMARK(filtered_component_off);
 
 void filtered_level_too_high(benchmark::State& state) {
-  ZARNLogInit(log_file.c_str(), kMaxFileSize, kLogLevelMed, kBackend, 0);
-  for (auto _ : state) log_one(kBackend, kLogLevelMax);
+  ZARNLogInit(log_file.c_str(), kMaxFileSize, MAR_LOG_MED, MAR_LOG_BACKEND, 0);
+  for (auto _ : state) log_one(MAR_LOG_BACKEND, MAR_LOG_MAX);
 }
 BENCHMARK(filtered_level_too_high);
 
@@ -93,7 +93,7 @@ double median(std::vector<double>& values) {
 // One iteration: kBatch lines each way, in turns. The files start over with every run.
 void written_line_against_its_calls(benchmark::State& state) {
   constexpr int kBatch = 50;
-  ZARNLogInit(log_file.c_str(), kMaxFileSize, kLogLevelMax, kBackend, 0);
+  ZARNLogInit(log_file.c_str(), kMaxFileSize, MAR_LOG_MAX, MAR_LOG_BACKEND, 0);
   unlink(log_file.c_str());
   unlink(bare_file.c_str());
   std::vector<double> bare_s, log_s;
@@ -102,7 +102,7 @@ void written_line_against_its_calls(benchmark::State& state) {
       for (int i = 0; i < kBatch; ++i) bare_one(bare_file.c_str());
     }));
     log_s.push_back(seconds_of([] {
-      for (int i = 0; i < kBatch; ++i) log_one(kBackend, kLogLevelMax);
+      for (int i = 0; i < kBatch; ++i) log_one(MAR_LOG_BACKEND, MAR_LOG_MAX);
     }));
   }
   const double bare = median(bare_s) / kBatch;

@@ -6,6 +6,7 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#pragma GCC visibility push(default)
 
 // Resolves `name` to the name of a table. First the name is normalised: "ISO-8859-1" becomes "ISO88591" and
 // "utf-8" becomes "UTF8"; "os", "Win" and "DOS" become the codeset of the process locale, after setlocale for
@@ -15,6 +16,7 @@ extern "C" {
 // room at all, else 0.
 int get_table_name(const char* name, char* table_name, uint32_t size);
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

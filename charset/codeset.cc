@@ -7,6 +7,7 @@
 #include <new>
 
 #include "charset/aliases.h"
+#include "charset/codeset_default.h"
 #include "charset/single_byte.h"
 #include "charset/table.h"
 #include "charset/table_view.h"

@@ -9,6 +9,7 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#pragma GCC visibility push(default)
 
 enum {
   XCS_KIND_ASCII_SBCS = 1,
@@ -98,17 +99,7 @@ const char* xcs_get_dir(void);
 int xcs_set_nlspath(const char* path);
 const char* xcs_get_nlspath(void);
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
-
-namespace mar::charset {
-
-// Returns `codeset`, or the default if it is null.
-xcs_cs_t* codeset_or_default(xcs_cs_t* codeset);
-
-// Called with each codeset that is about to be freed, so that a caller can drop its own pointer to it. May be
-// null.
-extern void (*codeset_freed)(const xcs_cs_t* codeset);
-
-}  // namespace mar::charset
 #endif

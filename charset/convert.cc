@@ -4,6 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "charset/codeset_default.h"
 #include "charset/wide_string.h"
 
 namespace mar::charset {

@@ -10,6 +10,7 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#pragma GCC visibility push(default)
 
 // Results of a conversion, of the dispatchers and of their members.
 enum {
@@ -70,6 +71,7 @@ xcs_utf8_member ascii_sbcs_from_utf8_r, ascii_dbcs_from_utf8_r, ascii_mbcs_from_
     ascii_gb18030_from_utf8_r, ebcdic_sbcs_from_utf8_r, ebcdic_dbcs_from_utf8_r,
     os_from_utf8_r;  // UTF-8 itself: utf8_to_utf8_r
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "charset/codeset_default.h"
 #include "charset/convert.h"
 
 namespace mar::charset {

@@ -7,6 +7,7 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#pragma GCC visibility push(default)
 
 enum { XCS_MB_MAX = 4 };  // bytes that xcs_wctomb may write
 
@@ -32,6 +33,7 @@ long xcs_mbstowcs(xcs_cs_t* codeset, uint16_t* ucs2, const char* bytes, uint32_t
 // Neither pointer may be NULL.
 int xcs_next_unit(xcs_cs_t* codeset, const char** bytes, uint16_t* unit);
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

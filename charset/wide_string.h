@@ -8,6 +8,7 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#pragma GCC visibility push(default)
 
 uint32_t xcs_wcslen(const uint16_t* s);
 uint32_t xcs_wcsnlen(const uint16_t* s, uint32_t limit);
@@ -32,6 +33,7 @@ uint16_t* xcs_wcswcs(const uint16_t* haystack, const uint16_t* needle);
 // `*save` is on the terminator.
 uint16_t* xcs_wcstok(uint16_t* s, const uint16_t* delimiters, uint16_t** save);
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

@@ -2,34 +2,37 @@
 // that the engine and its clients share.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
+#ifdef __cplusplus
 #include <type_traits>
+#endif
 
+#include "contract/c_language.h"
 #include "contract/identity.h"
 
-inline constexpr int16_t CLI_MAX_BUFFER_SIZE = 10240;  // bytes; also the size of request and reply buffers
+MAR_CONSTANT(int16_t, CLI_MAX_BUFFER_SIZE, 10240);  // bytes; also the size of request and reply buffers
 
 // Framing of an answer over one or more records; requests are always CLI_SINGLE.
-enum : uint32_t {
+enum MAR_ENUM_TYPE(uint32_t) {
   CLI_SINGLE = 0,  // the whole message in this record
   CLI_HEADER = 1,  // first record of a long answer
   CLI_APPEND = 2,  // a middle record
   CLI_END = 3,     // the last record
 };
 
-struct TCLIMessage {
+typedef struct TCLIMessage {
   uint32_t command;                   // message code, its four bytes in big-endian order
   int32_t length;                     // bytes in use in data
   uint8_t data[CLI_MAX_BUFFER_SIZE];  // request or reply payload
   _TIPCIdentifier sender;             // identity of the sending process
   uint32_t kind;                      // CLI_SINGLE, CLI_HEADER, CLI_APPEND or CLI_END
-};
-static_assert(sizeof(TCLIMessage) == 10260 && alignof(TCLIMessage) == 4);
-static_assert(offsetof(TCLIMessage, command) == 0 && offsetof(TCLIMessage, length) == 4);
-static_assert(offsetof(TCLIMessage, data) == 8 && offsetof(TCLIMessage, sender) == 10248);
-static_assert(offsetof(TCLIMessage, kind) == 10256);
-static_assert(std::is_trivially_copyable_v<TCLIMessage>);
+} TCLIMessage;
+MAR_PINNED(sizeof(TCLIMessage) == 10260);
+MAR_PINNED(offsetof(TCLIMessage, command) == 0 && offsetof(TCLIMessage, length) == 4);
+MAR_PINNED(offsetof(TCLIMessage, data) == 8 && offsetof(TCLIMessage, sender) == 10248);
+MAR_PINNED(offsetof(TCLIMessage, kind) == 10256);
+
+#ifdef __cplusplus
+static_assert(alignof(TCLIMessage) == 4 && std::is_trivially_copyable_v<TCLIMessage>);
 static_assert(std::has_unique_object_representations_v<TCLIMessage>);  // no hidden padding
 
 namespace mar {
@@ -43,10 +46,11 @@ inline int usable_length(const TCLIMessage& record) {
 }
 
 }  // namespace mar
+#endif
 
 // Message codes. The engine knows 150, 151 and 109, but no client function sends them; 100 has
 // no row in the type table.
-enum : uint32_t {
+enum MAR_ENUM_TYPE(uint32_t) {
   CMD_START_SEND = 100,
   CMD_STOP_ENGINE = 101,
   CMD_RESERVED_109 = 109,
@@ -72,6 +76,7 @@ enum : uint32_t {
   CMD_RESERVED_151 = 151,
 };
 
+#ifdef __cplusplus
 namespace mar {
 
 // Request buffer: process id and message code, both big-endian, then the payload.
@@ -83,9 +88,10 @@ inline constexpr int kReplyResultOffset = 4;
 inline constexpr uint32_t kReplyMarker = 1200;
 
 }  // namespace mar
+#endif
 
 // Results of the engine command functions that do not come from the engine.
-enum : int32_t {
+enum MAR_ENUM_TYPE(int32_t) {
   MAR_OK = 1,
   MAR_NOTHING_TO_UPLOAD = 2,
   MAR_EXCHANGE_FAILED = -1,      // no type-table row, or the exchange failed while the engine runs
@@ -96,20 +102,20 @@ enum : int32_t {
 };
 
 // Constants of the shared header that this client compares nothing against.
-inline constexpr int CLI_SHUTDOWNENGINE = -72;
-inline constexpr int ZARN_OK = 0;
-inline constexpr int ZARNERR_NOENOUGHMEMORY = -1;
-inline constexpr int ZARNERR_UNSUPPORTED = -2;
-inline constexpr int ZARN_OUT_OF_MEMORY = -3;
-inline constexpr int ZARN_INVALID_PARAMETER = -4;
-inline constexpr int ZARN_GENERIC_ERROR = -249;
-inline constexpr int ZARN_UNSUPPORTED_CHARSET = -1003;
+MAR_CONSTANT(int, CLI_SHUTDOWNENGINE, -72);
+MAR_CONSTANT(int, ZARN_OK, 0);
+MAR_CONSTANT(int, ZARNERR_NOENOUGHMEMORY, -1);
+MAR_CONSTANT(int, ZARNERR_UNSUPPORTED, -2);
+MAR_CONSTANT(int, ZARN_OUT_OF_MEMORY, -3);
+MAR_CONSTANT(int, ZARN_INVALID_PARAMETER, -4);
+MAR_CONSTANT(int, ZARN_GENERIC_ERROR, -249);
+MAR_CONSTANT(int, ZARN_UNSUPPORTED_CHARSET, -1003);
 
-inline constexpr int16_t ARM_REPLY = 7;
-inline constexpr int16_t ARM_CUSTOM = 8;
-inline constexpr int16_t ARM_UNKNOW = 9;
-inline constexpr int16_t ARM_GETIDSERVERSTAT = 10;
-inline constexpr int16_t ARM_SHUTDOWNENGINE = 11;
-inline constexpr int16_t ARM_CLEANUPENGINE = 12;
-inline constexpr int16_t ARM_GETAPPLICATIONLIST = 13;
-inline constexpr int16_t ARM_GETTRANSACTIONLIST = 14;
+MAR_CONSTANT(int16_t, ARM_REPLY, 7);
+MAR_CONSTANT(int16_t, ARM_CUSTOM, 8);
+MAR_CONSTANT(int16_t, ARM_UNKNOW, 9);
+MAR_CONSTANT(int16_t, ARM_GETIDSERVERSTAT, 10);
+MAR_CONSTANT(int16_t, ARM_SHUTDOWNENGINE, 11);
+MAR_CONSTANT(int16_t, ARM_CLEANUPENGINE, 12);
+MAR_CONSTANT(int16_t, ARM_GETAPPLICATIONLIST, 13);
+MAR_CONSTANT(int16_t, ARM_GETTRANSACTIONLIST, 14);

@@ -1,10 +1,12 @@
-/* The records that callers of the engine command functions fill: policies, keys, identifiers. Part of the
- * public interface, so it compiles as C as well. All are packed; numbers are in host byte order. */
+/* The records that callers of the engine command functions fill: policies, keys, identifiers. Plain data:
+ * the caller owns them, and the functions that take one copy it. All are packed; numbers are in host byte
+ * order. */
 #pragma once
 
-#include <assert.h>
 #include <stddef.h>
 #include <stdint.h>
+
+#include "contract/c_language.h"
 
 #pragma pack(push, 1)
 
@@ -37,15 +39,14 @@ typedef struct TEdgeKey {
 
 #pragma pack(pop)
 
-static_assert(sizeof(TIdentifierBlock) == 24, "TIdentifierBlock is 24 bytes");
-static_assert(sizeof(TPolicyDefinition) == 5444, "TPolicyDefinition is 5444 bytes");
-static_assert(offsetof(TPolicyDefinition, identifier) == 12, "identifier at 12");
-static_assert(offsetof(TPolicyDefinition, pattern) == 36, "first pattern at 36");
-static_assert(offsetof(TPolicyDefinition, host_pattern) == 164, "host pattern at 164");
-static_assert(offsetof(TPolicyDefinition, application_pattern) == 420, "application pattern at 420");
-static_assert(offsetof(TPolicyDefinition, transaction_pattern) == 1444, "transaction pattern at 1444");
-static_assert(sizeof(TEdgeKey) == 44, "TEdgeKey is 44 bytes");
-static_assert(offsetof(TEdgeKey, setting_6) == 6 && offsetof(TEdgeKey, setting_8) == 8,
-              "settings at 6 and 8");
-static_assert(offsetof(TEdgeKey, limit_16) == 16 && offsetof(TEdgeKey, setting_36) == 36, "limit at 16");
-static_assert(offsetof(TEdgeKey, number) == 40, "trailing number at 40");
+MAR_PINNED(sizeof(TIdentifierBlock) == 24);
+MAR_PINNED(sizeof(TPolicyDefinition) == 5444);
+MAR_PINNED(offsetof(TPolicyDefinition, identifier) == 12);
+MAR_PINNED(offsetof(TPolicyDefinition, pattern) == 36);
+MAR_PINNED(offsetof(TPolicyDefinition, host_pattern) == 164);
+MAR_PINNED(offsetof(TPolicyDefinition, application_pattern) == 420);
+MAR_PINNED(offsetof(TPolicyDefinition, transaction_pattern) == 1444);
+MAR_PINNED(sizeof(TEdgeKey) == 44);
+MAR_PINNED(offsetof(TEdgeKey, setting_6) == 6 && offsetof(TEdgeKey, setting_8) == 8);
+MAR_PINNED(offsetof(TEdgeKey, limit_16) == 16 && offsetof(TEdgeKey, setting_36) == 36);
+MAR_PINNED(offsetof(TEdgeKey, number) == 40);

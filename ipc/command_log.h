@@ -5,9 +5,11 @@
 
 namespace mar {
 
-inline constexpr int kErrorLevel = kLogLevelMin;     // a command that cannot be sent
-inline constexpr int kCommandLevel = kLogLevelMed;   // the command functions
-inline constexpr int kExchangeLevel = kLogLevelMax;  // exchange and channel
+inline constexpr long kBackend = MAR_LOG_BACKEND;
+
+inline constexpr int kErrorLevel = MAR_LOG_MIN;     // a command that cannot be sent
+inline constexpr int kCommandLevel = MAR_LOG_MED;   // the command functions
+inline constexpr int kExchangeLevel = MAR_LOG_MAX;  // exchange and channel
 
 inline constexpr char kEntryBanner[] = "-------> function entry point <-------";
 inline constexpr char kInvokingBanner[] = "-------> invoking function    <-------";

@@ -6,6 +6,8 @@
 
 #include "contract/identity.h"
 
+#pragma GCC visibility push(default)
+
 class CIPCUtils {
  public:
   // Builds the name of an IPC object: `base`, then `suffix` if not null, then, in a multi-agent installation,
@@ -44,3 +46,5 @@ struct IpcKeys {
 bool impl_ipc_keys(const char* name, IpcKeys& keys);
 
 }  // namespace mar
+
+#pragma GCC visibility pop

@@ -5,9 +5,13 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(default)
+
 namespace mar {
 
 // Never 0; a forked child reads another number than its parent. Any thread may call.
 uint32_t process_generation();
 
 }  // namespace mar
+
+#pragma GCC visibility pop

@@ -7,6 +7,8 @@
 
 #include "ipc/queue_core.h"
 
+#pragma GCC visibility push(default)
+
 template <typename T>
 class CIPCQueue : public mar::QueueCore {
   static_assert(std::is_trivially_copyable_v<T> && sizeof(CIPCQueueItem<T>) == sizeof(T) + sizeof(uint32_t));
@@ -82,3 +84,5 @@ class CIPCQueue : public mar::QueueCore {
     return PutBytes(identifier, key, &message, front);
   }
 };
+
+#pragma GCC visibility pop

@@ -16,6 +16,8 @@
 #include "ipc/queue_semaphores.h"
 #include "ipc/shared_memory.h"
 
+#pragma GCC visibility push(default)
+
 namespace mar {
 
 class QueueCore {
@@ -191,3 +193,5 @@ class QueueCore {
 };
 
 }  // namespace mar
+
+#pragma GCC visibility pop

@@ -9,6 +9,8 @@
 
 #include "contract/names.h"
 
+#pragma GCC visibility push(default)
+
 namespace mar {
 
 class QueueSemaphores {
@@ -45,3 +47,5 @@ class QueueSemaphores {
 };
 
 }  // namespace mar
+
+#pragma GCC visibility pop

@@ -10,6 +10,8 @@
 #include "contract/names.h"
 #include "ipc/process_generation.h"
 
+#pragma GCC visibility push(default)
+
 class CkesSharedMemory {
  public:
   // Opens the existing block `name` (a control file's path, without instance suffix).
@@ -83,3 +85,5 @@ class CkesSharedMemory {
   long VInitResult = 0;
   std::atomic<uint32_t> VLockedIn = 0;  // the process generation that took the lock; 0 when it is not held
 };
+
+#pragma GCC visibility pop

@@ -2,8 +2,6 @@
 
 #include <cstring>
 
-using namespace mar;
-
 namespace {
 
 enum : unsigned {
@@ -36,7 +34,7 @@ constexpr Component kComponents[] = {
     {"CONTROLLER", 2048, kBothWays},
     {"RIM", 4096, kBothWays},
     {"UPLOAD_ALL", 8064, kFromName | kValid},
-    {"BACKEND", kBackend, kBothWays},
+    {"BACKEND", MAR_LOG_BACKEND, kBothWays},
     {"FRONTEND", 16384, kBothWays},
     {"REPOSITORY", 32768, kBothWays},
     {"CCAPTURE", 65536, kBothWays},
@@ -55,7 +53,7 @@ constexpr struct {
   const char* name;
   int value;
 } kThresholds[] = {
-    {"MIN", kLogLevelMin}, {"MED", kLogLevelMed}, {"MAX", kLogLevelMax}, {"LOGQUEUE", kLogLevelQueue}};
+    {"MIN", MAR_LOG_MIN}, {"MED", MAR_LOG_MED}, {"MAX", MAR_LOG_MAX}, {"LOGQUEUE", MAR_LOG_QUEUE}};
 
 }  // namespace
 
@@ -81,7 +79,7 @@ int ThresholdFromStringToValue(const char* name) {
 }
 
 int ValidateLogThreshold(int threshold) {
-  return (threshold >= 0 && threshold <= kLogLevelMax) || threshold == kLogLevelQueue ? 0 : -1;
+  return (threshold >= 0 && threshold <= MAR_LOG_MAX) || threshold == MAR_LOG_QUEUE ? 0 : -1;
 }
 
 int ValidateCompID(long mask) { return find_mask(mask, kValid) == nullptr ? -1 : 0; }

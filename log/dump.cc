@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "log/engine_log.h"
+#include "log/log_record.h"
 
 namespace {
 

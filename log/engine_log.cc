@@ -7,6 +7,7 @@
 #include "charset/codeset.h"
 #include "log/file_calls.h"
 #include "log/log_file.h"
+#include "log/log_record.h"
 #include "log/message_format.h"
 #include "log/stamp.h"
 

@@ -5,7 +5,7 @@
 
 #include <cerrno>
 
-#include "log/engine_log.h"
+#include "log/log_record.h"
 #include "runtime/fork_order.h"
 
 using namespace mar;

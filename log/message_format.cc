@@ -10,7 +10,7 @@
 #include <memory>
 #include <new>
 
-#include "charset/codeset.h"
+#include "charset/codeset_default.h"
 #include "charset/convert.h"
 #include "charset/wide_string.h"
 #include "util/time.h"

@@ -17,6 +17,7 @@
 #include "log/file_calls.h"
 #include "log/stamp.h"
 #include "log/trace_location.h"
+#include "log/trace_record.h"
 #include "util/time.h"
 
 using namespace mar;
@@ -52,7 +53,7 @@ constexpr char VProductID[] = "KFD";
 constexpr char VComponent[] = "ARM";
 constexpr char VProductInstance[] = "5.3";
 
-constinit std::atomic<int> VLogFormat = kTraceXml;
+constinit std::atomic<int> VLogFormat = MAR_TRACE_XML;
 constinit std::atomic<int> VTriedFileOnce = 0;
 constinit int VInitialized = 0;
 
@@ -126,14 +127,14 @@ void wcDebugWorker(const char* text, int with_header) {
   char time[32];
   unsigned long seconds = 0;
   unsigned long millis = 0;
-  if (with_header != 0) getLocalTime(format == kTraceXml ? 0 : 1, time, &seconds, &millis);
+  if (with_header != 0) getLocalTime(format == MAR_TRACE_XML ? 0 : 1, time, &seconds, &millis);
   initialize_once();
   const int fd = open_trace_file();
   if (fd != -1) {
-    if (format == kTraceXml) {
+    if (format == MAR_TRACE_XML) {
       const double time_ms = static_cast<double>(seconds) * 1000 + static_cast<double>(millis);
       if (with_header != 0) write_xml(fd, text, time, time_ms);
-    } else if (format != kTraceOff) {
+    } else if (format != MAR_TRACE_OFF) {
       write_plain(fd, text, with_header != 0 ? time : nullptr);
     }
     close(fd);
@@ -153,7 +154,7 @@ void wcDebugln(const char* text) {
 }
 
 int wcDebugEnabled(void) {
-  if (VLogFormat <= kTraceOff) return VDebugRun;
+  if (VLogFormat <= MAR_TRACE_OFF) return VDebugRun;
   uint32_t seconds = 0;
   uint32_t nanoseconds = 0;
   ZarnBestGetCurrentTime(&seconds, &nanoseconds);
@@ -162,14 +163,14 @@ int wcDebugEnabled(void) {
 
 int mar::trace_enabled_at(int second_of_day) {
   const int format = VLogFormat;
-  if (format <= kTraceOff) return VDebugRun;
+  if (format <= MAR_TRACE_OFF) return VDebugRun;
   if (second_of_day <= format) return VDebugRun < 0 ? 1 : 0;
   if (VDebugRun > 0) {
     VLogFormat = static_cast<int>(std::min<int64_t>(format + int64_t{VDebugRun} * 60, INT_MAX));
     VDebugRun = -1;
     return 1;
   }
-  VLogFormat = kTraceOff;
+  VLogFormat = MAR_TRACE_OFF;
   VDebugRun = 0;
   return 0;
 }

@@ -1,25 +1,31 @@
 // The trace writer: a second diagnostic channel beside the engine log. Each text becomes one record, plain or
 // XML, in "trace-armdebug.log" in the product family's common log directory. Off unless VDebugRun is set.
 //
-// Takes no lock: records of several threads or processes may interleave, since each is written in several
-// steps. Errors: nothing is reported to the caller, and errno stays as it was; a file that cannot be opened
-// is reported once on standard output. A thread that is cancelled in a call finishes it first.
+// Any thread may call any function. None takes a lock: records of several threads or processes may
+// interleave, since each is written in several steps. Errors: nothing is reported to the caller, and errno
+// stays as it was; a file that cannot be opened is reported once on standard output. Nothing is a
+// cancellation point: a thread that is cancelled in a call finishes it first. A signal handler may call none
+// of them.
 #pragma once
 
-#include <cstddef>
+#include <stddef.h>
 
-namespace mar {
+// Formats of the records. Any other above MAR_TRACE_OFF is a time of day, see wcDebugEnabled(); one below
+// MAR_TRACE_PLAIN is plain.
+enum {
+  MAR_TRACE_PLAIN = 0,
+  MAR_TRACE_XML = 1,  // when a program starts
+  MAR_TRACE_OFF = 2,  // the file is opened, but nothing is written
+};
 
-inline constexpr int kTracePlain = 0;
-inline constexpr int kTraceXml = 1;  // the format when a program starts
-inline constexpr int kTraceOff = 2;  // the file is opened, but nothing is written
-
-}  // namespace mar
-
+#ifdef __cplusplus
 extern "C" {
+#endif
+#pragma GCC visibility push(default)
 
 // The run switch: 0 off, otherwise on. With a format above 2, which is a time of day, it is a number of
-// minutes that are still to begin, and -1 while they run. Test it before building a trace text.
+// minutes that are still to begin, and -1 while they run. Test it before building a trace text. It has no
+// lock: set it before other threads trace.
 extern int VDebugRun;
 
 // Writes one record; a null text writes nothing. wcDebugln ends a plain record with a line end, wcDebug
@@ -38,21 +44,14 @@ void wcDebugSetLogFormat(int format);
 // The path of the trace file: at most size - 1 characters of it, terminated.
 void wcDebugGetLogFileSpec(char* out, size_t size);
 
-// Finds the trace file, reads the host name and prepares the XML pieces. Runs once by
-// itself when first needed.
-void doInit(void);
-
-// One write of the text without its terminator; failures are ignored.
-void writeString(int fd, const char* text);
-
+#ifdef __cplusplus
 }  // extern "C"
 
 namespace mar {
-
-// wcDebugEnabled() at the given second of the UTC day.
-int trace_enabled_at(int second_of_day);
 
 // wcDebugln of a formatted text, cut to 1023 bytes. The text is built only while VDebugRun is set.
 void trace_ln(const char* format, ...) __attribute__((format(printf, 1, 2)));
 
 }  // namespace mar
+#endif
+#pragma GCC visibility pop

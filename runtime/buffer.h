@@ -2,6 +2,8 @@
 // return false and leave the buffer as it was.
 #pragma once
 
+#pragma GCC visibility push(default)
+
 class CkesBuffer {
  public:
   // Empty: no data, length 0.
@@ -44,3 +46,5 @@ class CkesBuffer {
   int length = 0;                 // valid bytes
   int capacity = 0;
 };
+
+#pragma GCC visibility pop

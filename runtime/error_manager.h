@@ -9,6 +9,8 @@
 
 #include "runtime/error_stack.h"
 
+#pragma GCC visibility push(default)
+
 namespace mar {
 
 inline constexpr long kErrorStackNoMemory = -1;
@@ -61,3 +63,5 @@ inline long record_failure(long code, const char* location) {
 }
 
 }  // namespace mar
+
+#pragma GCC visibility pop

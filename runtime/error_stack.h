@@ -4,6 +4,8 @@
 
 #include <cstdint>
 
+#pragma GCC visibility push(default)
+
 namespace mar {
 
 inline constexpr long kErrorTrailFull = -202;  // the name was added, the oldest one dropped
@@ -42,3 +44,5 @@ class CkesErrorStack {
   long errorCode = 0;
   int32_t cursor = 0;  // of the iteration; runs past the ring's end without wrapping
 };
+
+#pragma GCC visibility pop

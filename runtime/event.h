@@ -22,6 +22,8 @@ class EventList;
 
 }  // namespace mar
 
+#pragma GCC visibility push(default)
+
 // Any other value behaves as MANUAL_RESET.
 enum TEventMode : int32_t { MANUAL_RESET = 0, AUTO_RESET = 1 };
 
@@ -71,3 +73,5 @@ class CkesEvent {
   CkesEvent* next = nullptr;  // both guarded by the list's mutex
   CkesEvent* previous = nullptr;
 };
+
+#pragma GCC visibility pop

@@ -5,6 +5,8 @@
 
 #include "runtime/thread_annotations.h"
 
+#pragma GCC visibility push(default)
+
 namespace mar {
 
 inline constexpr long kMutexNotInitialised = -120;
@@ -62,3 +64,5 @@ class MAR_SCOPED_CAPABILITY MutexHold {
 };
 
 }  // namespace mar
+
+#pragma GCC visibility pop

@@ -17,6 +17,8 @@
 #include "runtime/event.h"
 #include "runtime/thread_library.h"
 
+#pragma GCC visibility push(default)
+
 namespace mar {
 
 inline constexpr long kThreadPriorityUnsupported = -2;
@@ -90,3 +92,5 @@ class CkesThread {
   CkesEvent startEvent{MANUAL_RESET, false};
   char name[mar::kThreadNameSizeBytes] = "Unnamed";
 };
+
+#pragma GCC visibility pop

@@ -5,6 +5,8 @@
 // one thread before others start. All other calls may be made from any thread.
 #pragma once
 
+#pragma GCC visibility push(default)
+
 class CkesThread;
 
 namespace mar {
@@ -74,3 +76,5 @@ class CkesThreadLibrary {
   static bool VInitialized;
   static unsigned int VTNameKey;  // its value on each thread points to that thread's name
 };
+
+#pragma GCC visibility pop

@@ -1,7 +1,10 @@
 // The agent instance of a multi-agent installation, taken from the environment. Neither function fails.
 #pragma once
 
+#ifdef __cplusplus
 extern "C" {
+#endif
+#pragma GCC visibility push(default)
 
 // The name of the environment variable that marks an instance, "ARM_AGENT_PREFIX"; writable, NUL-terminated.
 extern char MULTI_AGENT_ENV_VAR[17];
@@ -14,4 +17,7 @@ int isMultiAgent(void);
 // is null or the size below 1.
 void getMultiAgentName(char* buffer, int size);
 
-}  // extern "C"
+#pragma GCC visibility pop
+#ifdef __cplusplus
+}
+#endif

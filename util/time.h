@@ -3,18 +3,19 @@
 // forked while another thread converts a time may call them. They report no errors.
 #pragma once
 
+#include <stdint.h>
 #include <time.h>
 
-#include <cstdint>
-
 // A local time and the fractions of its second, each counted within the next coarser one.
-struct HRT {
+typedef struct HRT {
   struct tm broken_down;
   uint64_t msec;  // 0 .. 999, or more if ConvertToHRT was given a second or more of nanoseconds
   uint64_t usec;  // 0 .. 999
   uint64_t nsec;  // 0 .. 999
-};
+} HRT;
 
+#pragma GCC visibility push(default)
+#ifdef __cplusplus
 namespace mar {
 
 // Breaks `seconds` down into local time as localtime does, but without the C library's shared record, so any
@@ -24,6 +25,7 @@ bool local_time_of(time_t seconds, struct tm* out);
 }  // namespace mar
 
 extern "C" {
+#endif
 
 // time, localtime, mktime and gmtime. zarn_localtime and zarn_gmtime return the C library's static record:
 // use it at once, from one thread. `out` may be null.
@@ -50,4 +52,7 @@ int64_t local_time_zone(void);
 time_t tzzero2loc(time_t seconds);
 time_t loc2tzzero(time_t seconds);
 
-}  // extern "C"
+#ifdef __cplusplus
+}
+#endif
+#pragma GCC visibility pop

@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "charset/codeset_default.h"
 #include "charset/convert.h"
 #include "charset/multibyte.h"
 

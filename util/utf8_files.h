@@ -14,6 +14,7 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+#pragma GCC visibility push(default)
 
 // The locale's codeset; NULL until init_cs_to_utf8, and again after that codeset has been freed. While it is
 // NULL, all conversions here use the library's default codeset.
@@ -72,6 +73,7 @@ const char* APM_GetChar(xcs_cs_t* codeset, const char* text, int index);
 // The number of characters before the terminator; -1 for NULL arguments and invalid text.
 int APM_MBCSStrLength(xcs_cs_t* codeset, const char* text);
 
+#pragma GCC visibility pop
 #ifdef __cplusplus
 }
 #endif

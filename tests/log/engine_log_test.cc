@@ -7,6 +7,7 @@
 #include <string>
 
 #include "log/dump.h"
+#include "log/log_record.h"
 #include "log/stamp.h"
 #include "tests/support/files.h"
 

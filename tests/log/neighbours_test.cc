@@ -12,6 +12,7 @@
 
 #include "log/engine_log.h"
 #include "log/log_file.h"
+#include "log/log_record.h"
 #include "log/trace.h"
 #include "tests/log/messages.h"
 #include "util/time.h"

@@ -14,6 +14,7 @@
 
 #include "log/log_file.h"
 #include "log/trace_location.h"
+#include "log/trace_record.h"
 #include "tests/support/files.h"
 
 namespace mar {

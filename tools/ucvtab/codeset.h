@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "charset/codeset.h"
+#include "charset/table_layout.h"
 #include "tools/ucvtab/code.h"
 
 namespace mar::ucvtab {
