@@ -36,12 +36,13 @@ check_pie_supported(LANGUAGES CXX)
 find_package(Threads REQUIRED)
 
 # mar_library(<folder> SOURCES <file>... [USES <lower folder>...]): the folder's static library, target
-# mar_<folder>. Hidden visibility keeps its symbols inside libmarclient, except those that a public header
-# exports. Symbols of the binding "unique" cannot be hidden, so none are made.
+# mar_<folder>. Hidden visibility keeps its symbols inside the installed libraries, except those that a public
+# header exports. Symbols of the binding "unique" cannot be hidden, so none are made.
 function(mar_library folder)
   cmake_parse_arguments(PARSE_ARGV 1 arg "" "" "SOURCES;USES")
   add_library(mar_${folder} STATIC ${arg_SOURCES})
-  set_target_properties(mar_${folder} PROPERTIES CXX_VISIBILITY_PRESET hidden)
+  set_target_properties(mar_${folder} PROPERTIES
+    CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
   target_compile_options(mar_${folder} PRIVATE $<$<CXX_COMPILER_ID:GNU>:-fno-gnu-unique>)
   list(TRANSFORM arg_USES PREPEND mar_)
   target_link_libraries(mar_${folder} PUBLIC mar_options ${arg_USES} Threads::Threads)

@@ -5,6 +5,8 @@
 #include <cstdint>
 #include <ctime>
 
+#pragma GCC visibility push(default)
+
 namespace mar {
 
 // A point on the monotonic clock. A default Deadline is never reached.
@@ -42,3 +44,5 @@ class CallDeadline {
 void pause_call(int64_t milliseconds);
 
 }  // namespace mar
+
+#pragma GCC visibility pop

@@ -1,0 +1,1 @@
+#error "a header of the program replaces one of the library"
