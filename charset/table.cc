@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 
@@ -66,9 +65,11 @@ void* load_table(const char* prefix, const char* name, uint32_t* size) {
   *size = 0;
   if (prefix == nullptr || name == nullptr) return nullptr;
   const size_t prefix_length = std::strlen(prefix);
-  if (prefix_length + std::strlen(name) + 2 > kPathSize) return nullptr;
+  const size_t name_length = std::strlen(name);
+  if (prefix_length + name_length + 2 > kPathSize) return nullptr;
   char path[kPathSize];
-  std::snprintf(path, sizeof path, "%s%s", prefix, name);
+  std::memcpy(path, prefix, prefix_length);
+  std::memcpy(path + prefix_length, name, name_length + 1);
 
   for (int redirects = 0; redirects <= kMaxRedirects; ++redirects) {
     uint32_t bytes_read = 0;
