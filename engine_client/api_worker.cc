@@ -11,6 +11,7 @@
 #include "contract/message.h"
 #include "engine_client/call.h"
 #include "engine_client/exchange.h"
+#include "engine_client/open_connection.h"
 #include "engine_client/type_table.h"
 #include "ipc/cause.h"
 #include "ipc/command_log.h"
@@ -48,7 +49,8 @@ int32_t judge(const CmdRecord& row, const uint8_t* reply) {
 }
 
 int32_t exchange_and_judge(const Command& command, const CmdRecord& row, uint8_t* request, uint8_t* reply) {
-  const auto own_pid = static_cast<uint32_t>(getpid());
+  const OpenConnection* const connection = thread_connection();
+  const auto own_pid = connection != nullptr ? connection->process_id() : static_cast<uint32_t>(getpid());
   pid.store(own_pid, std::memory_order_relaxed);
   const int32_t header_size = row.write(own_pid, &row, request);
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "ipc/command_channel.h"
+#include "ipc/naming.h"
 #include "ipc/process_generation.h"
 
 namespace mar {
@@ -27,6 +28,7 @@ class OpenConnection {
   long read();
 
   const CkesBuffer& answer() const { return *answer_; }
+  uint32_t process_id() const { return process_id_; }
 
   // False in a forked child: the queue's user is a thread of the parent.
   bool is_of_this_process() const { return generation_ == process_generation(); }
@@ -40,7 +42,8 @@ class OpenConnection {
   CkesBuffer* answer_ = nullptr;
   CommandChannel channel_{{queue_, key_, user_, answer_}};
   bool open_ = false;
-  uint32_t generation_ = process_generation();
+  const uint32_t generation_ = process_generation();
+  const uint32_t process_id_ = static_cast<uint32_t>(GetProcessID());
 };
 
 // The calling thread's connection, or null if it has none. Valid until the thread's next mar_open() or

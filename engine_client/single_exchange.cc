@@ -6,6 +6,7 @@
 #include <csignal>
 #include <cstdlib>
 #include <cstring>
+#include <optional>
 
 #include "contract/message.h"
 #include "engine_client/open_connection.h"
@@ -159,9 +160,9 @@ void exchange_here(Exchange& exchange) {
     return exchange_over(route, exchange);
   }
   // A thread that was started for this exchange has no connection yet, and ends with it.
-  OpenConnection temporary;
+  std::optional<OpenConnection> temporary;
   OpenConnection* const own = thread_connection();
-  ConnectionRoute route(own != nullptr ? *own : temporary);
+  ConnectionRoute route(own != nullptr ? *own : temporary.emplace());
   exchange_over(route, exchange);
 }
 

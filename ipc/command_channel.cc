@@ -59,6 +59,7 @@ void drop_records(CIPCQueue<TCLIMessage>& queue, _TIPCIdentifier owner, AnswerPr
 }  // namespace
 
 bool answer_may_come() {
+  if (owed_answers().empty()) return false;
   const _TIPCIdentifier caller = GetIpcIdentifier(GetProcessID());
   if (!owed_answers().owed(caller)) return false;
   CIPCQueue<TCLIMessage> now(CLI_IPC_NAME, false);

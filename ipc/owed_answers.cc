@@ -30,7 +30,7 @@ void OwedAnswers::remember(_TIPCIdentifier owner, int engine, AnswerProgress pro
 }
 
 AnswerProgress OwedAnswers::take(_TIPCIdentifier owner, int engine) {
-  if (count_ == 0) return {};
+  if (empty()) return {};
   const StaticMutexHold hold(mutex_);
   Debt* const end = debts_ + count_;
   Debt* const found = std::find_if(debts_, end, [&](const Debt& debt) {
@@ -44,7 +44,6 @@ AnswerProgress OwedAnswers::take(_TIPCIdentifier owner, int engine) {
 }
 
 bool OwedAnswers::owed(_TIPCIdentifier owner) {
-  if (count_ == 0) return false;
   const StaticMutexHold hold(mutex_);
   return std::any_of(debts_, debts_ + count_,
                      [&](const Debt& debt) { return CIPCUtils::sameIPCIdentifiers(debt.owner, owner); });

@@ -36,7 +36,9 @@ class OwedAnswers {
   // Forgets what `engine` owes `owner`, and returns it.
   AnswerProgress take(_TIPCIdentifier owner, int engine);
 
-  // Whether any engine owes `owner` an answer. Takes no lock as long as nothing is owed to anybody.
+  bool empty() const { return count_ == 0; }
+
+  // Whether any engine owes `owner` an answer.
   bool owed(_TIPCIdentifier owner);
 
  private:

@@ -1,6 +1,7 @@
 // Several threads of one process command the engine at once: the exchanges take turns, and each thread gets
 // its own answer.
 #include <gtest/gtest.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <cstring>
@@ -8,8 +9,11 @@
 #include <vector>
 
 #include "contract/message.h"
+#include "engine_client/commands.h"
+#include "engine_client/connection.h"
 #include "engine_client/exchange.h"
 #include "ipc/naming.h"
+#include "tests/support/child.h"
 #include "tests/support/program.h"
 
 namespace mar {
@@ -34,6 +38,30 @@ TEST(Threads, EachGetsItsOwnAnswer) {
   }
   for (auto& thread : threads) thread.join();
   EXPECT_EQ(answered, 6 * 50);
+}
+
+// A thread with a connection of its own waits for no other, and each gets its own answers.
+TEST(Threads, WithConnectionsDoNotWaitForEachOther) {
+  Program engine({STANDIN_PATH, "--quiet", "--fault", "clear-engine:silent", "--fault",
+                  "ping-engine:result=3", "--fault", "debug:result=4"});
+  ASSERT_EQ(engine.line(), "ready");
+  pthread_t silent;
+  const auto ask = [](void*) -> void* { return mar_clear_eng(), nullptr; };
+  ASSERT_EQ(pthread_create(&silent, nullptr, ask, nullptr), 0);
+  std::atomic<int> answered = 0;
+  std::vector<std::thread> threads;
+  for (int number = 0; number < 4; ++number) {
+    threads.emplace_back([&answered, number] {
+      if (mar_open() != 1) return;
+      for (int round = 0; round < 50; ++round)
+        answered += number % 2 == 0 ? mar_ping_engine() == 3 : mar_debug(1) == 4;
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  EXPECT_EQ(answered, 4 * 50);
+  pthread_cancel(silent);
+  ASSERT_TRUE(eventually([&] { return pthread_tryjoin_np(silent, nullptr) == 0; }));
+  EXPECT_EQ(mar_ping_engine(), 3) << "the cancelled call has given back its turn";
 }
 
 }  // namespace mar
