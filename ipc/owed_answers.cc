@@ -59,6 +59,10 @@ OwedAnswers& owed_answers() { return process_answers; }
 
 void OwedAnswers::lock_for_fork() { process_answers.mutex_.lock(); }
 void OwedAnswers::unlock_after_fork() { process_answers.mutex_.unlock(); }
-void OwedAnswers::hold_during_fork() { pthread_atfork(lock_for_fork, unlock_after_fork, unlock_after_fork); }
+void OwedAnswers::unlock_in_child() {
+  process_answers.count_ = 0;
+  unlock_after_fork();
+}
+void OwedAnswers::hold_during_fork() { pthread_atfork(lock_for_fork, unlock_after_fork, unlock_in_child); }
 
 }  // namespace mar

@@ -48,9 +48,10 @@ class OwedAnswers {
     AnswerProgress progress;
   };
 
-  // A fork waits for the thread that holds the mutex, so the child finds it free.
+  // A fork waits for the thread that holds the mutex, so the child finds it free. Nothing is owed to a child.
   static void lock_for_fork() MAR_UNCHECKED;
   static void unlock_after_fork() MAR_UNCHECKED;
+  static void unlock_in_child() MAR_UNCHECKED;
   [[gnu::constructor(kForkInnermost)]] static void hold_during_fork();
 
   StaticMutex mutex_;

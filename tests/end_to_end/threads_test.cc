@@ -2,6 +2,7 @@
 // its own answer.
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sys/shm.h>
 
 #include <atomic>
 #include <cstring>
@@ -9,6 +10,7 @@
 #include <vector>
 
 #include "contract/message.h"
+#include "contract/names.h"
 #include "engine_client/commands.h"
 #include "engine_client/connection.h"
 #include "engine_client/exchange.h"
@@ -61,6 +63,9 @@ TEST(Threads, WithConnectionsDoNotWaitForEachOther) {
   EXPECT_EQ(answered, 4 * 50);
   pthread_cancel(silent);
   ASSERT_TRUE(eventually([&] { return pthread_tryjoin_np(silent, nullptr) == 0; }));
+  shmid_ds segment{};
+  shmctl(shmget(ftok(CLI_IPC_NAME, 2), 0, 0), IPC_STAT, &segment);
+  EXPECT_EQ(segment.shm_nattch, 1u) << "only the engine has the queue open";
   EXPECT_EQ(mar_ping_engine(), 3) << "the cancelled call has given back its turn";
 }
 

@@ -1,0 +1,128 @@
+// Connections that stay open: how many commands a second 1, 4 and 16 threads get through with and without
+// them, and then commands on open connections while the engine is killed and started again, over and over. An
+// answer in the wrong call ends it with status 1.
+//   build/bench/bench/connection_soak MAR_STANDIN [COMMANDS [RESTARTS]]   1000000 and 100 unless told
+//   otherwise
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <thread>
+#include <vector>
+
+#include "contract/message.h"
+#include "engine_client/call.h"
+#include "engine_client/connection.h"
+#include "engine_client/exchange.h"
+#include "ipc/naming.h"
+#include "tests/support/isolation.h"
+
+namespace {
+
+struct Tally {
+  std::atomic<long> answered = 0, failed = 0, wrong = 0;
+  std::atomic<bool> over = false;
+};
+
+pid_t start_engine(const char* program) {
+  int ready[2];
+  if (pipe(ready) != 0) std::abort();
+  const pid_t engine = fork();
+  if (engine == 0) {
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    dup2(ready[1], STDOUT_FILENO);
+    execl(program, program, "--quiet", "--slots", "64", "--fault", "*:echo", nullptr);
+    _exit(127);
+  }
+  close(ready[1]);
+  char byte = 0;
+  if (read(ready[0], &byte, 1) != 1) std::abort();
+  close(ready[0]);
+  return engine;
+}
+
+void end_engine(pid_t engine, int signal) {
+  kill(engine, signal);
+  waitpid(engine, nullptr, 0);
+}
+
+// One command whose answer repeats its sender and payload.
+void command(uint32_t thread, uint32_t round, Tally& tally) {
+  uint8_t request[16] = {0, 0, 0, 0, 0, 0, 0, 127};
+  const uint32_t payload[2] = {thread, round};
+  std::memcpy(request + 8, payload, sizeof payload);
+  uint8_t reply[CLI_MAX_BUFFER_SIZE];
+  const mar::Call call;
+  if (zarn_send_and_rcv(request, sizeof request, reply) != 1) {
+    ++tally.failed;
+  } else if (std::memcmp(reply + 16, payload, sizeof payload) != 0) {
+    ++tally.wrong;
+  } else {
+    ++tally.answered;
+  }
+}
+
+void ask_until_over(uint32_t thread, bool connected, Tally& tally) {
+  mar_set_deadline(2000);
+  while (connected && mar_open() != 1 && !tally.over) continue;
+  for (uint32_t round = 0; !tally.over; ++round) command(thread, round, tally);
+}
+
+std::vector<std::thread> start(uint32_t count, bool connected, Tally& tally) {
+  std::vector<std::thread> threads;
+  for (uint32_t i = 0; i < count; ++i)
+    threads.emplace_back([i, connected, &tally] { ask_until_over(i, connected, tally); });
+  return threads;
+}
+
+void end(std::vector<std::thread>& threads, Tally& tally) {
+  tally.over = true;
+  for (std::thread& thread : threads) thread.join();
+}
+
+void measure_rates() {
+  constexpr std::chrono::seconds kSpan{2};
+  for (const uint32_t count : {1u, 4u, 16u}) {
+    for (const bool connected : {false, true}) {
+      Tally tally;
+      std::vector<std::thread> threads = start(count, connected, tally);
+      std::this_thread::sleep_for(kSpan);
+      const long answered = tally.answered;
+      end(threads, tally);
+      std::printf("%2u threads %s: %7ld commands a second, %ld failed, %ld wrong\n", count,
+                  connected ? "connected    " : "not connected", answered / kSpan.count(),
+                  tally.failed.load(), tally.wrong.load());
+      std::fflush(stdout);
+    }
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  if (argc < 2) return std::fprintf(stderr, "usage: connection_soak MAR_STANDIN [COMMANDS [RESTARTS]]\n"), 2;
+  const long wanted = argc > 2 ? std::atol(argv[2]) : 1'000'000;
+  const int restarts = argc > 3 ? std::atoi(argv[3]) : 100;
+  if (!mar::isolate_process()) return 1;
+  pid_t engine = start_engine(argv[1]);
+  measure_rates();
+  Tally tally;
+  std::vector<std::thread> threads = start(4, true, tally);
+  for (int i = 0; i < restarts || tally.answered < wanted; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    if (i >= restarts) continue;
+    end_engine(engine, i % 4 == 0 ? SIGTERM : SIGKILL);
+    engine = start_engine(argv[1]);
+  }
+  end(threads, tally);
+  end_engine(engine, SIGTERM);
+  std::printf("%ld commands answered, %ld failed, %ld wrong, %d restarts\n", tally.answered.load(),
+              tally.failed.load(), tally.wrong.load(), restarts);
+  return tally.wrong == 0 ? 0 : 1;
+}
