@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 
 #include "ipc/naming.h"
 #include "ipc/shared_field.h"
@@ -44,7 +45,10 @@ QueueCore::QueueCore(const char* name, bool remove, uint32_t message_size_bytes)
   if (result == 0 || result == SHMEM_SERVER_DEAD) {
     char ipc_name[kQueueNameLimit + 1];
     CIPCUtils::createIPCName(name, nullptr, kQueueNameLimit, ipc_name);
-    VInitialized = VSemaphores.implInitialize(ipc_name, 0) && MapSegment();
+    // Cut to its limit, the name may be that of another file than the segment's.
+    const bool same_file = std::strlen(ipc_name) < kQueueNameLimit - 1;
+    VInitialized = VSemaphores.implInitialize(ipc_name, 0, same_file ? &VSharedMemory->GetKeys() : nullptr) &&
+                   MapSegment();
     VCreatorSeenAlive = result == 0;
     if (!VInitialized) {
       VOpenCause = OpenCause(result);

@@ -29,10 +29,12 @@ int implPost(int set, uint16_t number, int amount) {
 
 }  // namespace
 
-bool QueueSemaphores::implInitialize(const char* name, int items) {
+bool QueueSemaphores::implInitialize(const char* name, int items, const IpcKeys* known_keys) {
   trace_ln("%s ENTER - name = %s, items = %d", kLocation, name, items);
   IpcKeys keys;
-  if (!impl_ipc_keys(name, keys)) {
+  if (known_keys != nullptr) {
+    keys = *known_keys;
+  } else if (!impl_ipc_keys(name, keys)) {
     trace_ln("%s - ERROR - ftok errno = %d", kLocation, errno);
     return false;
   }

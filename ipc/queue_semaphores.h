@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "contract/names.h"
+#include "ipc/naming.h"
 
 #pragma GCC visibility push(default)
 
@@ -24,7 +25,8 @@ class QueueSemaphores {
   // Opens (items == 0) or makes (items > 0: one semaphore per head, all 0, then the marker) the set of the
   // control file `name`, a built IPC name. Making removes a set that an earlier creator left. False on any
   // failure, which is traced.
-  bool implInitialize(const char* name, int items);
+  //   keys  of that control file, or null to look it up
+  bool implInitialize(const char* name, int items, const IpcKeys* keys = nullptr);
   bool implDestroy();  // removes the set from the system
 
   // `semNumber` is kOverflowSem or what a head holds: the caller has checked that to lie in 2 .. N+1.

@@ -81,18 +81,17 @@ int CkesSharedMemory::implCreatorAliveValue() const {
 long CkesSharedMemory::implOpen(const char* name) {
   static constexpr char kLocation[] = "CkesSharedMemory_UNIX::implOpen";
   trace_ln("%s ENTER - name = %s", kLocation, name);
-  mar::IpcKeys keys;
-  if (!mar::impl_ipc_keys(name, keys)) {
+  if (!mar::impl_ipc_keys(name, VKeys)) {
     trace_ln("%s - ERROR -  ftok(name, IPC_MEM_ID) failed where name = %s, errno = %d", kLocation, name,
              errno);
     return IPC_UNAVAILABLE;
   }
-  VSemaphore = mar::sys::semaphores_get(keys.segment_semaphores, 2, 0);
+  VSemaphore = mar::sys::semaphores_get(VKeys.segment_semaphores, 2, 0);
   if (VSemaphore == -1) {
     trace_ln("%s - ERROR - semget(sem_key, 2, 0) failed where errno = %d", kLocation, errno);
     return IPC_OPEN_FAILED;
   }
-  VMemory = mar::sys::segment_get(keys.segment, 1, 0);
+  VMemory = mar::sys::segment_get(VKeys.segment, 1, 0);
   if (VMemory == -1) {
     trace_ln("%s - ERROR - shmget(mem_key, 1, 0) failed where errno = %d", kLocation, errno);
     return IPC_OPEN_FAILED;

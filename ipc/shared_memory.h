@@ -8,6 +8,7 @@
 #include <cstdint>
 
 #include "contract/names.h"
+#include "ipc/naming.h"
 #include "ipc/process_generation.h"
 
 #pragma GCC visibility push(default)
@@ -56,6 +57,7 @@ class CkesSharedMemory {
   uint64_t GetSize() const { return VSize; }  // bytes
   void* GetAddress() const { return VAddress; }
   long GetInitResult() const { return VInitResult; }
+  const mar::IpcKeys& GetKeys() const { return VKeys; }  // of an opened block's control file
   int GetLockId() const { return VSemaphore; }  // of the semaphore set, which each creator makes anew
 
  private:
@@ -77,6 +79,7 @@ class CkesSharedMemory {
   bool FitLength(uint64_t offset, uint64_t& length) const;
 
   bool VInitialized = false;
+  mar::IpcKeys VKeys = {};
   int VSemaphore = -1;
   int VMemory = -1;
   void* VAddress = nullptr;
