@@ -9,7 +9,7 @@
 #include <cstring>
 
 #include "charset/codeset.h"
-#include "charset/transcode.h"
+#include "charset/unicode_text.h"
 
 struct xcs_single_rows {
   // The UTF-8 sequence of a character. The last byte is the sequence's length.
@@ -53,7 +53,10 @@ struct SingleByte {
   // Looks up UTF-8 sequences instead of characters, for SequenceWriter.
   class SequenceReader : public ConverterSide<uint8_t, 1, kAsciiBased> {
    public:
-    explicit SequenceReader(const xcs_cs_t& codeset) : row_(codeset.rows->to_utf8) {}
+    explicit SequenceReader(const xcs_cs_t& codeset)
+        : row_(codeset.rows->to_utf8), latin1_(codeset.rows->latin1) {}
+
+    bool latin1() const { return latin1_; }
 
     template <bool kWhole>
     Character next(const uint8_t* in, const uint8_t*) const {
@@ -62,6 +65,7 @@ struct SingleByte {
 
    private:
     const xcs_single_rows::Sequence* row_;
+    bool latin1_;
   };
 
   class Writer : public ConverterSide<uint8_t, 1, kAsciiBased> {
@@ -104,5 +108,22 @@ struct SequenceWriter : ConverterSide<uint8_t, sizeof(xcs_single_rows::Sequence)
     return out + length;
   }
 };
+
+inline auto kernel_of(const VectorKernels& kernels, const SingleByte<true>::Reader& reader,
+                      const Ucs2Writer<false>&) {
+  return reader.latin1() ? kernels.latin1_to_ucs2 : nullptr;
+}
+inline auto kernel_of(const VectorKernels& kernels, const Ucs2Reader<false>&,
+                      const SingleByte<true>::Writer& writer) {
+  return writer.latin1() ? kernels.ucs2_to_latin1 : nullptr;
+}
+inline auto kernel_of(const VectorKernels& kernels, const SingleByte<true>::SequenceReader& reader,
+                      const SequenceWriter&) {
+  return reader.latin1() ? kernels.latin1_to_utf8 : nullptr;
+}
+inline auto kernel_of(const VectorKernels& kernels, const Utf8Reader<false>&,
+                      const SingleByte<true>::Writer& writer) {
+  return writer.latin1() ? kernels.utf8_to_latin1 : nullptr;
+}
 
 }  // namespace mar::charset

@@ -219,29 +219,28 @@ int transcode_end(Reader& reader, Writer& writer, const typename Reader::Unit*& 
   return XCS_CONVERTED;
 }
 
-// The kernel of a reader and a writer, or null; most pairs have none. unicode_text.h and the families have
+// The kernel of a reader and a writer, or null; most pairs have none. unicode_text.h and single_byte.h have
 // the others.
 template <class Reader, class Writer>
-constexpr std::nullptr_t kernel_of(const VectorLevel&, const Reader&, const Writer&) {
+constexpr std::nullptr_t kernel_of(const VectorKernels&, const Reader&, const Writer&) {
   return nullptr;
 }
 
 template <class Reader, class Writer>
 constexpr bool kHasKernel = !std::is_null_pointer_v<decltype(kernel_of(
-    std::declval<const VectorLevel&>(), std::declval<const Reader&>(), std::declval<const Writer&>()))>;
+    std::declval<const VectorKernels&>(), std::declval<const Reader&>(), std::declval<const Writer&>()))>;
 
-constexpr ptrdiff_t kWordStretch = 128;        // input units that are sure to bring transcode_words forward
-constexpr ptrdiff_t kKernelTail = 128;         // input units of an end that is converted in a copy, at most
-constexpr ptrdiff_t kUnitsOfKernelTail = 640;  // output units that such an end may become
-constexpr ptrdiff_t kLeastForKernel = 24;      // input units for which the copies pay
+constexpr ptrdiff_t kStretch = 128;        // input units that are sure to bring transcode_words forward
+constexpr ptrdiff_t kShortText = 128;      // input units
+constexpr ptrdiff_t kLeastForKernel = 24;  // input units for which the copies pay
 
-// Converts the end of a text by the kernel, in copies with so much room that the margins do not matter. Zeros
-// pad the input; each becomes one zero.
+// Converts an end of fewer than kKernelMargin units by the kernel, in copies with so much room that the
+// margins do not matter. Zeros pad the input; each becomes one zero.
 template <class In, class Out>
 inline void kernel_on_copy(Kernel<In, Out> kernel, const In*& in, const In* in_end, Out*& out,
                            const Out* out_end) {
-  In padded[kKernelTail + kKernelMargin];
-  Out converted[kUnitsOfKernelTail];
+  In padded[2 * kKernelMargin];
+  Out converted[6 * kKernelMargin];
   const ptrdiff_t size = in_end - in;
   std::memcpy(padded, in, static_cast<size_t>(size) * sizeof(In));
   std::memset(padded + size, 0, kKernelMargin * sizeof(In));
@@ -256,26 +255,45 @@ inline void kernel_on_copy(Kernel<In, Out> kernel, const In*& in, const In* in_e
   out += made;
 }
 
-// Converts text by the kernel where its blocks are plain, and by words where they are not. A function of its
-// own: short texts, which do without it, then do without its stack frame, too.
+// Converts text by the kernel where its blocks are plain, and as text without a kernel where they are not. A
+// function of its own: short texts, which do without it, then do without its stack frame, too.
 template <class Reader, class Writer>
-[[gnu::noinline]] void transcode_by_kernel(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
+[[gnu::noinline]] void transcode_by_kernel(Kernel<typename Reader::Unit, typename Writer::Unit> kernel,
+                                           Reader& reader, Writer& writer, const typename Reader::Unit*& in,
                                            const typename Reader::Unit* in_end, typename Writer::Unit*& out,
                                            const typename Writer::Unit* out_end) {
-  const auto kernel = kernel_of(vectors(), reader, writer);
-  if (kernel == nullptr) return;
-  for (ptrdiff_t stretch = kWordStretch; in_end - in > kKernelTail;) {
+  for (ptrdiff_t stretch = kStretch; in_end - in >= kKernelMargin;) {
     const auto* const before = in;
     kernel(in, in_end, out, out_end);
-    if (in_end - in <= kKernelTail) break;
+    if (in_end - in < kKernelMargin) break;
     // Text that is never plain soon pays next to nothing for the look at it.
-    stretch = in != before ? kWordStretch : std::min(2 * stretch, 16 * kWordStretch);
-    const auto* const words = in;
-    transcode_words(reader, writer, in, in + std::min(in_end - in, stretch), out, out_end);
-    if (in == words) return;  // an end is near
+    stretch = in != before ? kStretch : std::min(4 * stretch, 64 * kStretch);
+    const auto* const start = in;
+    const auto* const stretch_end = in + std::min(in_end - in, stretch);
+    if constexpr (kHasWords<Reader, Writer>) {
+      transcode_words(reader, writer, in, stretch_end, out, out_end);
+    } else {
+      transcode_blocks(reader, writer, in, stretch_end, out, out_end);
+    }
+    if (stretch_end == in_end || in == start) return;  // an end is near
   }
   copy_runs(kNonAscii<typename Reader::Unit>, in, in_end, out, out_end);
   if (in_end - in >= kLeastForKernel) kernel_on_copy(kernel, in, in_end, out, out_end);
+}
+
+// The same by the kernel of the two sides, if there is one. Short ASCII and short text that is copied unit by
+// unit are as fast without.
+template <class Reader, class Writer>
+inline void transcode_by_its_kernel(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
+                                    const typename Reader::Unit* in_end, typename Writer::Unit*& out,
+                                    const typename Writer::Unit* out_end) {
+  if (in_end - in <= kShortText) {
+    if (reader.latin1() && writer.latin1()) return;
+    copy_runs(kNonAscii<typename Reader::Unit>, in, in_end, out, out_end);
+    if (in_end - in < kLeastForKernel) return;
+  }
+  const auto kernel = kernel_of(vectors(), reader, writer);
+  if (kernel != nullptr) transcode_by_kernel(kernel, reader, writer, in, in_end, out, out_end);
 }
 
 template <class Reader, class Writer>
@@ -285,7 +303,7 @@ int transcode(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
   if (in >= in_end) return XCS_CONVERTED;
   if (out >= out_end) return XCS_OUTPUT_FULL;
   if constexpr (kHasKernel<Reader, Writer>) {
-    if (in_end - in >= kLeastForKernel) transcode_by_kernel(reader, writer, in, in_end, out, out_end);
+    transcode_by_its_kernel(reader, writer, in, in_end, out, out_end);
   }
   if constexpr (kHasWords<Reader, Writer>) transcode_words(reader, writer, in, in_end, out, out_end);
   transcode_blocks(reader, writer, in, in_end, out, out_end);

@@ -129,11 +129,14 @@ struct Utf8Writer : ConverterSide<uint8_t, kAllPlanes ? 4 : 3, true> {
   static uint8_t following(uint32_t bits) { return static_cast<uint8_t>(0x80 | (bits & 0x3F)); }
 };
 
-inline auto kernel_of(const VectorLevel& level, const Utf8Reader<true>&, const Ucs2Writer<true>&) {
-  return level.utf8_to_ucs2;
+inline auto kernel_of(const VectorKernels& kernels, const Utf8Reader<true>&, const Ucs2Writer<true>&) {
+  return kernels.utf8_to_ucs2;
 }
-inline auto kernel_of(const VectorLevel& level, const Ucs2Reader<true>&, const Utf8Writer<true>&) {
-  return level.ucs2_to_utf8;
+inline auto kernel_of(const VectorKernels& kernels, const Ucs2Reader<true>&, const Utf8Writer<true>&) {
+  return kernels.ucs2_to_utf8;
+}
+inline auto kernel_of(const VectorKernels& kernels, const Utf8Reader<true>&, const Utf8Writer<true>&) {
+  return kernels.utf8_to_utf8;
 }
 
 template <class Char, bool kAllPlanes>

@@ -93,13 +93,21 @@ int utf8_from_ucs2_r(xcs_cs_t* codeset, const uint16_t** in, const uint16_t* in_
 // U+10FFFF in four pass unchanged, which keeps odd file names intact.
 int utf8_to_utf8_r(xcs_cs_t*, const char** in, const char* in_end, char** out, char* out_end) {
   if (is_reset(in)) return XCS_CONVERTED;
+  Utf8Reader<true> reader;
+  Utf8Writer<true> writer;
+  if (in_end > *in && out_end > *out) {
+    auto* from = reinterpret_cast<const uint8_t*>(*in);
+    auto* to = reinterpret_cast<uint8_t*>(*out);
+    transcode_by_its_kernel(reader, writer, from, reinterpret_cast<const uint8_t*>(in_end), to,
+                            reinterpret_cast<uint8_t*>(out_end));
+    *in = reinterpret_cast<const char*>(from);
+    *out = reinterpret_cast<char*>(to);
+  }
   // Well-formed text is copied. From the first sequence that has to change, everything goes through the
   // decoder.
   const ptrdiff_t unchanged =
       unchanged_prefix(reinterpret_cast<const uint8_t*>(*in), std::min(in_end - *in, out_end - *out));
   *out = std::copy_n(*in, unchanged, *out);
   *in += unchanged;
-  Utf8Reader<true> reader;
-  Utf8Writer<true> writer;
   return transcode_text(reader, writer, in, in_end, out, out_end);
 }

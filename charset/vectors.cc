@@ -6,7 +6,7 @@
 #define MAR_HAS_X86_LEVELS 1
 #include <sys/platform/x86.h>
 
-#include "charset/vectors_x86.h"
+#include "charset/vectors/x86.h"
 #else
 #define MAR_HAS_X86_LEVELS 0
 #endif
@@ -23,36 +23,39 @@ bool has_sse41() { return x86_cpu_active(x86_cpu_SSE4_1) && x86_cpu_active(x86_c
 bool has_avx2() { return has_sse41() && x86_cpu_active(x86_cpu_AVX2); }
 #endif
 
+constinit const VectorKernels kNoKernels{};
+
 }  // namespace
 
 constinit const VectorLevel kVectorLevels[] = {
 #if MAR_HAS_X86_LEVELS
-    {"AVX2", has_avx2, avx2::utf8_to_ucs2, avx2::ucs2_to_utf8},
+    {"AVX2", has_avx2, &avx2::kKernels},
+    {"SSE41", has_sse41, &sse41::kKernels},
 #endif
-    {"scalar", always, nullptr, nullptr},
+    {"scalar", always, &kNoKernels},
 };
-const VectorLevel& kScalarLevel = kVectorLevels[sizeof kVectorLevels / sizeof *kVectorLevels - 1];
+constinit const VectorLevel& kScalarLevel = kVectorLevels[sizeof kVectorLevels / sizeof *kVectorLevels - 1];
 
 namespace {
 
-constinit std::atomic<const VectorLevel*> chosen = nullptr;
+constinit std::atomic<const VectorKernels*> in_use = nullptr;
 
-const VectorLevel& choose() {
+const VectorKernels& choose() {
   const VectorLevel* level = kVectorLevels;
   while (!level->is_supported()) ++level;
-  chosen.store(level, std::memory_order_relaxed);
-  return *level;
+  use_vectors(*level);
+  return *level->kernels;
 }
 
 }  // namespace
 
-// The levels are constants, so a thread that sees the pointer sees the level. Threads that choose at the same
+// The kernels are constants, so a thread that sees the pointer sees them. Threads that choose at the same
 // time choose the same.
-const VectorLevel& vectors() {
-  const VectorLevel* const level = chosen.load(std::memory_order_relaxed);
-  return level != nullptr ? *level : choose();
+const VectorKernels& vectors() {
+  const VectorKernels* const kernels = in_use.load(std::memory_order_relaxed);
+  return kernels != nullptr ? *kernels : choose();
 }
 
-void use_vectors(const VectorLevel& level) { chosen.store(&level, std::memory_order_relaxed); }
+void use_vectors(const VectorLevel& level) { in_use.store(level.kernels, std::memory_order_relaxed); }
 
 }  // namespace mar::charset

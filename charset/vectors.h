@@ -20,21 +20,31 @@ using Kernel = void (*)(const In*& in, const In* in_end, Out*& out, const Out* o
 
 constexpr ptrdiff_t kKernelMargin = 64;
 
-// A level without a kernel has null in its place.
+struct VectorKernels {
+  Kernel<uint8_t, uint16_t> utf8_to_ucs2;
+  Kernel<uint16_t, uint8_t> ucs2_to_utf8;
+  Kernel<uint8_t, uint8_t> utf8_to_utf8;
+  // For codesets in which every byte is its own UCS-2 value.
+  Kernel<uint8_t, uint16_t> latin1_to_ucs2;
+  Kernel<uint16_t, uint8_t> ucs2_to_latin1;
+  Kernel<uint8_t, uint8_t> latin1_to_utf8;
+  Kernel<uint8_t, uint8_t> utf8_to_latin1;
+};
+
 struct VectorLevel {
   const char* name;
   bool (*is_supported)();  // by this processor and system
-  Kernel<uint8_t, uint16_t> utf8_to_ucs2;
-  Kernel<uint16_t, uint8_t> ucs2_to_utf8;
+  const VectorKernels* kernels;
 };
 
-// The levels of this build, the best first. The last one has no kernels and is supported everywhere.
+// The levels of this build, the best first. The last one, kScalarLevel, is supported everywhere and has null
+// in place of the kernels.
 extern const VectorLevel kVectorLevels[];
 extern const VectorLevel& kScalarLevel;
 
-// The level in use: the best that is supported, unless use_vectors() has set another. Safe before main() and
-// on several threads.
-const VectorLevel& vectors();
+// The kernels in use: those of the best level that is supported, unless use_vectors() has set another. Safe
+// before main() and on several threads.
+const VectorKernels& vectors();
 
 // For tests: sets the level for the whole process. It must be supported.
 void use_vectors(const VectorLevel& level);

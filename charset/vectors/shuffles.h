@@ -1,4 +1,4 @@
-// Controls of byte shuffles, computed at compile time: each moves the bytes of a block that count to its
+// Controls of byte shuffles, computed at compile time: each moves the bytes of a register that count to its
 // front. The kernels of all levels share them.
 #pragma once
 
@@ -14,10 +14,11 @@ struct alignas(16) Shuffle {
 };
 using Shuffles = std::array<Shuffle, 256>;  // by eight mask bits, the first lane's lowest
 
-// Of each lane, `bytes(bits)` bytes count, from its first one; `bits` are the mask bits of the lane.
+// For so many lanes of `lane_bytes`: of each lane, bytes(bits) bytes count, from its first one. The mask bits
+// of a lane are `bits`.
 template <class Bytes>
-constexpr Shuffles compressing_shuffles(uint32_t lanes, const Bytes& bytes) {
-  const uint32_t lane_bytes = 16 / lanes, lane_bits = 8 / lanes;
+constexpr Shuffles compressing_shuffles(uint32_t lanes, uint32_t lane_bytes, const Bytes& bytes) {
+  const uint32_t lane_bits = 8 / lanes;
   Shuffles shuffles{};
   for (uint32_t mask = 0; mask != 256; ++mask) {
     auto& control = shuffles[mask].control;
@@ -32,15 +33,16 @@ constexpr Shuffles compressing_shuffles(uint32_t lanes, const Bytes& bytes) {
   return shuffles;
 }
 
-// Eight lanes of two bytes: keeps the lanes whose bit is set.
-inline constexpr Shuffles kKeepLanes = compressing_shuffles(8, [](uint32_t bit) { return 2 * bit; });
+// Eight lanes of one byte, or of two: keeps the lanes whose bit is set.
+inline constexpr Shuffles kKeepBytes = compressing_shuffles(8, 1, [](uint32_t bit) { return bit; });
+inline constexpr Shuffles kKeepUnits = compressing_shuffles(8, 2, [](uint32_t bit) { return 2 * bit; });
 
 // Eight lanes of two bytes: keeps one byte of each, and the second where the bit is set.
-inline constexpr Shuffles kKeepOneOrTwo = compressing_shuffles(8, [](uint32_t bit) { return 1 + bit; });
+inline constexpr Shuffles kKeepOneOrTwo = compressing_shuffles(8, 2, [](uint32_t bit) { return 1 + bit; });
 
 // Four lanes of four bytes, two bits each: keeps one byte, a second and a third for each bit that is set. The
 // bits are set from the lower one up.
 inline constexpr Shuffles kKeepOneToThree =
-    compressing_shuffles(4, [](uint32_t bits) { return 1 + (bits & 1) + (bits >> 1); });
+    compressing_shuffles(4, 4, [](uint32_t bits) { return 1 + (bits & 1) + (bits >> 1); });
 
 }  // namespace mar::charset
