@@ -36,7 +36,7 @@ void after_fork_in_child() {
 
 // Not pthread_mutex_clocklock, which the thread sanitizer takes for no lock at all: a step of the wall clock
 // makes this wait shorter or longer, no more.
-bool impl_lock_within(CkesMutex& mutex, Deadline deadline) {
+MAR_UNCHECKED bool impl_lock_within(CkesMutex& mutex, Deadline deadline) {
   if (!deadline.is_set()) return mutex.Lock() == 0;
   timespec at{};
   clock_gettime(CLOCK_REALTIME, &at);

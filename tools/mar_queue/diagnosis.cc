@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <functional>
 
 #include "tools/mar_queue/elsewhere.h"
@@ -51,13 +50,10 @@ class AccessDiagnosis {
     if (file_.error == ENAMETOOLONG) {
       add(blind("name-too-long", "The control file's name is too long: clients would look for {}.", path_));
     } else if (file_.error != ENOENT && file_.error != ENOTDIR) {
-      add(blind("no-access",
-                "The control file {} cannot be examined ({}): let everyone search its directories, or run "
-                "mar-queue as root.",
-                path_, std::strerror(file_.error)));
+      add(blind("no-access", "{}", sentence_of(MAR_CAUSE_NO_ACCESS, {path_.c_str(), file_.error})));
     } else {
       if (!add_orphans("control-file-removed", "removed") && !add_other_instance(Severity::kTrouble)) {
-        add(trouble("no-control-file", "There is no control file {}: start the engine.", path_));
+        add(trouble("no-control-file", "{}", sentence_of(MAR_CAUSE_NO_CONTROL_FILE, {path_.c_str()})));
       }
       add_other_namespaces();
     }
@@ -66,19 +62,13 @@ class AccessDiagnosis {
   void no_objects() {
     const bool found = add_orphans("control-file-replaced", "replaced");
     if (!add_other_namespaces() && !found) {
-      add(trouble("no-queue",
-                  "There is a control file {} but no queue: the engine has stopped or is still starting; "
-                  "start the engine.",
-                  path_));
+      add(trouble("no-queue", "{}", sentence_of(MAR_CAUSE_NO_QUEUE, {path_.c_str()})));
     }
     add_other_instance(Severity::kNote);
   }
 
   void dead_creator() {
-    add(trouble("creator-dead",
-                "The engine{} has died and left its queue: start the engine, or run mar-queue "
-                "remove-stale.",
-                snapshot_.creator > 0 ? fmt::format(" (process {})", snapshot_.creator) : ""));
+    add(trouble("creator-dead", "{}", sentence_of(MAR_CAUSE_CREATOR_DEAD, {.engine = snapshot_.creator})));
     add_other_namespaces();
     add_other_instance(Severity::kNote);
   }

@@ -71,12 +71,9 @@ class ServiceDiagnosis {
   void diagnose_state() {
     if (image_.state == IPCQUEUE_OPEN) return;
     if (image_.state == IPCQUEUE_CLOSE) {
-      report(
-          "closing",
-          "The engine is closing its queue and accepts no more requests: wait until it has ended, then start "
-          "it again.");
+      report("closing", "{}", sentence_of(MAR_CAUSE_CLOSING));
     } else if (image_.state == IPCQUEUE_DESTROY) {
-      report("destroyed", "The engine has given up its queue: wait until it has ended, then start it again.");
+      report("destroyed", "{}", sentence_of(MAR_CAUSE_DESTROYED));
     } else {
       report("bad-state", "The queue has the unknown state {}: restart the engine.", image_.state);
     }

@@ -26,6 +26,12 @@ std::string count_of(uint64_t count, std::string_view noun) {
   return fmt::format("{} {}{}", count, noun, count == 1 ? "" : "s");
 }
 
+std::string sentence_of(mar_cause cause, const CauseDetails& details) {
+  Cause described;
+  describe_cause(cause, details, described.sentence, sizeof described.sentence);
+  return described.sentence;
+}
+
 std::string iso_time(time_t time) { return fmt::format("{:%FT%T}", fmt::localtime(time)); }
 
 std::string printable(std::string_view outside) {

@@ -8,6 +8,8 @@
 #include <string>
 #include <string_view>
 
+#include "ipc/cause.h"
+
 namespace mar::queue_tool {
 
 // (1, "slot") returns "1 slot", (2, "slot") returns "2 slots".
@@ -15,6 +17,9 @@ std::string count_of(uint64_t count, std::string_view noun);
 
 // The local time as "2026-11-21T20:31:07".
 std::string iso_time(time_t time);
+
+// The sentence that the client library gives as the cause of a failed call.
+std::string sentence_of(mar_cause cause, const CauseDetails& details = {});
 
 // Control characters become question marks.
 std::string printable(std::string_view outside);
