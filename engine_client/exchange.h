@@ -1,6 +1,7 @@
 // One exchange with the engine: one request out, one answer back, and after a failure the verdict whether the
-// engine is gone or merely did not answer. Any thread may call; whole exchanges are serialised. A child
-// forked while another thread exchanges may call at once.
+// engine is gone or merely did not answer. Any thread may call. Whole exchanges are serialised, but for those
+// of threads that have a connection open (engine_client/connection.h). The call's deadline, if there is one,
+// bounds every wait (util/deadline.h). A child forked while another thread exchanges may call at once.
 //
 // The answer to one request is never returned for another, however late it comes: while an answer to an
 // earlier request of the calling thread's identity {process, thread} may still come, the exchange runs on a
