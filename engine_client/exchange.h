@@ -30,8 +30,8 @@ int zarn_send_rcv_from_mar_engine(const unsigned char* request, int length, unsi
 // failed exchange it pauses for 2 seconds before it looks which of the two applies.
 int zarn_send_and_rcv(const unsigned char* request, int length, unsigned char* reply);
 
-// As zarn_send_and_rcv, but waits up to 60 seconds for the engine to start. Returns MAR_EXCHANGE_FAILED if it
-// does not.
+// As zarn_send_and_rcv, but waits up to 60 seconds for the engine to start. Returns MAR_EXCHANGE_FAILED if
+// it does not.
 int zarnStartSend(const unsigned char* request, int length, unsigned char* reply);
 
 // As zarn_send_and_rcv, but hands over the whole answer, however long: *reply as in the bare exchange. The

@@ -20,8 +20,8 @@ void drop_connection() {
   connection = nullptr;
 }
 
-// Closes the connection of a thread that ends without mar_close(). Only a thread that has opened one pays for
-// it.
+// Closes the connection of a thread that ends without mar_close(). Only a thread that has opened one
+// pays for it.
 struct AtThreadEnd {
   ~AtThreadEnd() { drop_connection(); }
   void arm() {}

@@ -46,8 +46,8 @@ class OpenConnection {
   const uint32_t process_id_ = static_cast<uint32_t>(GetProcessID());
 };
 
-// The calling thread's connection, or null if it has none. Valid until the thread's next mar_open() or
-// mar_close().
+// The calling thread's connection, or null if it has none. Valid until the thread's next
+// mar_open() or mar_close().
 OpenConnection* thread_connection();
 
 }  // namespace mar

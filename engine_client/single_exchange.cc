@@ -128,8 +128,8 @@ bool read_answer(Exchange& exchange, Route& route) {
   return false;
 }
 
-// A copy of the answer for the caller, never smaller than what a read routine may look at. Null without
-// memory.
+// A copy of the answer for the caller, never smaller than what a read routine may look at.
+// Null without memory.
 unsigned char* copy_answer(const CkesBuffer& received) {
   ZARNLog(kBackend, kExchangeLevel, "%s: returning the message from the engine", kBareName);
   const auto length = static_cast<size_t>(received.GetLength());

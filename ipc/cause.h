@@ -19,8 +19,8 @@ struct CauseDetails {
   pid_t engine = 0;       // of a dead engine; 0 if not known
 };
 
-// Writes the cause's sentence into `out`, cut to `size_bytes` with its terminator. It is empty for
-// MAR_CAUSE_NONE.
+// Writes the cause's sentence into `out`, cut to `size_bytes` with its terminator. It is
+// empty for MAR_CAUSE_NONE.
 void describe_cause(mar_cause cause, const CauseDetails& details, char* out, size_t size_bytes);
 
 struct Cause {

@@ -60,11 +60,11 @@ class CommandChannel {
   Session session_;
 };
 
-// Whether an answer to an earlier request of the calling thread's identity {process, thread} may still come:
-// its read or its write failed, or it was never read. Drops what has come. The process remembers the last 64
-// such identities, a thread number that comes back included. An answer is no longer expected once another
-// engine runs. The rest of a long answer does not count: read() knows its records by their kind and passes
-// over them.
+// Whether an answer to an earlier request of the calling thread's identity {process, thread} may still
+// come: its read or its write failed, or it was never read. Drops what has come. The process remembers the
+// last 64 such identities, a thread number that comes back included. An answer is no longer expected once
+// another engine runs. The rest of a long answer does not count: read() knows its records by their kind and
+// passes over them.
 bool answer_may_come();
 
 }  // namespace mar

@@ -1,6 +1,6 @@
 // Answers that the engine may still put for a request whose caller has stopped waiting. A record does not
-// name the request that it answers, so such an answer would pass for the answer to the next request of the
-// same identity.
+// name the request that it answers, so such an answer would pass for the answer to the next request of
+// the same identity.
 #pragma once
 
 #include <atomic>

@@ -1,6 +1,6 @@
-// A message queue in a shared memory segment: N slots for messages and N heads, one for each user, each with
-// a wake-up semaphore of its own. Any number of processes; within one process an object belongs to one
-// thread.
+// A message queue in a shared memory segment: N slots for messages and N heads, one for each user,
+// each with a wake-up semaphore of its own. Any number of processes; within one process an object
+// belongs to one thread.
 #pragma once
 
 #include <type_traits>
@@ -20,8 +20,8 @@ class CIPCQueue : public mar::QueueCore {
   // QUEUE_NOT_INIT. A queue whose creator has died still opens: ask CreatorAlive().
   CIPCQueue(const char* name, bool remove) : mar::QueueCore(name, remove, sizeof(T)) {}
 
-  // Takes the next message for `identifier`, claiming a head at its first call, and blocks until there is
-  // one.
+  // Takes the next message for `identifier`, claiming a head at its first call, and blocks until
+  // there is one.
   //   message  receives it
   // Fails with QUEUE_GET_FAILED if the creator dies during the wait. Never gives up while it is alive and the
   // queue is open. Returns 0, or

@@ -58,9 +58,9 @@ class QueueCore {
   // Whether a put into a full queue waits for room instead of failing. Off at first; clients leave it so.
   void SetWaitOnOverflow(bool wait) { VWaitOverflow = wait; }
 
-  // Frees what head `index` holds, items and left-over posts, and makes it idle, if `owner` still owns it and
-  // no reader waits on it. The caller must know that the owner is dead. It stays the owner until the head is
-  // claimed anew.
+  // Frees what head `index` holds, items and left-over posts, and makes it idle, if `owner` still owns it
+  // and no reader waits on it. The caller must know that the owner is dead. It stays the owner until the
+  // head is claimed anew.
   //   freed    receives the number of items
   //   emptied  if not null, receives whether that was done; not if a reader waits or another user owns the
   //   head
@@ -90,8 +90,8 @@ class QueueCore {
   QueueCore& operator=(const QueueCore&) = delete;
 
  protected:
-  // Called with messages that lie in the segment, where other processes may change them, and with the lock
-  // held.
+  // Called with messages that lie in the segment, where other processes may change them, and with
+  // the lock held.
   struct Visitor {
     void (*visit)(void* context, const void* message);
     void* context;

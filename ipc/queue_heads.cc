@@ -50,8 +50,8 @@ _TIPCHeadItem* QueueCore::FindOwned(_TIPCIdentifier owner) const {
   return FirstHead([&](const _TIPCHeadItem& head) { return IsOwnedBy(head, owner); });
 }
 
-// A head without an owner. One with a broken semaphore number is passed over, since no reader could wait on
-// it.
+// A head without an owner. One with a broken semaphore number is passed over, since no reader could
+// wait on it.
 _TIPCHeadItem* QueueCore::FindFree() const {
   uint16_t sem_number = 0;
   return FirstHead([&](const _TIPCHeadItem& head) {
@@ -59,8 +59,8 @@ _TIPCHeadItem* QueueCore::FindFree() const {
   });
 }
 
-// A head that is idle, empty and without a waiting reader. Waiters are counted last, since each count is a
-// system call.
+// A head that is idle, empty and without a waiting reader. Waiters are counted last, since each count is
+// a system call.
 _TIPCHeadItem* QueueCore::FindRecyclable() {
   uint16_t sem_number = 0;
   int waiters = 0;

@@ -1,6 +1,6 @@
 // The semaphore set of one message queue: marker, overflow gate, and a wake-up semaphore per head. Only
-// semaphore operations live here; ipc/queue_core.h decides what they mean for the queue. Return codes are the
-// queue's.
+// semaphore operations live here; ipc/queue_core.h decides what they mean for the queue. Return codes
+// are the queue's.
 #pragma once
 
 #include <sys/types.h>

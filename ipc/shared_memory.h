@@ -21,18 +21,18 @@ class CkesSharedMemory {
   // IPC_UNAVAILABLE, no control file; IPC_OPEN_FAILED, no block.
   CkesSharedMemory(const char* name, bool remove);
 
-  // Creates the block, `size` bytes of zeros, and takes over from an earlier creator, dead or alive. The
-  // calling process is the creator; a process that it forks later is not. GetInitResult(): 0 or
-  // IPC_CREATE_FAILED.
+  // Creates the block, `size` bytes of zeros, and takes over from an earlier creator, dead or
+  // alive. The calling process is the creator; a process that it forks later is not.
+  // GetInitResult(): 0 or IPC_CREATE_FAILED.
   CkesSharedMemory(const char* name, uint64_t size, bool remove);
 
   ~CkesSharedMemory();  // detaches; with remove, removes semaphore set and segment
   CkesSharedMemory(const CkesSharedMemory&) = delete;
   CkesSharedMemory& operator=(const CkesSharedMemory&) = delete;
 
-  // Copy `length` bytes at `offset` of the block to or from `buffer`, under the lock. A length that reaches
-  // past the block is cut one byte short of its end. An offset that leaves nothing to copy fails. Return 0,
-  // or
+  // Copy `length` bytes at `offset` of the block to or from `buffer`, under the lock. A length that
+  // reaches past the block is cut one byte short of its end. An offset that leaves nothing to copy fails.
+  // Return 0, or
   //   SHMEM_NOT_INIT, SHMEM_LOCK_FAILED, SHMEM_UNLOCK_FAILED (copied)
   //   IPC_READ_FAILED, IPC_WRITE_FAILED   nothing there to copy
   // A cut write also leaves IPC_WRITE_INCOMPLETE on the error stack, though it returns 0.

@@ -47,9 +47,9 @@ long CkesSharedMemory::implCreate(const char* name, uint64_t size) {
   return 0;
 }
 
-// Makes a fresh set and raises its creator-alive semaphore by 2: by 1 for good, and by 1 that the kernel
-// takes back when this process ends. A set that was raised before belongs to an earlier creator and is
-// replaced.
+// Makes a fresh set and raises its creator-alive semaphore by 2: by 1 for good, and by 1 that the
+// kernel takes back when this process ends. A set that was raised before belongs to an earlier creator
+// and is replaced.
 bool CkesSharedMemory::implCreateSemaphores(key_t key) {
   for (;;) {
     VSemaphore = mar::sys::semaphores_get(key, 2, 0666 | IPC_CREAT);

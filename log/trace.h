@@ -4,8 +4,8 @@
 // Any thread may call any function. None takes a lock: records of several threads or processes may
 // interleave, since each is written in several steps. Errors: nothing is reported to the caller, and errno
 // stays as it was; a file that cannot be opened is reported once on standard output. Nothing is a
-// cancellation point: a thread that is cancelled in a call finishes it first. A signal handler may call none
-// of them.
+// cancellation point: a thread that is cancelled in a call finishes it first. A signal handler may call
+// none of them.
 #pragma once
 
 #include <stddef.h>

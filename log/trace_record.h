@@ -3,8 +3,8 @@
 
 extern "C" {
 
-// Finds the trace file, reads the host name and prepares the XML pieces. Runs once by itself when first
-// needed.
+// Finds the trace file, reads the host name and prepares the XML pieces. Runs once by itself
+// when first needed.
 void doInit(void);
 
 // One write of the text without its terminator; failures are ignored.

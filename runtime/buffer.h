@@ -8,9 +8,9 @@ class CkesBuffer {
  public:
   // Empty: no data, length 0.
   CkesBuffer() = default;
-  // Copies of another buffer or of `size` bytes. Unlike the empty buffer, a copy of no bytes has data (an
-  // array of length 0). The new buffer is empty if memory runs out, if the bytes are null, or if the size is
-  // negative.
+  // Copies of another buffer or of `size` bytes. Unlike the empty buffer, a copy of no bytes has data
+  // (an array of length 0). The new buffer is empty if memory runs out, if the bytes are null, or if the
+  // size is negative.
   CkesBuffer(const CkesBuffer& other);
   CkesBuffer(const unsigned char* bytes, int size);
   ~CkesBuffer();
@@ -22,9 +22,9 @@ class CkesBuffer {
   // A NUL-terminated text with its terminator. A null text counts as null bytes with size 0.
   [[nodiscard]] bool Set(const unsigned char* text);
 
-  // Adds a copy of `size` bytes, which may lie in this buffer; null with a size of 0 or more adds nothing.
-  // Amortised constant time per byte. False, with nothing changed: as for Set, or beyond INT_MAX bytes in
-  // all.
+  // Adds a copy of `size` bytes, which may lie in this buffer; null with a size of 0 or more adds
+  // nothing. Amortised constant time per byte. False, with nothing changed: as for Set, or beyond INT_MAX
+  // bytes in all.
   [[nodiscard]] bool Append(const unsigned char* bytes, int size);
   // A NUL-terminated text with its terminator, so a zero remains between two appended texts.
   [[nodiscard]] bool Append(const unsigned char* text);

@@ -3,8 +3,8 @@
 // text. The caller that handles the failure reads the code and a dump of the trail.
 //
 // The main thread gets its stack when the runtime is initialised, and a CkesThread gets one when it starts.
-// Any other thread must register before its first call and unregister before it ends; otherwise its stack is
-// never freed.
+// Any other thread must register before its first call and unregister before it ends; otherwise its stack
+// is never freed.
 #pragma once
 
 #include "runtime/error_stack.h"

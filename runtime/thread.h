@@ -38,9 +38,9 @@ inline constexpr int THREAD_INVALID = 3;  // no thread could be created
 // Accepted by the priority operations, none of which applies a priority.
 enum TThreadPriority : int {};
 
-// Operations that return a code return 0 for success and kThreadWrongState in a state that does not allow
-// them. A failure is also recorded on the calling thread's error stack, with the operation's name, as in
-// "CkesThread::Join()".
+// Operations that return a code return 0 for success and kThreadWrongState in a state that does not
+// allow them. A failure is also recorded on the calling thread's error stack, with the operation's name,
+// as in "CkesThread::Join()".
 class CkesThread {
  public:
   CkesThread();  // named "Unnamed"
