@@ -21,10 +21,6 @@
 
 namespace mar::standin {
 
-// Lays out `size_bytes` of zeros at `base` as an empty command queue: no head claimed, head i with semaphore
-// i + 2, all slots on the free list in order.
-void lay_out_queue(void* base, uint64_t size_bytes);
-
 class QueueOwner {
  public:
   using Moment = LifeSigns::Moment;
