@@ -6,8 +6,9 @@
 // threshold 0 writes none.
 enum { MAR_LOG_MIN = 1, MAR_LOG_MED = 2, MAR_LOG_MAX = 3, MAR_LOG_QUEUE = -100 };
 
-// Two of the components; ComponentFromStringToMask() has the others.
+// Some of the components; ComponentFromStringToMask() has the others.
 enum {
+  MAR_LOG_COMMAND = 1,
   MAR_LOG_BACKEND = 8192,    // the command path and the channel of clients
   MAR_LOG_ALL = 2147483647,  // to enable every component, never the component of a message
 };
