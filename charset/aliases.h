@@ -1,4 +1,5 @@
-// Resolution of a codeset name to a table's name.
+// Resolution of a codeset name to a table's name. Threads and cancellation as in charset/codeset.h: one
+// thread at a time.
 #pragma once
 
 #include <stdint.h>

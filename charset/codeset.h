@@ -1,7 +1,9 @@
 // The codeset registry: codesets backed by table files, the search for those files, the process-wide default
 // and the codeset of the process locale. aliases.h resolves names; convert.h has the conversions. There are
 // no locks: call xcs_init once, early, on one thread. A codeset argument of NULL means the default codeset. A
-// function that reads the default runs xcs_init first if no call has done so yet.
+// function that reads the default runs xcs_init first if no call has done so yet. Functions that read files
+// are cancellation points; a thread cancelled in one may leak memory and a descriptor. A signal handler may
+// call nothing of the library.
 #pragma once
 
 #include <stdint.h>

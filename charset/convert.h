@@ -2,7 +2,8 @@
 // pairs) or UTF-8. Only the two _alloc functions allocate. No function writes past the length it reports. An
 // unmappable character or malformed UTF-8 is never an error: it becomes "?", in EBCDIC 0x6F; the OS codeset
 // keeps the low eight bits of a unit. When encoding to a mixed EBCDIC codeset, the unit just past the input
-// must be readable.
+// must be readable. Any thread may convert; two may share a codeset where its state is not used. Nothing is a
+// cancellation point.
 #pragma once
 
 #include "charset/codeset.h"

@@ -1,5 +1,6 @@
 // Characters and strings between a codeset's bytes and UCS-2 units. A codeset of NULL is the default.
-// Supplementary characters cannot be converted here: their two units would have to pass one by one.
+// Supplementary characters cannot be converted here: their two units would have to pass one by one. Threads
+// and cancellation as in charset/convert.h.
 #pragma once
 
 #include "charset/codeset.h"

@@ -1,6 +1,7 @@
 // String functions on NUL-terminated arrays of UCS-2 units, the library's wide character. Each works as the
 // standard function of the same name without the prefix. Lengths and counts are in units; units compare as
-// unsigned numbers. No function accepts NULL unless its comment says so.
+// unsigned numbers. No function accepts NULL unless its comment says so. None allocates or keeps a state, so
+// any thread may call.
 #pragma once
 
 #include <stdint.h>

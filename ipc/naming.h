@@ -1,5 +1,6 @@
 // Names and keys of IPC objects, and the identities of queue users. Everything starts from a control file:
-// its path is the name, and its inode yields the System V keys.
+// its path is the name, and its inode yields the System V keys. Any thread may call any function, as long as
+// none changes the environment; none is a cancellation point.
 #pragma once
 
 #include <sys/types.h>

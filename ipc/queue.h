@@ -1,6 +1,8 @@
 // A message queue in a shared memory segment: N slots for messages and N heads, one for each user,
 // each with a wake-up semaphore of its own. Any number of processes; within one process an object
-// belongs to one thread.
+// belongs to one thread at a time. Messages are copied in and out; a failure leaves the operation's name
+// on the thread's error stack. Get and KeyGet are cancellation points while they wait, and a cancelled one
+// has taken nothing. Opening a queue may be one, too; nothing else is.
 #pragma once
 
 #include <type_traits>

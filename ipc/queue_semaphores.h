@@ -1,6 +1,7 @@
 // The semaphore set of one message queue: marker, overflow gate, and a wake-up semaphore per head. Only
 // semaphore operations live here; ipc/queue_core.h decides what they mean for the queue. Return codes
-// are the queue's.
+// are the queue's. Any thread may call any operation of a set that is open; none is a cancellation point.
+// An engine makes the set; it goes with implDestroy() only, not with the object.
 #pragma once
 
 #include <sys/types.h>

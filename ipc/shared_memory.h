@@ -1,5 +1,7 @@
 // One named block of memory shared between processes, with a lock across processes and a semaphore that tells
-// whether its creator is alive. The engine creates a block; clients open it by the same name.
+// whether its creator is alive. The engine creates a block; clients open it by the same name. Any thread may
+// use a handle; making one may be a cancellation point, nothing else is. Failures are also recorded on the
+// thread's error stack.
 #pragma once
 
 #include <sys/types.h>

@@ -1,5 +1,5 @@
-// An owned, growable block of bytes. Not safe for use from several threads at once. Operations that can fail
-// return false and leave the buffer as it was.
+// An owned, growable block of bytes. One thread at a time may use a buffer. Operations that can fail return
+// false and leave the buffer as it was; none is a cancellation point.
 #pragma once
 
 #pragma GCC visibility push(default)

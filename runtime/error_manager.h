@@ -4,7 +4,8 @@
 //
 // The main thread gets its stack when the runtime is initialised, and a CkesThread gets one when it starts.
 // Any other thread must register before its first call and unregister before it ends; otherwise its stack
-// is never freed.
+// is never freed. Nothing here is a cancellation point. Texts are kept by address, and the thread owns its
+// stack.
 #pragma once
 
 #include "runtime/error_stack.h"

@@ -16,9 +16,9 @@ inline constexpr long kMutexHeld = -124;  // TryLock only
 
 }  // namespace mar
 
-// Operations return 0 or a code; a failure is also recorded on the calling thread's error stack, with the
-// operation's name, as in "CkesMutex::Lock()". A child forked while another thread holds the mutex finds it
-// held, as with any POSIX mutex.
+// Any thread may call any operation; none is a cancellation point. Operations return 0 or a code; a failure
+// is also recorded on the calling thread's error stack, with the operation's name, as in "CkesMutex::Lock()".
+// A child forked while another thread holds the mutex finds it held, as with any POSIX mutex.
 class MAR_CAPABILITY("mutex") CkesMutex {
  public:
   // Initialises the thread library if needed. If that or the mutex's own initialisation fails, every

@@ -2,11 +2,9 @@
 // derived class's Run.
 //
 // Traps that belong to the contract:
-//   - The destructor neither joins nor cancels a thread that was started. The object must outlive its
-//   thread's
-//     use of it: destroy it after Join, or when it is THREAD_ENDED because Run has returned.
-//   - Start the thread only when the derived object is complete, never from a constructor. Join waits for
-//   ever
+//   - The destructor neither joins nor cancels a thread that was started. Destroy the object after Join, or
+//     when it is THREAD_ENDED because Run has returned: its thread uses it until then.
+//   - Start the thread only when the derived object is complete, never from a constructor. Join never returns
 //     on a thread that was never started.
 //   - Join on a thread that has ended returns without reaping it. A caller that starts many threads, or must
 //     know that one is gone after Terminate, calls pthread_join with GetID's id instead.
@@ -38,9 +36,9 @@ inline constexpr int THREAD_INVALID = 3;  // no thread could be created
 // Accepted by the priority operations, none of which applies a priority.
 enum TThreadPriority : int {};
 
-// Operations that return a code return 0 for success and kThreadWrongState in a state that does not
-// allow them. A failure is also recorded on the calling thread's error stack, with the operation's name,
-// as in "CkesThread::Join()".
+// Any thread may call any operation except GiveWay; Join is a cancellation point. Operations that return
+// a code return 0 for success and kThreadWrongState in a state that does not allow them. A failure is also
+// recorded on the calling thread's error stack, with the operation's name, as in "CkesThread::Join()".
 class CkesThread {
  public:
   CkesThread();  // named "Unnamed"

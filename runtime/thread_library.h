@@ -3,6 +3,7 @@
 //
 // The first runtime object or call of a process initialises the library, without a lock: that must happen on
 // one thread before others start. All other calls may be made from any thread.
+// JoinAll is a cancellation point.
 #pragma once
 
 #pragma GCC visibility push(default)

@@ -1,4 +1,5 @@
 // The agent instance of a multi-agent installation, taken from the environment. Neither function fails.
+// Any thread may call, as long as none changes the environment.
 #pragma once
 
 #ifdef __cplusplus

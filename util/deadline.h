@@ -1,5 +1,6 @@
 // When a call has to be over. A caller sets its limit once, for its thread; everything below that waits asks
-// for it, however deep: the turn among threads, a segment's lock, an answer, a pause.
+// for it, however deep: the turn among threads, a segment's lock, an answer, a pause. Nothing here fails;
+// only pause_call() is a cancellation point.
 #pragma once
 
 #include <cstdint>

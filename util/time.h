@@ -1,6 +1,7 @@
 // Thin time helpers of the engine family: the C library's calls under the family's names, the local offset
 // from UTC, and a broken-down time with sub-second fields. All follow the current setting of TZ. A child
-// forked while another thread converts a time may call them. They report no errors.
+// forked while another thread converts a time may call them. They report no errors,
+// and none is a cancellation point. Any thread may call those whose comment says nothing else.
 #pragma once
 
 #include <stdint.h>

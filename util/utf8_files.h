@@ -1,7 +1,8 @@
 // File-system, process and environment calls in UTF-8. The product keeps names in UTF-8; the system takes
 // them in the codeset of the process locale, which this file holds. Like the character-set library below it,
 // it takes no locks: call init_cs_to_utf8 once, early, on one thread. Errors: each function returns what the
-// system call returns and leaves the call's errno.
+// system call returns and leaves the call's errno. Each is a cancellation point where its system call is one;
+// a thread cancelled there may leak the converted name.
 #pragma once
 
 #include <stddef.h>
