@@ -1,5 +1,5 @@
-# Completion for t1, mar-standin, mar-queue and ucvtab. It asks the programs what they know: t1 /l3 lists the
-# keywords, --help of the others lists options, commands and faults.
+# Completion for t1, mar-standin, mar-queue, marctl and ucvtab. It asks the programs what they know: t1 /l3
+# lists the keywords, --help of the others lists options, commands and faults.
 
 # Offers the words on standard input that begin with $1. $2 is the part of the word under the cursor that
 # precedes $1. bash breaks words at ":" and "=" and expects only what follows the last break; $3 is what bash
@@ -46,7 +46,8 @@ _mar_tool() {
   for word in "${words[@]:1:${#words[@]}-2}"; do
     [[ -z $command && -n $word ]] && grep -qxFe "$word" <<<"$commands" && command=$word
   done
-  [[ -n $command ]] && help=$("$1" "$command" --help 2>/dev/null)
+  # The program's own options may follow the command.
+  [[ -n $command ]] && help+=$'\n'$("$1" "$command" --help 2>/dev/null)
 
   typed=${words[-1]} option=${words[-2]}
   if [[ $typed == --*=* ]]; then
@@ -55,14 +56,16 @@ _mar_tool() {
   typed=${typed#[\'\"]}
   if [[ $option == --fault ]]; then
     _mar_fault "$help" "$typed" "$before" "$2"
+  elif [[ $option == --for ]]; then
+    _mar_offer "$typed" "$before" "$2" < <(printf '%s\n' up down)
   elif [[ $option == -* ]] && sed -n 's/^  \(-[^ ]*\) [[:upper:]][[:upper:]].*/,\1,/p' <<<"$help" | grep -qFe ",$option,"; then
     : # its value: a file, or nothing that can be known
   elif [[ $typed == -* || -z $commands && $help != *$'\nPositionals:'* ]]; then
-    _mar_offer "$typed" '' "$2" < <(_mar_items Options <<<"$help" | tr , '\n')
-  elif [[ -z $command ]]; then
+    _mar_offer "$typed" '' "$2" < <(_mar_items Options <<<"$help" | tr , '\n' | sort -u)
+  elif [[ -z $command || $command == schema ]]; then
     _mar_offer "$typed" '' "$2" <<<"$commands"
   fi
 }
 
 complete -F _mar_t1 t1
-complete -o default -F _mar_tool mar-standin mar-queue ucvtab
+complete -o default -F _mar_tool mar-standin mar-queue marctl ucvtab
