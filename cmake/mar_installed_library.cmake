@@ -41,7 +41,9 @@ function(mar_installed_library library)
   mar_public_headers(${library})
   list(TRANSFORM arg_FOLDERS REPLACE "(.+)" "$<TARGET_OBJECTS:mar_\\1>" OUTPUT_VARIABLE objects)
 
-  # Calls between functions of the library stay inside, whatever a program calls its own functions.
+  # Calls between functions of the library stay inside, whatever a program calls its own functions. The path on
+  # which the build's library finds the other one is relative: an absolute one, though gone from what is
+  # installed, would leave the length of the build folder's name in its bytes.
   set(version_script ${CMAKE_CURRENT_SOURCE_DIR}/${name}.map)
   add_library(${name} SHARED ${objects})
   target_link_libraries(${name} PRIVATE mar_options Threads::Threads)
@@ -50,6 +52,7 @@ function(mar_installed_library library)
   set_target_properties(${name} PROPERTIES
     LINKER_LANGUAGE CXX
     EXPORT_NAME ${library}
+    BUILD_RPATH_USE_ORIGIN ON
     VERSION ${PROJECT_VERSION}
     SOVERSION ${PROJECT_VERSION_MAJOR}
     LINK_DEPENDS ${version_script})
