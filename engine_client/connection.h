@@ -1,5 +1,5 @@
 /* The client library for programs that send more than one command: a limit for each call, the cause of a
- * failure, and a connection that stays open between commands. Compiles as C.
+ * failure, a connection that stays open between commands, and a look at the queue. Compiles as C.
  *
  * Everything here belongs to the calling thread: its deadline, its cause, its connection. Any thread may
  * call.
@@ -57,6 +57,17 @@ int32_t mar_open(void);
 /* Closes it; ending the thread does so too. Later commands go as before mar_open(). Returns 1, or -1 when no
  * connection is open. */
 int32_t mar_close(void);
+
+/* How full the engine's queue is. */
+struct mar_queue_use {
+  uint32_t slots;  /* messages that it has room for */
+  uint32_t queued; /* messages in it, requests and answers, also for clients that have ended */
+};
+
+/* Looks at the queue without its lock and sends nothing, so it also answers for an engine that hangs. What
+ * others queue or take meanwhile may be counted or not. Returns 1; -1 for a null `use`; -2 when no engine can
+ * be reached. */
+int32_t mar_get_queue_use(struct mar_queue_use* use);
 
 #pragma GCC visibility pop
 #ifdef __cplusplus

@@ -158,6 +158,10 @@ bool QueueCore::HoldsMessageFor(_TIPCIdentifier identifier) const {
   return head != nullptr && load_shared(head->firstItem) != 0;
 }
 
+uint16_t QueueCore::ItemCount() const {
+  return VInitialized ? std::min(load_shared(VHeader->itemCount), VCapacity) : uint16_t{0};
+}
+
 long QueueCore::SetState(TQueueState state) {
   static constexpr char kLocation[] = "CIPCQueue::SetState()";
   if (const long code = LockFor(kLocation)) return code;

@@ -35,6 +35,9 @@ class QueueCore {
   // Number of heads, and of item slots, N; 0 when not initialised.
   uint16_t Capacity() const { return VCapacity; }
 
+  // Number of messages queued, at most Capacity(). A look without the lock, as HoldsMessageFor().
+  uint16_t ItemCount() const;
+
   // Claims or finds the head of `identifier` and makes it addressable by key.
   //   key  receives the head's index, 0 .. N-1
   // Returns 0, QUEUE_NOT_INIT, SHMEM_LOCK_FAILED, SHMEM_UNLOCK_FAILED, or QUEUE_OVERFLOW when no head is
