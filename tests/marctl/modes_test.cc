@@ -1,6 +1,7 @@
 // batch, ping, wait, and schema.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -95,6 +96,42 @@ TEST(MarctlWait, EndsWhenTheEngineIsUpOrDown) {
   Program down(marctl_command("wait --for down"));
   engine.reset();
   EXPECT_EQ(finish(down).status, 0);
+}
+
+TEST(MarctlWatch, SendsNoSecondPingToAnEngineThatIsSilent) {
+  EngineThread engine(with_faults({"ping-engine#2:silent"}));
+  const Ran ran = marctl("--json watch --count 4 --interval 0.02");
+  EXPECT_EQ(ran.status, 6);
+  const auto lines = json_lines(ran.output);
+  ASSERT_EQ(lines.size(), 4u);
+  EXPECT_EQ(lines[0]["state"], "up");
+  EXPECT_EQ(lines[0]["slots"], 16);
+  EXPECT_EQ(lines[3]["state"], "silent");
+  EXPECT_GT(lines[3]["waiting_ms"], lines[1]["waiting_ms"]);
+  EXPECT_EQ(engine.requests().size(), 2u);
+}
+
+TEST(MarctlWatch, ShowsWhatTheQueueHolds) {
+  EXPECT_EQ(marctl("watch --count 1").status, 3);
+  EngineThread engine(with_faults({"start:full"}));
+  const auto lines = json_lines(marctl("--json watch --count 1").output);
+  ASSERT_EQ(lines.size(), 1u);
+  EXPECT_EQ(lines[0]["outcome"], "full");
+  EXPECT_EQ(lines[0]["queued"], 16);
+}
+
+TEST(MarctlOnATerminal, WatchAndBatchDrawOneLineAgain) {
+  EngineThread engine;
+  const auto drawn = [](const std::string& command) {
+    Program terminal({"script", "-qec", command, "/dev/null"});
+    return finish(terminal).output;
+  };
+  const std::string watch = drawn(MARCTL_PATH " watch --count 2 --interval 0.001");
+  EXPECT_EQ(std::count(watch.begin(), watch.end(), '\r'), 2 + 1) << watch;  // and the last line end
+  write_file("/var/zarn/input", "dump\ndebug --level 9\n");
+  const std::string batch = drawn(MARCTL_PATH " batch --keep-going /var/zarn/input >/dev/null");
+  EXPECT_EQ(batch.rfind("\r1 of 2, 0 failed\033[K", 0), 0u) << batch;
+  EXPECT_TRUE(batch.ends_with("\r\033[K")) << batch;
 }
 
 TEST(MarctlSchema, DescribesEachCommand) {

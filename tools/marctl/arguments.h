@@ -20,6 +20,7 @@ struct Arguments {
   bool keep_going = false;
   std::string schema_of;
   int count = 1;  // of pings
+  int looks = 0;  // of watch; 0: for ever
   double interval_s = 1;
   std::string wait_for;  // "up" or "down"
 };

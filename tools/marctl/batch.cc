@@ -10,10 +10,13 @@
 #include "tools/marctl/batch_line.h"
 #include "tools/marctl/json_input.h"
 #include "tools/marctl/modes.h"
+#include "tools/marctl/time_left.h"
 
 namespace mar::ctl {
 
 namespace {
+
+constexpr double kProgressMs = 100;
 
 // Reads the requests of a batch, one after another.
 class Lines {
@@ -47,23 +50,33 @@ class Lines {
 class Progress {
  public:
   Progress(bool quiet, size_t total)
-      : shown_(isatty(STDERR_FILENO) != 0 && (quiet || isatty(STDOUT_FILENO) == 0)), total_(total) {}
+      : shares_(isatty(STDOUT_FILENO) != 0),
+        shown_(isatty(STDERR_FILENO) != 0 && (quiet || !shares_)),
+        total_(total) {}
   ~Progress() { clear(); }
   Progress(const Progress&) = delete;
   Progress& operator=(const Progress&) = delete;
 
-  void show(size_t done, size_t failed) const {
-    if (!shown_ || (done & 0xF) != 0) return;
+  void show(size_t done, size_t failed) {
+    if (!shown_ || (done > 1 && last_.milliseconds() < kProgressMs)) return;
+    last_ = {};
     const std::string total = total_ > 0 ? " of " + std::to_string(total_) : "";
     std::fprintf(stderr, "\r%zu%s, %zu failed\033[K", done, total.c_str(), failed);
   }
+  // Before a result line is printed.
+  void make_way() const {
+    if (shares_) clear();
+  }
+
+ private:
   void clear() const {
     if (shown_) std::fputs("\r\033[K", stderr);
   }
 
- private:
+  bool shares_;  // the terminal, with the result lines
   bool shown_;
   size_t total_;
+  Stopwatch last_;
 };
 
 class Batch {
@@ -99,7 +112,7 @@ class Batch {
 
   bool report(const std::string& command, const Reply& reply) const {
     if (arguments_.style.quiet && reply.done()) return true;
-    progress_.clear();
+    progress_.make_way();
     if (arguments_.style.json) {
       Json line = {{"line", lines_.number()}, {"message", command}};
       add_outcome(line, reply);

@@ -100,6 +100,13 @@ void define_modes(CLI::App& app, Arguments& arguments) {
       ->type_name("STATE")
       ->check(CLI::IsMember({"up", "down"}).description(""));
 
+  CLI::App* const watch =
+      add_mode(app, arguments, "watch", "Show state, latency and queue again and again", run_watch);
+  watch->add_option("--count", arguments.looks, "End after COUNT looks")
+      ->type_name("COUNT")
+      ->check(CLI::Range(1, 1000000000).description(""));
+  positive(watch->add_option("--interval", arguments.interval_s, "Time from look to look"), "SECONDS", 86400);
+
   add_mode(app, arguments, "schema", "Print the JSON schema of a command's fields, or of a batch line",
            print_schema)
       ->add_option("command", arguments.schema_of, "The command")

@@ -14,4 +14,7 @@ ExitStatus run_ping(const Arguments& arguments);
 
 ExitStatus run_wait(const Arguments& arguments);
 
+// Ends the process, with the status of the last look, if it does not go on for ever.
+[[noreturn]] ExitStatus run_watch(const Arguments& arguments);
+
 }  // namespace mar::ctl
