@@ -1,5 +1,6 @@
 // ASCII-based double-byte codesets.
 #include "charset/convert.h"
+#include "charset/flat_tables.h"
 #include "charset/table_view.h"
 #include "charset/unicode_text.h"
 
@@ -61,19 +62,19 @@ using namespace mar::charset;
 
 int ascii_dbcs_to_ucs2_r(xcs_cs_t* codeset, const char** in, const char* in_end, uint16_t** out,
                          uint16_t* out_end) {
-  return to_unicode<DbcsDecoder>(codeset, in, in_end, out, out_end);
+  return to_unicode_flat<DbcsDecoder>(codeset, in, in_end, out, out_end);
 }
 
 int ascii_dbcs_to_utf8_r(xcs_cs_t* codeset, const char** in, const char* in_end, char** out, char* out_end) {
-  return to_unicode<DbcsDecoder>(codeset, in, in_end, out, out_end);
+  return to_unicode_flat<DbcsDecoder>(codeset, in, in_end, out, out_end);
 }
 
 int ascii_dbcs_from_ucs2_r(xcs_cs_t* codeset, const uint16_t** in, const uint16_t* in_end, char** out,
                            char* out_end) {
-  return from_unicode<DbcsEncoder>(codeset, in, in_end, out, out_end);
+  return from_unicode_flat<DbcsEncoder>(codeset, in, in_end, out, out_end);
 }
 
 int ascii_dbcs_from_utf8_r(xcs_cs_t* codeset, const char** in, const char* in_end, char** out,
                            char* out_end) {
-  return from_unicode<DbcsEncoder>(codeset, in, in_end, out, out_end);
+  return from_unicode_flat<DbcsEncoder>(codeset, in, in_end, out, out_end);
 }

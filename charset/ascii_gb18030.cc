@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "charset/convert.h"
+#include "charset/flat_tables.h"
 #include "charset/gb18030.h"
 #include "charset/table_view.h"
 #include "charset/table_walk.h"
@@ -118,20 +119,20 @@ using namespace mar::charset;
 
 int ascii_gb18030_to_ucs2_r(xcs_cs_t* codeset, const char** in, const char* in_end, uint16_t** out,
                             uint16_t* out_end) {
-  return to_unicode<Gb18030Decoder>(codeset, in, in_end, out, out_end);
+  return to_unicode_flat<Gb18030Decoder>(codeset, in, in_end, out, out_end);
 }
 
 int ascii_gb18030_to_utf8_r(xcs_cs_t* codeset, const char** in, const char* in_end, char** out,
                             char* out_end) {
-  return to_unicode<Gb18030Decoder>(codeset, in, in_end, out, out_end);
+  return to_unicode_flat<Gb18030Decoder>(codeset, in, in_end, out, out_end);
 }
 
 int ascii_gb18030_from_ucs2_r(xcs_cs_t* codeset, const uint16_t** in, const uint16_t* in_end, char** out,
                               char* out_end) {
-  return from_unicode<Gb18030Encoder>(codeset, in, in_end, out, out_end);
+  return from_unicode_flat<Gb18030Encoder>(codeset, in, in_end, out, out_end);
 }
 
 int ascii_gb18030_from_utf8_r(xcs_cs_t* codeset, const char** in, const char* in_end, char** out,
                               char* out_end) {
-  return from_unicode<Gb18030Encoder>(codeset, in, in_end, out, out_end);
+  return from_unicode_flat<Gb18030Encoder>(codeset, in, in_end, out, out_end);
 }

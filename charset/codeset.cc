@@ -8,6 +8,7 @@
 
 #include "charset/aliases.h"
 #include "charset/codeset_default.h"
+#include "charset/flat_tables.h"
 #include "charset/single_byte.h"
 #include "charset/table.h"
 #include "charset/table_view.h"
@@ -65,6 +66,9 @@ bool fill_from_table(xcs_cs_t& codeset) {
   std::memcpy(codeset.name, table + kName, name_size);
   codeset.verified = verify_table(codeset);
   codeset.longest = longest_sequence(table + kByteClasses);
+  // Without them, conversions read the table itself.
+  if (codeset.verified != 0 && has_flat_tables(codeset.kind))
+    codeset.flat = new (std::nothrow) xcs_flat_tables;
   if (!has_single_rows(codeset.kind)) return true;
   auto* rows = new (std::nothrow) xcs_single_rows;
   if (rows == nullptr) return false;
@@ -169,6 +173,7 @@ int xcs_cs_free(xcs_cs_t* codeset) {
   if (codeset == os_loc_cs) os_loc_cs = os_cs;
   std::free(const_cast<uint8_t*>(codeset->table));
   delete codeset->rows;
+  free_flat_tables(codeset->flat);
   delete codeset;
   return 0;
 }

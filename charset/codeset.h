@@ -25,6 +25,7 @@ enum {
 };
 
 struct xcs_single_rows;  // private, see single_byte.h
+struct xcs_flat_tables;  // private, see flat_tables.h
 
 typedef struct xcs_cs_t {
   const unsigned char* table;  // whole table file as read, owned; NULL for UTF-8 and OS
@@ -44,6 +45,8 @@ typedef struct xcs_cs_t {
   char name[33];     // the table's name, terminated whatever the file held
   // Prepared for the single-byte families and the mixed family, owned; else NULL.
   const struct xcs_single_rows* rows;
+  // For the verified tables of the families that have flat tables, owned; else NULL.
+  struct xcs_flat_tables* flat;
 } xcs_cs_t;
 
 extern const char* const xcs_version;

@@ -55,7 +55,8 @@ struct ConverterSide {
   // Units of a character that UTF-8 writes in two bytes, where several are converted at a time; else 0.
   static constexpr ptrdiff_t kPairUnits = 0;
 
-  // Units past a character that a roomy put may overwrite: as many must follow it, and must have room.
+  // A roomy put may overwrite units past its character, if as many whole characters follow and as many units
+  // have room.
   static constexpr ptrdiff_t kSlack = 0;
 
   // All units below 0x100 stand for themselves.
@@ -180,7 +181,7 @@ inline void transcode_blocks(Reader& reader, Writer& writer, const typename Read
       static_cast<typename Reader::Unit>(reader.latin1() && writer.latin1() ? ~0xFF : ~0x7F);
   for (;;) {
     if constexpr (kRuns) copy_runs(stop_bits, in, in_end, out, out_end);
-    ptrdiff_t steps = std::min((in_end - in - Writer::kSlack) / reader.longest(),
+    ptrdiff_t steps = std::min((in_end - in) / reader.longest() - Writer::kSlack,
                                (out_end - out - Writer::kSlack) / Writer::kLongest);
     if (steps <= 0) return;
     // Single-byte text often changes between ASCII and its own script: look again soon for a run to copy.
@@ -257,11 +258,11 @@ inline void kernel_on_copy(Kernel<In, Out> kernel, const In*& in, const In* in_e
 
 // Converts text by the kernel where its blocks are plain, and as text without a kernel where they are not. A
 // function of its own: short texts, which do without it, then do without its stack frame, too.
-template <class Reader, class Writer>
-[[gnu::noinline]] void transcode_by_kernel(Kernel<typename Reader::Unit, typename Writer::Unit> kernel,
-                                           Reader& reader, Writer& writer, const typename Reader::Unit*& in,
+template <class Kernel, class Reader, class Writer>
+[[gnu::noinline]] void transcode_by_kernel(const Kernel& kernel, Reader& reader, Writer& writer,
+                                           const typename Reader::Unit*& in,
                                            const typename Reader::Unit* in_end, typename Writer::Unit*& out,
-                                           const typename Writer::Unit* out_end) {
+                                           typename Writer::Unit* out_end) {
   for (ptrdiff_t stretch = kStretch; in_end - in >= kKernelMargin;) {
     const auto* const before = in;
     kernel(in, in_end, out, out_end);
@@ -278,7 +279,9 @@ template <class Reader, class Writer>
     if (stretch_end == in_end || in == start) return;  // an end is near
   }
   copy_runs(kNonAscii<typename Reader::Unit>, in, in_end, out, out_end);
-  if (in_end - in >= kLeastForKernel) kernel_on_copy(kernel, in, in_end, out, out_end);
+  if constexpr (std::is_pointer_v<Kernel>) {
+    if (in_end - in >= kLeastForKernel) kernel_on_copy(kernel, in, in_end, out, out_end);
+  }
 }
 
 // The same by the kernel of the two sides, if there is one. Short ASCII and short text that is copied unit by
@@ -286,7 +289,7 @@ template <class Reader, class Writer>
 template <class Reader, class Writer>
 inline void transcode_by_its_kernel(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
                                     const typename Reader::Unit* in_end, typename Writer::Unit*& out,
-                                    const typename Writer::Unit* out_end) {
+                                    typename Writer::Unit* out_end) {
   if (in_end - in <= kShortText) {
     if (reader.latin1() && writer.latin1()) return;
     copy_runs(kNonAscii<typename Reader::Unit>, in, in_end, out, out_end);

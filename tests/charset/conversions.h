@@ -36,13 +36,15 @@ struct Converted {
 // instead. The string's own terminator is the readable unit past the input.
 template <class D>
 Converted<D> convert(xcs_cs_t* codeset, const InText<D>& in, size_t room = 1000, bool end = false) {
-  OutText<D> out(room, 0);
+  constexpr typename D::Out kUntouched = 0x7D;
+  OutText<D> out(room, kUntouched);
   const auto* from = in.data();
   auto* to = out.data();
   auto in_left = static_cast<uint32_t>(in.size()), out_left = static_cast<uint32_t>(room);
   const int result = D::convert(codeset, end ? nullptr : &from, end ? nullptr : &in_left, &to, &out_left);
   EXPECT_EQ(from, in.data() + in.size() - in_left);
   EXPECT_EQ(to, out.data() + room - out_left);
+  EXPECT_EQ(out.find_first_not_of(kUntouched, room - out_left), out.npos) << "written past the text";
   out.resize(room - out_left);
   return {out, static_cast<uint32_t>(in.size()) - in_left, result};
 }
