@@ -12,6 +12,7 @@ namespace {
 constexpr int64_t kInt32Min = std::numeric_limits<int32_t>::min();
 constexpr int64_t kInt32Max = std::numeric_limits<int32_t>::max();
 constexpr int64_t kUint32Max = std::numeric_limits<uint32_t>::max();
+constexpr int64_t kMaxHoldMs = 3600000;
 constexpr int64_t kMaxAnswerBytes = int64_t{1} << 40;
 
 constexpr FaultAction kActions[] = {
@@ -19,6 +20,9 @@ constexpr FaultAction kActions[] = {
      kInt32Max, [](FaultEffects& effects, int64_t value) { effects.result = static_cast<int32_t>(value); }},
     {"delay", "MS", "answer MS milliseconds late", "*%10:delay=500", 0, kInt32Max,
      [](FaultEffects& effects, int64_t value) { effects.delay_ms = static_cast<int>(value); }},
+    {"hold-lock", "MS", "hold the queue's lock for MS milliseconds, then answer", "dump#2-:hold-lock=3000", 0,
+     kMaxHoldMs,
+     [](FaultEffects& effects, int64_t value) { effects.hold_lock_ms = static_cast<int>(value); }},
     {"silent", "", "never answer", "127:silent", 0, 0,
      [](FaultEffects& effects, int64_t) { effects.no_answer = true; }},
     {"marker", "M", "start the answer with M instead of 1200", "dump:marker=7", 0, kUint32Max,
@@ -60,6 +64,19 @@ bool parse_number(std::string_view text, Number minimum, Number maximum, Number&
   return error == std::errc() && stopped == end && number >= minimum && number <= maximum;
 }
 
+// "3" is one request, "3-7" several, "3-" all from the third on.
+bool parse_range(std::string_view text, uint64_t& first, uint64_t& last) {
+  const size_t dash = text.find('-');
+  if (!parse_number<uint64_t>(text.substr(0, dash), 1, UINT64_MAX, first)) return false;
+  if (dash == std::string_view::npos) last = first;
+  return dash >= text.size() - 1 || parse_number<uint64_t>(text.substr(dash + 1), first, UINT64_MAX, last);
+}
+
+void append(std::string& list, char separator, std::string_view item) {
+  if (!list.empty()) list += separator;
+  list += item;
+}
+
 std::string quoted(std::string_view text) { return '"' + std::string(text) + '"'; }
 
 // Cuts `text` at the last `mark`, if there is one. Returns whether there is; `tail` receives what follows it.
@@ -80,10 +97,14 @@ Outcome<> FaultPlan::add(std::string_view text) {
   if (colon == std::string_view::npos) return Failure{quoted(text) + " is not WHEN:WHAT"};
   Fault fault;
   fault.text = text;
-  auto parsed = parse_when(text.substr(0, colon), fault);
-  if (parsed) parsed = parse_what(text.substr(colon + 1), fault);
-  if (parsed) faults_.push_back(std::move(fault));
-  return parsed;
+  if (auto parsed = parse_when(text.substr(0, colon), fault); !parsed) return parsed;
+  const auto actions = FaultActions::parse(text.substr(colon + 1));
+  if (!actions) return Failure{actions.reason()};
+  if (const std::string_view name = actions->first_for_requests(); fault.at_start && !name.empty())
+    return Failure{quoted(name) + " applies to requests only"};
+  fault.actions = *actions;
+  faults_.push_back(std::move(fault));
+  return {};
 }
 
 Outcome<> FaultPlan::parse_when(std::string_view when, Fault& fault) {
@@ -91,8 +112,8 @@ Outcome<> FaultPlan::parse_when(std::string_view when, Fault& fault) {
   if (cut_tail(when, '%', number) && !parse_number<uint64_t>(number, 0, 100, fault.percent)) {
     return Failure{quoted(number) + " is not a percentage"};
   }
-  if (cut_tail(when, '#', number) && !parse_number<uint64_t>(number, 1, UINT64_MAX, fault.only_nth)) {
-    return Failure{quoted(number) + " is not a request's number"};
+  if (cut_tail(when, '#', number) && !parse_range(number, fault.first, fault.last)) {
+    return Failure{quoted(number) + " is not a request's number or a range of them"};
   }
   fault.at_start = when == "start";
   if (fault.at_start || when == "*") return {};
@@ -107,10 +128,12 @@ Outcome<> FaultPlan::parse_when(std::string_view when, Fault& fault) {
   return {};
 }
 
-Outcome<> FaultPlan::parse_what(std::string_view what, Fault& fault) {
+Outcome<FaultActions> FaultActions::parse(std::string_view text) {
+  FaultActions actions;
+  actions.text_ = text;
   while (true) {
-    const size_t comma = what.find(',');
-    const std::string_view item = what.substr(0, comma);
+    const size_t comma = text.find(',');
+    const std::string_view item = text.substr(0, comma);
     const size_t equals = item.find('=');
     const std::string_view name = item.substr(0, equals);
     const auto action = std::find_if(std::begin(kActions), std::end(kActions),
@@ -124,28 +147,36 @@ Outcome<> FaultPlan::parse_what(std::string_view what, Fault& fault) {
     if (has_value && !parse_number(item.substr(equals + 1), action->minimum, action->maximum, value)) {
       return Failure{quoted(item) + ": the value is not a number in range"};
     }
-    FaultEffects alone;
-    action->apply(alone, value);
-    if (fault.at_start && !alone.fill_queue && !alone.state)
-      return Failure{quoted(name) + " applies to requests only"};
-    fault.actions.push_back({action, value});
-    if (comma == std::string_view::npos) return {};
-    what.remove_prefix(comma + 1);
+    actions.actions_.push_back({action, value});
+    if (comma == std::string_view::npos) return actions;
+    text.remove_prefix(comma + 1);
   }
 }
 
-void FaultPlan::apply_to(FaultEffects& effects, const Fault& fault) {
-  for (const Applied& applied : fault.actions) applied.action->apply(effects, applied.value);
-  if (!effects.remark.empty()) effects.remark += ' ';
-  effects.remark += fault.text;
+void FaultActions::apply_to(FaultEffects& effects) const {
+  for (const Applied& applied : actions_) applied.action->apply(effects, applied.value);
+  append(effects.text, ',', text_);
 }
 
-FaultEffects FaultPlan::for_request(uint32_t code) {
-  FaultEffects effects;
+std::string_view FaultActions::first_for_requests() const {
+  for (const Applied& applied : actions_) {
+    FaultEffects alone;
+    applied.action->apply(alone, applied.value);
+    if (!alone.fill_queue && !alone.state) return applied.action->name;
+  }
+  return {};
+}
+
+void FaultPlan::apply_to(FaultEffects& effects, const Fault& fault) {
+  fault.actions.apply_to(effects);
+  append(effects.remark, ' ', fault.text);
+}
+
+FaultEffects FaultPlan::for_request(uint32_t code, FaultEffects effects) {
   for (Fault& fault : faults_) {
     if (fault.at_start || (fault.code && *fault.code != code)) continue;
     ++fault.seen;
-    if (fault.only_nth != 0 && fault.seen != fault.only_nth) continue;
+    if (fault.seen < fault.first || fault.seen > fault.last) continue;
     if (fault.percent < 100 && random_() % 100 >= fault.percent) continue;
     apply_to(effects, fault);
   }

@@ -7,7 +7,9 @@
 #include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <fstream>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -40,6 +42,8 @@ struct Arguments {
   std::vector<std::string> faults;
   uint64_t seed = 1;
   int patience_ms = 5000;
+  std::string record;
+  std::string replay;
   int ready_fd = -1;
   bool json = false;
   bool quiet = false;
@@ -63,20 +67,52 @@ void install_signal_handlers() {
 }
 
 // One write for each line, so that a pipe shows at once what a terminal shows.
-void put_line(int fd, std::string line) {
+// Returns false with errno set if it could not be written.
+bool put_line(int fd, std::string line) {
   line += '\n';
   for (size_t done = 0; done < line.size();) {
     const ssize_t written = write(fd, line.data() + done, line.size() - done);
     if (written > 0) done += static_cast<size_t>(written);
-    if (written <= 0 && errno != EINTR) return;
+    if (written <= 0 && errno != EINTR) return false;
   }
+  return true;
 }
+
+// The file of --record, or none.
+class RecordFile {
+ public:
+  RecordFile() = default;
+  ~RecordFile() { close_file(); }
+  RecordFile(const RecordFile&) = delete;
+  RecordFile& operator=(const RecordFile&) = delete;
+
+  // Makes or empties the file. Returns false with errno set.
+  bool open_file(const std::string& path) {
+    descriptor_ = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    return descriptor_ >= 0;
+  }
+  // Returns false with errno set once, when a line cannot be written; later lines are left out.
+  bool add(const ServedRequest& served) {
+    if (descriptor_ < 0 || put_line(descriptor_, recording_line(served))) return true;
+    const int error = errno;
+    close_file();
+    errno = error;
+    return false;
+  }
+
+ private:
+  void close_file() {
+    if (descriptor_ >= 0) close(descriptor_);
+    descriptor_ = -1;
+  }
+  int descriptor_ = -1;
+};
 
 std::string footer() {
   std::string text =
       "A FAULT is WHEN:WHAT[,WHAT...]. WHEN is a message name, its code, * for every request, or start.\n"
-      "#N picks the N-th of these requests only; %P picks each with a chance of P percent. Faults may be "
-      "combined.\n"
+      "#N picks the N-th of these requests only, #N-M several, #N- the N-th and later; %P picks each with a "
+      "chance of\nP percent. Faults may be combined.\n"
       "\nWHAT:\n";
   for (const FaultAction& action : fault_actions()) {
     std::string item =
@@ -109,28 +145,39 @@ void define_options(CLI::App& app, Arguments& arguments) {
   app.add_option("--ready-fd", arguments.ready_fd, "Write \"ready\" to this descriptor too, then close it")
       ->type_name("FD")
       ->check(CLI::NonNegativeNumber);
+  app.add_option("--record", arguments.record, "Write each request and how it was answered, as JSON lines")
+      ->type_name("FILE");
+  app.add_option("--replay", arguments.replay, "Answer as this recording does")->type_name("FILE");
   app.add_flag("--json", arguments.json, "Print each line as a JSON object");
   auto* quiet = app.add_flag("-q,--quiet", arguments.quiet, "Print no line for each request");
   app.add_flag("-v,--verbose", arguments.verbose, "Also report normal work, such as freed heads")
       ->excludes(quiet);
+  app.set_version_flag("--version", "mar-standin " MAR_VERSION, "Print the version and exit");
   app.footer(footer());
 }
 
-EngineOptions engine_options(const Arguments& arguments) {
+Time current_time() { return std::chrono::system_clock::now(); }
+
+EngineOptions engine_options(const Arguments& arguments, std::shared_ptr<RecordFile> record) {
   const LineForm form = arguments.form();
   EngineOptions options;
   options.name = arguments.name;
   options.slots = arguments.slots;
   options.answer_patience_ms = arguments.patience_ms;
-  if (!arguments.quiet) {
-    options.on_request = [form](const ServedRequest& served) {
-      put_line(STDOUT_FILENO, request_line(form, served.number, served.record, served.result, served.remark));
-    };
-  }
-  options.on_dump = [form](const EngineState& state) { put_line(STDOUT_FILENO, state_line(form, state)); };
-  options.on_notice = [form, verbose = arguments.verbose](Notice notice, const std::string& text) {
-    if (notice == Notice::kProblem) put_line(STDERR_FILENO, notice_line(form, "problem", text));
-    if (notice == Notice::kDetail && verbose) put_line(STDOUT_FILENO, notice_line(form, "note", text));
+  const auto on_notice = [form, verbose = arguments.verbose](Notice notice, const std::string& text) {
+    if (notice == Notice::kProblem)
+      put_line(STDERR_FILENO, notice_line(form, current_time(), "problem", text));
+    if (notice == Notice::kDetail && verbose)
+      put_line(STDOUT_FILENO, notice_line(form, current_time(), "note", text));
+  };
+  options.on_notice = on_notice;
+  options.on_request = [form, quiet = arguments.quiet, record, on_notice](const ServedRequest& served) {
+    if (!quiet) put_line(STDOUT_FILENO, request_line(form, served));
+    if (!record->add(served))
+      on_notice(Notice::kProblem, std::string("recording ends here: ") + std::strerror(errno));
+  };
+  options.on_dump = [form](const EngineState& state) {
+    put_line(STDOUT_FILENO, state_line(form, current_time(), state));
   };
   return options;
 }
@@ -140,10 +187,10 @@ int serve(const Arguments& arguments, EngineOptions options) {
   running = &engine;
   install_signal_handlers();
   if (const auto started = engine.start(); !started) {
-    put_line(STDERR_FILENO, notice_line(arguments.form(), "failed", started.reason()));
+    put_line(STDERR_FILENO, start_line(arguments.form(), current_time(), "failed", started.reason()));
     return started.code() == ControlFile::kInUse ? kEngineRunsHere : kFailed;
   }
-  put_line(STDOUT_FILENO, notice_line(arguments.form(), "ready", ""));
+  put_line(STDOUT_FILENO, start_line(arguments.form(), current_time(), "ready", ""));
   if (arguments.ready_fd >= 0) {
     put_line(arguments.ready_fd, "ready");
     close(arguments.ready_fd);
@@ -162,7 +209,8 @@ bool is_writable(int descriptor) {
 }
 
 int run(const Arguments& arguments) {
-  EngineOptions options = engine_options(arguments);
+  const auto record = std::make_shared<RecordFile>();
+  EngineOptions options = engine_options(arguments, record);
   options.faults = FaultPlan(arguments.seed);
   for (const std::string& fault : arguments.faults) {
     const auto added = options.faults.add(fault);
@@ -171,6 +219,13 @@ int run(const Arguments& arguments) {
   // Checked before the engine opens files, one of which could get this number.
   if (arguments.ready_fd >= 0 && !is_writable(arguments.ready_fd))
     return bad_usage("--ready-fd " + std::to_string(arguments.ready_fd) + ": not open for writing");
+  if (!arguments.replay.empty()) {
+    auto replay = Recording::read(arguments.replay);
+    if (!replay) return bad_usage("--replay " + replay.reason());
+    options.replay = std::move(*replay);
+  }
+  if (!arguments.record.empty() && !record->open_file(arguments.record))
+    return bad_usage("--record " + arguments.record + ": " + std::strerror(errno));
   return serve(arguments, std::move(options));
 }
 

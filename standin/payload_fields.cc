@@ -7,13 +7,6 @@
 
 namespace mar::standin {
 
-namespace {
-
-template <size_t N>
-std::string text_of(const char (&field)[N]) {
-  return {field, strnlen(field, N)};
-}
-
 std::string hex_of(const uint8_t* bytes, size_t count) {
   static constexpr char kDigits[] = "0123456789abcdef";
   std::string hex;
@@ -24,7 +17,16 @@ std::string hex_of(const uint8_t* bytes, size_t count) {
   return hex;
 }
 
-std::string hex_of(const TIdentifierBlock& block) { return hex_of(block.bytes, sizeof(block.bytes)); }
+namespace {
+
+template <size_t N>
+std::string text_of(const char (&field)[N]) {
+  return {field, strnlen(field, N)};
+}
+
+std::string hex_of(const TIdentifierBlock& block) {
+  return standin::hex_of(block.bytes, sizeof(block.bytes));
+}
 
 // A plus sign copies a packed member: a reference to one may be misaligned.
 void add_definition(Json& fields, const TPolicyDefinition& definition) {

@@ -2,12 +2,17 @@
 // end and need not be UTF-8; what is printed ends with the field at the latest.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <nlohmann/json_fwd.hpp>
+#include <string>
 
 #include "contract/payloads.h"
 #include "standin/messages.h"
 
 namespace mar::standin {
+
+std::string hex_of(const uint8_t* bytes, size_t count);
 
 Json edge_policy_fields(const EdgePolicyPayload& policy);
 Json policy_removal_fields(const RemoveEdgePolicyPayload& removal);

@@ -64,6 +64,10 @@ class QueueOwner {
 
   long set_state(TQueueState state) { return queue_->SetState(state); }
 
+  // The segment's lock, which every step of every client needs. The kernel releases it if we die.
+  bool lock() { return block_->Lock() == 0; }
+  void unlock() { (void)block_->Unlock(); }
+
   uint16_t slots() const { return slots_; }
 
   // Upkeep of clients' heads and of slots: queue_upkeep.cc.

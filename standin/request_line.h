@@ -1,26 +1,31 @@
 // One line of text, plain or JSON, for each request, for the engine's state and for events. A line is
-// printable ASCII without a line end, whatever a request holds.
+// printable ASCII without a line end, whatever a request holds. Its time is UTC in the form of ISO 8601, with
+// milliseconds: "2026-11-21T16:22:32.123Z".
 #pragma once
 
-#include <cstdint>
+#include <chrono>
 #include <string>
 
-#include "contract/message.h"
 #include "standin/engine_state.h"
+#include "standin/served_request.h"
 
 namespace mar::standin {
 
 enum class LineForm { kPlain, kJson };
+using Time = std::chrono::system_clock::time_point;
 
-// request 7 from 4711/4711: remove-edge-policy policy=3 -> -4
-//   number  of the request since the start, from 1
-//   remark  what is special about it, such as a fault; may be empty
-std::string request_line(LineForm form, uint64_t number, const TCLIMessage& request, int32_t result,
-                         const std::string& remark);
+// 2026-11-21T16:22:32.123Z request 7 from 4711/4711: remove-edge-policy policy=3 -> -4
+std::string request_line(LineForm form, const ServedRequest& served);
 
-std::string state_line(LineForm form, const EngineState& state);
+// The JSON line of a request with what a replay needs: its framing kind, its bytes and the faults' effects.
+std::string recording_line(const ServedRequest& served);
 
-// An event other than a request: "ready", or what went wrong.
-std::string notice_line(LineForm form, const std::string& event, const std::string& text);
+std::string state_line(LineForm form, Time time, const EngineState& state);
+
+// An event while the engine serves: normal work, or a problem.
+std::string notice_line(LineForm form, Time time, const std::string& event, const std::string& text);
+
+// "ready" or "failed". The plain form carries no time: scripts compare the whole line.
+std::string start_line(LineForm form, Time time, const std::string& event, const std::string& text);
 
 }  // namespace mar::standin

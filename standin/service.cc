@@ -13,6 +13,7 @@ namespace {
 
 using std::chrono::microseconds;
 using std::chrono::milliseconds;
+using std::chrono::system_clock;
 
 constexpr milliseconds kUpkeepPeriod{250};  // how soon a signal and a dead client are noticed
 constexpr microseconds kLongestPause{10000};
@@ -99,11 +100,12 @@ void StandInEngine::take_requests() {
 
 void StandInEngine::accept(const TCLIMessage& request) {
   const uint32_t code = message_code(request);
-  FaultEffects effects = options_.faults.for_request(code);
-  const int32_t result = effects.result ? *effects.result : decide(state_, request);
+  FaultEffects effects;
+  ++served_;
+  const int32_t result = result_for(request, effects);
   effects.answer.result = result;
   effects.stop = effects.stop || state_.stop_requested;
-  const ServedRequest served{++served_, request, result, effects.remark};
+  const ServedRequest served{served_, request, result, effects.remark, effects.text, system_clock::now()};
   if (options_.on_request) options_.on_request(served);
   if (options_.on_dump && code == CMD_DUMP && result == MAR_OK) options_.on_dump(state_);
   if (options_.keep_requests) {
@@ -115,6 +117,25 @@ void StandInEngine::accept(const TCLIMessage& request) {
   const Moment give_up = due + milliseconds(options_.answer_patience_ms);
   Answer answer(request, effects.answer);
   answers_.push_back({request.sender, std::move(effects), std::move(answer), due, give_up});
+}
+
+// A recorded result stands, whatever the state says; one that refuses changes nothing.
+int32_t StandInEngine::result_for(const TCLIMessage& request, FaultEffects& effects) {
+  const uint32_t code = message_code(request);
+  const RecordedRequest* recorded = options_.replay.next(code);
+  if (recorded != nullptr) {
+    recorded->faults.apply_to(effects);
+    if (!recorded->is_same(request)) {
+      notify(Notice::kProblem, "request " + std::to_string(served_) +
+                                   " differs from the one recorded in line " +
+                                   std::to_string(recorded->line));
+    }
+  }
+  effects = options_.faults.for_request(code, std::move(effects));
+  if (effects.result) return *effects.result;
+  if (recorded == nullptr) return decide(state_, request);
+  if (recorded->result == MAR_OK) decide(state_, request);
+  return recorded->result;
 }
 
 // Each answer that a client reads frees a slot, which has to be taken again.

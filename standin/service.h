@@ -27,17 +27,12 @@
 #include "standin/decisions.h"
 #include "standin/faults.h"
 #include "standin/queue_owner.h"
+#include "standin/recording.h"
+#include "standin/served_request.h"
 #include "standin/withdrawals.h"
 #include "util/outcome.h"
 
 namespace mar::standin {
-
-struct ServedRequest {
-  uint64_t number;  // from 1
-  TCLIMessage record;
-  int32_t result;
-  std::string remark;  // the faults that were applied to it
-};
 
 enum class Notice {
   kDetail,   // part of normal work
@@ -56,6 +51,7 @@ struct EngineOptions {
   std::string name = CLI_IPC_NAME;
   uint16_t slots = 16;
   FaultPlan faults;
+  Recording replay;  // answers to give again; --fault adds to them
   int answer_patience_ms =
       5000;  // how long one record of an answer waits for room, and for a sign of its client
   bool keep_requests = false;  // for requests(); memory grows with each one
@@ -108,6 +104,7 @@ class StandInEngine {
   bool wait_for_work();
   void take_requests();
   void accept(const TCLIMessage& request);
+  int32_t result_for(const TCLIMessage& request, FaultEffects& effects);
   void keep_full();
   void do_upkeep();
   long recover_slots();
@@ -118,6 +115,7 @@ class StandInEngine {
   // Answers: service_answers.cc.
   void advance_answers();
   bool advance(PendingAnswer& pending);
+  void hold_lock(int time_ms);
   Progress answer_client(PendingAnswer& pending, std::string& reason);
   Progress put_records(PendingAnswer& pending, std::string& reason);
   long put_record(const PendingAnswer& pending);

@@ -2,6 +2,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <utility>
 
 #include "ipc/naming.h"
 #include "standin/service.h"
@@ -9,6 +10,8 @@
 namespace mar::standin {
 
 namespace {
+
+constexpr std::chrono::milliseconds kLockCheckPeriod{1};
 
 std::string client_name(_TIPCIdentifier client) {
   return std::to_string(client.process_id) + '/' + std::to_string(client.thread_id);
@@ -37,7 +40,8 @@ void StandInEngine::advance_answers() {
 // Returns true when nothing is left to do for the answer.
 bool StandInEngine::advance(PendingAnswer& pending) {
   if (now() < pending.due) return false;
-  const FaultEffects& effects = pending.effects;
+  FaultEffects& effects = pending.effects;
+  if (effects.hold_lock_ms > 0) hold_lock(std::exchange(effects.hold_lock_ms, 0));
   if (effects.death == Death::kBeforeAnswer) die();
   std::string reason = "no room for too long";
   Progress progress = Progress::kDone;
@@ -55,6 +59,14 @@ bool StandInEngine::advance(PendingAnswer& pending) {
   if (effects.fill_queue) full_ = true;
   if (effects.stop) stop_ = true;
   return true;
+}
+
+// Nothing else can be served meanwhile: the engine's own steps need the lock too.
+void StandInEngine::hold_lock(int time_ms) {
+  const Moment until = now() + std::chrono::milliseconds(time_ms);
+  if (!queue_.lock()) return notify(Notice::kProblem, "the queue's lock cannot be taken");
+  while (now() < until && !stop_) options_.time.rest(kLockCheckPeriod);
+  queue_.unlock();
 }
 
 // `reason` receives why the answer cannot be put, where that is not for want of room.

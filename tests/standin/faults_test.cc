@@ -19,8 +19,12 @@ TEST(FaultPlan, RefusesWhatItDoesNotUnderstand) {
       {"dumb:silent", "\"dumb\" is neither a message name nor a code"},
       {":silent", "\"\" is neither a message name nor a code"},
       {"4294967296:silent", "\"4294967296\" is neither a message name nor a code"},
-      {"dump#0:silent", "\"0\" is not a request's number"},
-      {"dump#:silent", "\"\" is not a request's number"},
+      {"dump#0:silent", "\"0\" is not a request's number or a range of them"},
+      {"dump#:silent", "\"\" is not a request's number or a range of them"},
+      {"dump#-:silent", "\"-\" is not a request's number or a range of them"},
+      {"dump#7-3:silent", "\"7-3\" is not a request's number or a range of them"},
+      {"dump#3-7-9:silent", "\"3-7-9\" is not a request's number or a range of them"},
+      {"dump:hold-lock=3600001", "\"hold-lock=3600001\": the value is not a number in range"},
       {"dump%101:silent", "\"101\" is not a percentage"},
       {"dump:", "\"\" is not a fault"},
       {"dump:silent,", "\"\" is not a fault"},
@@ -63,6 +67,24 @@ TEST(FaultPlan, HitsTheRequestsItNames) {
     EXPECT_FALSE(effects.state.has_value()) << "only at the start";
   }
   EXPECT_EQ(plan.at_start().state, IPCQUEUE_CLOSE);
+}
+
+TEST(FaultPlan, CountsRangesOfRequests) {
+  struct {
+    const char* fault;
+    const char* hits;  // of six requests
+  } const rows[] = {
+      {"dump#2:silent", ".x...."},     {"dump#2-4:silent", ".xxx.."}, {"*#5-:silent", "....xx"},
+      {"*#1-:silent", "xxxxxx"},       {"dump#3-3:silent", "..x..."}, {"dump#7-9:silent", "......"},
+      {"dump#2-4%0:silent", "......"},
+  };
+  for (const auto& row : rows) {
+    FaultPlan plan;
+    ASSERT_EQ(plan.add(row.fault).reason(), "");
+    std::string hits;
+    for (int i = 0; i < 6; ++i) hits += plan.for_request(125).no_answer ? 'x' : '.';
+    EXPECT_EQ(hits, row.hits) << row.fault;
+  }
 }
 
 TEST(FaultPlan, DrawsTheSameLotsFromTheSameSeed) {

@@ -131,24 +131,28 @@ TEST(Decisions, HoldsOnlySoManyPolicies) {
 
 // Line ends, quotes, bytes that are not UTF-8 and texts without an end must not break a line or its JSON.
 TEST(RequestLine, StaysOneLineWhateverARequestHolds) {
+  const Time kLeapDay{std::chrono::milliseconds(1709251199007)};
   ThresholdPayload hostile = threshold(1, 2, 0xAB);
   hostile.a = 4;
   std::memcpy(hostile.definition.pattern, "a\"\n\xFF", 4);
   std::memset(hostile.definition.host_pattern, 'h', sizeof(hostile.definition.host_pattern));
   const std::string identifier(46, '0'), host(256, 'h');
-  EXPECT_EQ(request_line(LineForm::kPlain, 7, from({12, 34}, request_of(118, hostile)), -4, "*:result=-4"),
-            "request 7 from 12/34: add-threshold a=4 b=0 c=0 d=0 e=0 numbers=[0,2,1] identifier=\"" +
+  EXPECT_EQ(request_line(LineForm::kPlain,
+                         {7, from({12, 34}, request_of(118, hostile)), -4, "*:result=-4", "", kLeapDay}),
+            "2024-02-29T23:59:59.007Z request 7 from 12/34: add-threshold a=4 b=0 c=0 d=0 e=0 "
+            "numbers=[0,2,1] identifier=\"" +
                 identifier + "ab\" pattern=\"a\\\"\\n\\ufffd\" host=\"" + host +
                 "\" application=\"\" transaction=\"\" -> -4 (*:result=-4)");
   std::string padding;
   for (int i = 1; i < 512; ++i) padding += "\\u0000";
-  EXPECT_EQ(request_line(LineForm::kPlain, 7, from({1, 2}, suffix(4000)), -4, ""),
-            "request 7 from 1/2: set-correlator-suffix suffix=\"x" + padding + "\" length=4000 -> -4");
-  EXPECT_EQ(request_line(LineForm::kJson, 8, of_kind(request_of(117, kNoBytes, 3), 2), -4, "")
-                .find(R"({"event":"request","number":8,"process":)"),
+  EXPECT_EQ(request_line(LineForm::kPlain, {7, from({1, 2}, suffix(4000)), -4, "", "", {}}),
+            "1970-01-01T00:00:00.000Z request 7 from 1/2: set-correlator-suffix suffix=\"x" + padding +
+                "\" length=4000 -> -4");
+  EXPECT_EQ(request_line(LineForm::kJson, {8, of_kind(request_of(117, kNoBytes, 3), 2), -4, "", "", kLeapDay})
+                .find(R"({"event":"request","time":"2024-02-29T23:59:59.007Z","number":8,"process":)"),
             0u);
-  EXPECT_EQ(request_line(LineForm::kPlain, 9, from({1, 2}, request_of(999, kNoBytes, -5)), -2, ""),
-            "request 9 from 1/2: unknown-999 length=-5 kind=0 -> -2");
+  EXPECT_EQ(request_line(LineForm::kPlain, {9, from({1, 2}, request_of(999, kNoBytes, -5)), -2, "", "", {}}),
+            "1970-01-01T00:00:00.000Z request 9 from 1/2: unknown-999 length=-5 kind=0 -> -2");
 }
 
 }  // namespace mar::standin

@@ -8,6 +8,7 @@
 #include "contract/payloads.h"
 #include "ipc/naming.h"
 #include "standin/messages.h"
+#include "tests/standin/client.h"
 #include "tests/standin/requests.h"
 #include "tests/support/engine.h"
 #include "tests/support/kernel_objects.h"
@@ -15,29 +16,6 @@
 namespace mar::standin {
 
 namespace {
-
-// A client. Clients of one process differ in `thread`.
-struct Client {
-  explicit Client(uint32_t thread = 1) : id{static_cast<uint32_t>(getpid()), thread} {
-    EXPECT_EQ(queue.OpenChannel(ZARNENGINE_ID, &key), 0);
-  }
-  long put(TCLIMessage request) {
-    request.sender = id;
-    return queue.KeyPut(key, request);
-  }
-  long get() { return queue.Get(id, answer); }
-  // The code of the failing step, or the result in the answer.
-  long ask(const TCLIMessage& request) {
-    if (const long code = put(request)) return code;
-    const long code = get();
-    return code != 0 ? code : static_cast<int32_t>(get_be32(answer.data + 4));
-  }
-
-  CIPCQueue<TCLIMessage> queue{CLI_IPC_NAME, false};
-  const _TIPCIdentifier id;
-  long key = -1;
-  TCLIMessage answer = {};
-};
 
 EngineOptions with_slots(uint16_t slots) {
   EngineOptions options;
@@ -92,6 +70,23 @@ TEST(Service, DiesWhenTold) {
     EXPECT_EQ(engine.join(), Child::kNoResult);
     EXPECT_FALSE(client.queue.CreatorAlive());
   }
+}
+
+// No client gets the lock meanwhile. A signal still ends the engine, which answers first.
+TEST(Service, HoldsTheLockUntilItAnswers) {
+  EngineProcess engine(with_faults({"dump#1:hold-lock=1", "dump#2:hold-lock=3600000"}));
+  Client client;
+  EXPECT_EQ(client.ask(kDump), 1);
+  const int set = semget(ftok(CLI_IPC_NAME, 1), 0, 0);
+  ASSERT_EQ(client.put(kDump), 0);
+  ASSERT_TRUE(
+      eventually([&] { return semctl(set, 0, GETVAL) == 1 && semctl(set, 0, GETPID) == engine.pid(); }));
+  Child other([] { return Client(2).ask(kPing); });
+  EXPECT_TRUE(eventually([&] { return semctl(set, 0, GETZCNT) == 1; }));
+  engine.signal(SIGTERM);
+  EXPECT_EQ(client.get(), 0);
+  EXPECT_EQ(other.result(), 1);
+  EXPECT_EQ(engine.join(), 0);
 }
 
 // Killed processes have taken slots off the free list without queuing them.
