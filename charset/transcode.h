@@ -296,7 +296,15 @@ inline void transcode_by_its_kernel(Reader& reader, Writer& writer, const typena
     if (in_end - in < kLeastForKernel) return;
   }
   const auto kernel = kernel_of(vectors(), reader, writer);
-  if (kernel != nullptr) transcode_by_kernel(kernel, reader, writer, in, in_end, out, out_end);
+  if (kernel == nullptr) return;
+  // Copies: objects whose address a call has seen would stay in memory, and the loops need them in registers.
+  Reader kernel_reader = reader;
+  Writer kernel_writer = writer;
+  const auto* from = in;
+  auto* to = out;
+  transcode_by_kernel(kernel, kernel_reader, kernel_writer, from, in_end, to, out_end);
+  in = from;
+  out = to;
 }
 
 template <class Reader, class Writer>
