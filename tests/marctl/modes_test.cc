@@ -98,6 +98,12 @@ TEST(MarctlWait, EndsWhenTheEngineIsUpOrDown) {
   EXPECT_EQ(finish(down).status, 0);
 }
 
+TEST(MarctlWait, AnEngineThatIsClosingIsNotYetDown) {
+  EngineThread engine(with_faults({"dump:close"}));
+  EXPECT_EQ(marctl("dump").status, 3);
+  EXPECT_EQ(marctl("wait --for down --timeout 0.2").status, 6);
+}
+
 TEST(MarctlWatch, SendsNoSecondPingToAnEngineThatIsSilent) {
   EngineThread engine(with_faults({"ping-engine#2:silent"}));
   const Ran ran = marctl("--json watch --count 4 --interval 0.02");

@@ -123,11 +123,13 @@ TEST(MarctlRecords, RepeatWhatT1SentAndTheStandinRecorded) {
     sent = engine.requests();
   }
   ASSERT_EQ(sent.size(), 14u + 3 + 10);
-  std::string lines = standin::notice_line(standin::LineForm::kJson, "ready", "") + '\n';
-  for (const auto& request : sent)
-    lines += standin::request_line(standin::LineForm::kJson, request.number, request.record, request.result,
-                                   request.remark) +
-             '\n';
+  std::string lines = standin::start_line(standin::LineForm::kJson, {}, "ready", "") + '\n';
+  for (const auto& request : sent) {
+    const bool odd = request.number % 2 != 0;  // mar-standin --json and --record
+    lines +=
+        (odd ? standin::request_line(standin::LineForm::kJson, request) : standin::recording_line(request)) +
+        '\n';
+  }
   EngineThread engine;
   EXPECT_EQ(marctl("batch --quiet --keep-going -", lines).output,
             "24: set-upload-schedule: The engine refused it with the result -4.\n");
