@@ -272,8 +272,47 @@ TEST(CommandLine, SaysWhatItCouldNotLookAt) {
   for (const char* wrong : {"", "repair", "--watch"})
     EXPECT_EQ(Program({MAR_QUEUE_PATH, wrong}).status(), 2) << wrong;
   EXPECT_EQ(output_of({"sh", "-c", MAR_QUEUE_PATH " --json statsu 2>&1"}),
-            "There is no command 'statsu'. The commands are: status show check reap remove-stale\n");
+            "There is no command 'statsu'; the nearest is 'status'. "
+            "The commands are: status ping show check reap remove-stale\n");
+  EXPECT_EQ(output_of({"sh", "-c", MAR_QUEUE_PATH " chk 2>&1"})
+                .find("There is no command 'chk'; the nearest is 'check'."),
+            0u);
   EXPECT_EQ(output_of({"sh", "-c", MAR_QUEUE_PATH " --version | grep -cxE 'mar-queue [0-9.]+'"}), "1\n");
+}
+
+// No moment of rest can be waited for while the lock is held, so the holder is named instead.
+TEST(Check, TellsAHeldLockFromTrouble) {
+  clear_scene();
+  Engine engine;
+  ASSERT_EQ(engine.made.memory().Lock(), 0);
+  const Report report = mar_queue({"check"});
+  EXPECT_EQ(report.status, 2);
+  EXPECT_EQ(report.codes, Codes{"unsettled"});
+  EXPECT_TRUE(report.says("process " + std::to_string(getpid()) + " (mar_queue_test) held the queue's lock"))
+      << report.json;
+}
+
+TEST(Ping, TellsAnAnswerFromItsAbsence) {
+  clear_scene();
+  EXPECT_EQ(mar_queue({"ping"}).codes, Codes{"not-reached"});
+  {
+    Engine silent;
+    const Report report = mar_queue({"ping", "--timeout", "0.1"});
+    EXPECT_EQ(report.codes, Codes{"no-answer"});
+    EXPECT_EQ(report.status, 1);
+    EXPECT_FALSE(report.json.contains("round_trip_ms"));
+  }
+  clear_scene();
+  Program standin({STANDIN_PATH, "--fault", "ping-engine#2:result=-5", "--fault", "ping-engine#3:marker=7"});
+  ASSERT_EQ(standin.line(), "ready");
+  const Report report = mar_queue({"ping"});
+  EXPECT_EQ(report.codes, Codes{"answered"});
+  EXPECT_EQ(report.status, 0);
+  EXPECT_GT(report.json.value("round_trip_ms", -1.0), 0);
+  for (const char* fault : {"another result", "another marker"}) {
+    EXPECT_EQ(mar_queue({"ping"}).codes, Codes{"bad-answer"}) << fault;
+  }
+  EXPECT_EQ(Program({"sh", "-c", MAR_QUEUE_PATH " ping --name /other 2>/dev/null"}).status(), 2);
 }
 
 TEST(CommandLine, WatchesUntilItsReaderLeaves) {

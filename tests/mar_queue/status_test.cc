@@ -220,6 +220,10 @@ TEST(Status, NamesTheClientThatHoldsTheMessages) {
   engine.put(ZARNENGINE_ID, 1);
   const std::string pid = std::to_string(client.pid());
   EXPECT_TRUE(mar_queue({"status"}).says("wait until client " + pid + " is done"));
+  EXPECT_TRUE(eventually([&] {
+    return mar_queue({"status"})
+        .says("1 client (process " + pid + " (mar_queue_test)) has not read its answer");
+  }));
   stop(client);
   const Report report = mar_queue({"status"});
   EXPECT_EQ(report.codes, (std::vector<std::string>{"full", "unanswered", "client-stopped"}));
@@ -233,6 +237,17 @@ TEST(Status, NamesTheClientThatHoldsTheMessages) {
   semid_ds wakeup_set = {};
   EXPECT_EQ(semctl(set_of(3), 0, IPC_STAT, &wakeup_set), 0);
   EXPECT_EQ(mar_queue({"status"}).json["queue"]["times"]["used"], wakeup_set.sem_otime);
+}
+
+TEST(Status, NamesTheClientThatWaits) {
+  clear_scene();
+  Engine engine;
+  Child client([]() -> long {
+    TCLIMessage message;
+    return CommandQueue(CLI_IPC_NAME, false).Get({static_cast<uint32_t>(getpid()), 1}, message);
+  });
+  const std::string who = "1 client waiting for an answer (process " + std::to_string(client.pid());
+  EXPECT_TRUE(eventually([&] { return mar_queue({"status"}).says(who); }));
 }
 
 TEST(Status, TellsMissingPermissions) {

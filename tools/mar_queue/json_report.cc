@@ -48,17 +48,18 @@ const char* severity_name(Severity severity) {
 }  // namespace
 
 std::string json_report(const std::string& command, const Snapshot& snapshot, const CheckResult* checked,
-                        const Findings& findings) {
+                        const Findings& findings, std::optional<double> round_trip_ms) {
   Json list = Json::array();
   for (const Finding& finding : findings) {
     list.push_back(
         {{"severity", severity_name(finding.severity)}, {"code", finding.code}, {"text", finding.text}});
   }
-  const Json report = {{"command", command},
-                       {"exit", static_cast<int>(worst(findings))},
-                       {"control_file", snapshot.control_file.path},
-                       {"findings", std::move(list)},
-                       {"queue", checked == nullptr ? Json(nullptr) : queue_json(snapshot, *checked)}};
+  Json report = {{"command", command},
+                 {"exit", static_cast<int>(worst(findings))},
+                 {"control_file", snapshot.control_file.path},
+                 {"findings", std::move(list)},
+                 {"queue", checked == nullptr ? Json(nullptr) : queue_json(snapshot, *checked)}};
+  if (round_trip_ms) report["round_trip_ms"] = *round_trip_ms;
   // Paths need not be UTF-8.
   return report.dump(-1, ' ', false, Json::error_handler_t::replace);
 }

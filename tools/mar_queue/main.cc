@@ -13,6 +13,7 @@
 #include "contract/names.h"
 #include "tools/mar_queue/check.h"
 #include "tools/mar_queue/diagnosis.h"
+#include "tools/mar_queue/ping.h"
 #include "tools/mar_queue/repair.h"
 #include "tools/mar_queue/report.h"
 #include "tools/mar_queue/snapshot.h"
@@ -24,6 +25,7 @@ namespace {
 
 constexpr int kBadUsage = 2;
 constexpr size_t kPrintedFindings = 50;
+constexpr int kLooksOfACheck = 10;          // of 300 ms each
 constexpr char kRedraw[] = "\033[H\033[J";  // cursor home, clear below
 
 struct Arguments {
@@ -31,6 +33,7 @@ struct Arguments {
   bool json = false;
   bool yes = false;
   double watch_s = 0;  // 0: once
+  double timeout_s = 5;
   std::string command;
 };
 
@@ -47,6 +50,11 @@ void define_options(CLI::App& app, Arguments& arguments) {
   app.fallthrough();
   app.require_subcommand(1);
   add_command(app, arguments, "status", "Does the engine run, and if clients cannot reach it, why?");
+  add_command(app, arguments, "ping", "Ask the engine for an answer, and time it")
+      ->add_option("--timeout", arguments.timeout_s, "Give up after SECONDS")
+      ->capture_default_str()
+      ->type_name("SECONDS")
+      ->check(CLI::Range(0.001, 86400.0));
   add_command(app, arguments, "show", "Draw the queue: header, slots, heads")
       ->add_option("--watch", arguments.watch_s, "Redraw every SECONDS (default 1)")
       ->expected(0, 1)
@@ -68,18 +76,21 @@ int explain(const CLI::App& app, const CLI::ParseError& error) {
   if (!app.get_subcommands().empty() || unknown.empty() || unknown[0].starts_with('-')) {
     return app.exit(error) == 0 ? 0 : kBadUsage;
   }
-  std::string commands;
+  std::vector<std::string> names;
   for (const CLI::App* command : app.get_subcommands([](const CLI::App*) { return true; }))
-    commands += " " + command->get_name();
-  fmt::print(stderr, "There is no command '{}'. The commands are:{}\n", printable(unknown[0]), commands);
+    names.push_back(command->get_name());
+  fmt::print(stderr, "There is no command '{}'; the nearest is '{}'. The commands are: {}\n",
+             printable(unknown[0]), nearest(unknown[0], names), fmt::join(names, " "));
   return kBadUsage;
 }
 
 Findings report_check(const Snapshot& snapshot, const CheckResult& checked) {
   if (!snapshot.settled) {
-    return {blind("unsettled",
-                  "This is no sign of damage: the queue was in use, or its lock held, all the time, so "
-                  "nothing can be proved. Try again.")};
+    return {blind("unsettled", "This is no sign of damage: {}, so nothing can be proved. {}",
+                  snapshot.lock > 0 ? fmt::format("process {} held the queue's lock all the time",
+                                                  process_label(snapshot.lock_user))
+                                    : "the queue was in use all the time",
+                  snapshot.lock > 0 ? "mar-queue status tells what to do." : "Try again.")};
   }
   if (!checked.damage.empty()) return checked.damage;
   return {note("sound", "The queue is sound: {}, {} free and {} queued, each exactly once.",
@@ -105,17 +116,32 @@ std::string text_report(const Findings& findings) {
   return report;
 }
 
+// A check needs one moment at which the queue is at rest; a busy queue may take a few looks to show one.
+Snapshot snapshot_for(const Arguments& arguments) {
+  Snapshot snapshot = take_snapshot(arguments.name);
+  for (int look = 1; look < kLooksOfACheck && arguments.command == "check" && snapshot.image &&
+                     !snapshot.settled && snapshot.lock <= 0;
+       ++look)
+    snapshot = take_snapshot(arguments.name);
+  return snapshot;
+}
+
 // Examines the queue once and prints one report. Returns the exit status, or -1 if the
 // report cannot be written.
 int report(const Arguments& arguments) {
-  const Snapshot snapshot = take_snapshot(arguments.name);
+  PingResult pinged;
+  const bool is_ping = arguments.command == "ping";
+  if (is_ping) pinged = ping(arguments.timeout_s);
+  const Snapshot snapshot = snapshot_for(arguments);
   std::optional<CheckResult> checked;
   if (snapshot.image) checked = check_queue(*snapshot.image, snapshot.uses);
-  const Findings findings = run(arguments, snapshot, checked);
+  const Findings findings = is_ping ? pinged.findings : run(arguments, snapshot, checked);
   std::string output;
   if (arguments.watch_s > 0 && !arguments.json && isatty(STDOUT_FILENO) != 0) output = kRedraw;
   if (arguments.json) {
-    output += json_report(arguments.command, snapshot, checked ? &*checked : nullptr, findings) + '\n';
+    output += json_report(arguments.command, snapshot, checked ? &*checked : nullptr, findings,
+                          pinged.round_trip_ms) +
+              '\n';
   } else {
     if (arguments.command == "show" && checked) output += draw(snapshot, *checked);
     output += text_report(findings);
@@ -132,6 +158,11 @@ int run_program(int argc, char** argv) {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
     return explain(app, error);
+  }
+  if (arguments.command == "ping" && arguments.name != CLI_IPC_NAME) {
+    fmt::print(stderr, "ping asks the engine of {}, as all clients do; --name is for the other commands.\n",
+               CLI_IPC_NAME);
+    return kBadUsage;
   }
   int status = report(arguments);
   while (arguments.watch_s > 0 && status != -1) {

@@ -1,6 +1,7 @@
 // A snapshot as a drawing for a terminal of 80 columns, and as JSON for programs.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "tools/mar_queue/check.h"
@@ -18,8 +19,8 @@ std::string draw(const Snapshot& snapshot, const CheckResult& checked);
 
 // One object on one line: {"command", "exit", "control_file", "findings": [{"severity", "code", "text"}],
 // "queue": null or an object with the header's fields, the use of the slots, and all heads}. `checked` is the
-// check of the image, or null.
+// check of the image, or null. With `round_trip_ms` there is a member of that name too.
 std::string json_report(const std::string& command, const Snapshot& snapshot, const CheckResult* checked,
-                        const Findings& findings);
+                        const Findings& findings, std::optional<double> round_trip_ms);
 
 }  // namespace mar::queue_tool

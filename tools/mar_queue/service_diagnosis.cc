@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <ctime>
 #include <functional>
+#include <set>
 #include <string>
 
 #include "tools/mar_queue/diagnosis.h"
@@ -13,6 +14,7 @@ namespace mar::queue_tool {
 namespace {
 
 constexpr size_t kNamedHolders = 3;
+constexpr time_t kHungAfterS = 3;  // a client that waits reads its answer at once
 
 // Whether a new client would get a head, by the rules of claiming one.
 bool has_head_for_newcomer(const Snapshot& snapshot) {
@@ -172,23 +174,58 @@ class ServiceDiagnosis {
   Findings findings_;
 };
 
-// Requests that the engine has not taken, and clients that wait for its answer. Messages carry no time; the
-// last operation on the wake-up set is the latest moment at which the oldest request can have been put.
+// Messages carry no time. The last operation on the wake-up set is the latest moment at which the oldest of
+// them can have been put.
+time_t least_age_s(const Snapshot& snapshot) {
+  return std::max<time_t>(0, std::time(nullptr) - snapshot.wakeup_set->used);
+}
+
+// "process 7 (t1), process 8 (t1), ..."
+std::string list_of(const std::set<pid_t>& processes) {
+  std::string list;
+  size_t named = 0;
+  for (const pid_t process : processes) {
+    if (named++ == kNamedHolders) return list + ", ...";
+    list += (list.empty() ? "process " : ", process ") + process_label(process);
+  }
+  return list;
+}
+
+// Requests that the engine has not taken, and clients that wait for its answer.
 void add_unanswered(const Snapshot& snapshot, const CheckResult& checked, Findings& findings) {
   uint32_t requests = 0;
   uint32_t clients = 0;
+  std::set<pid_t> waiting;
   for (uint16_t i = 0; i < snapshot.image->slots; ++i) {
     const bool engine = snapshot.uses[i].owner == Owner::kEngine;
     if (engine) requests += checked.items[i];
-    if (!engine && checked.items[i] == 0 && snapshot.uses[i].waiting > 0) ++clients;
+    if (engine || checked.items[i] != 0 || snapshot.uses[i].waiting <= 0) continue;
+    ++clients;
+    waiting.insert(static_cast<pid_t>(snapshot.image->heads[i].owner.process_id));
   }
   if ((requests == 0 && clients == 0) || !snapshot.wakeup_set) return;
   findings.push_back(
       note("unanswered",
-           "{} not yet taken by the engine, {} waiting for an answer: the oldest unanswered request is at "
+           "{} not yet taken by the engine, {} waiting for an answer{}: the oldest unanswered request is at "
            "least {} s old.",
            count_of(requests, "request"), count_of(clients, "client"),
-           std::max<time_t>(0, std::time(nullptr) - snapshot.wakeup_set->used)));
+           waiting.empty() ? "" : " (" + list_of(waiting) + ")", least_age_s(snapshot)));
+}
+
+// Clients that run but do not read what has come for them.
+void add_hung_clients(const Snapshot& snapshot, const CheckResult& checked, Findings& findings) {
+  if (!snapshot.wakeup_set || least_age_s(snapshot) < kHungAfterS) return;
+  std::set<pid_t> hung;
+  for (uint16_t i = 0; i < snapshot.image->slots; ++i) {
+    const auto process = static_cast<pid_t>(snapshot.image->heads[i].owner.process_id);
+    const HeadUse& use = snapshot.uses[i];
+    if (use.owner == Owner::kAlive && checked.items[i] > 0 && use.waiting == 0 && !is_stopped(process))
+      hung.insert(process);
+  }
+  if (hung.empty()) return;
+  findings.push_back(
+      note("client-hung", "{} has not read its answer for at least {} s: see what it does, or end it.",
+           count_of(hung.size(), "client") + " (" + list_of(hung) + ")", least_age_s(snapshot)));
 }
 
 }  // namespace
@@ -203,6 +240,7 @@ void add_notes(const Snapshot& snapshot, const CheckResult& checked, Findings& f
         note("unsettled", "The queue was in use all the time: its numbers may be of different moments."));
   }
   if (creator_lives(snapshot)) add_unanswered(snapshot, checked, findings);
+  add_hung_clients(snapshot, checked, findings);
   const RepairPlan plan = plan_repair(snapshot, checked);
   if (!plan.heads.empty() && !plan.obstacle) {
     findings.push_back(note("dead-owners",

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <fstream>
+#include <numeric>
+#include <utility>
 
 namespace mar::queue_tool {
 
@@ -20,6 +22,20 @@ std::string_view unusual_state(pid_t process) {
   return "";
 }
 
+// How many characters must be added, removed or replaced to make `from` the beginning of `to`.
+size_t mistakes(std::string_view from, std::string_view to) {
+  std::vector<size_t> row(to.size() + 1);
+  std::iota(row.begin(), row.end(), size_t{0});
+  for (size_t i = 0; i < from.size(); ++i) {
+    size_t diagonal = std::exchange(row[0], i + 1);
+    for (size_t j = 0; j < to.size(); ++j) {
+      const size_t replaced = diagonal + (from[i] != to[j]);
+      diagonal = std::exchange(row[j + 1], std::min({row[j] + 1, row[j + 1] + 1, replaced}));
+    }
+  }
+  return *std::min_element(row.begin(), row.end());
+}
+
 }  // namespace
 
 std::string count_of(uint64_t count, std::string_view noun) {
@@ -33,6 +49,12 @@ std::string sentence_of(mar_cause cause, const CauseDetails& details) {
 }
 
 std::string iso_time(time_t time) { return fmt::format("{:%FT%T}", fmt::localtime(time)); }
+
+const std::string& nearest(std::string_view word, const std::vector<std::string>& names) {
+  return *std::min_element(names.begin(), names.end(), [word](const std::string& a, const std::string& b) {
+    return mistakes(word, a) < mistakes(word, b);
+  });
+}
 
 std::string printable(std::string_view outside) {
   std::string harmless(outside);

@@ -7,6 +7,7 @@
 #include <ctime>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "ipc/cause.h"
 
@@ -20,6 +21,9 @@ std::string iso_time(time_t time);
 
 // The sentence that the client library gives as the cause of a failed call.
 std::string sentence_of(mar_cause cause, const CauseDetails& details = {});
+
+// Which of `names` was probably meant by `word`. Mistakes count by character; a name may also be cut short.
+const std::string& nearest(std::string_view word, const std::vector<std::string>& names);
 
 // Control characters become question marks.
 std::string printable(std::string_view outside);
