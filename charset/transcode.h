@@ -290,13 +290,13 @@ template <class Reader, class Writer>
 inline void transcode_by_its_kernel(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
                                     const typename Reader::Unit* in_end, typename Writer::Unit*& out,
                                     typename Writer::Unit* out_end) {
+  const auto kernel = kernel_of(vectors(), reader, writer);
+  if (kernel == nullptr) return;
   if (in_end - in <= kShortText) {
     if (reader.latin1() && writer.latin1()) return;
     copy_runs(kNonAscii<typename Reader::Unit>, in, in_end, out, out_end);
     if (in_end - in < kLeastForKernel) return;
   }
-  const auto kernel = kernel_of(vectors(), reader, writer);
-  if (kernel == nullptr) return;
   // Copies: objects whose address a call has seen would stay in memory, and the loops need them in registers.
   Reader kernel_reader = reader;
   Writer kernel_writer = writer;

@@ -1,7 +1,5 @@
 #include "charset/vectors.h"
 
-#include <atomic>
-
 #if defined(__x86_64__) && __has_include(<sys/platform/x86.h>)
 #define MAR_HAS_X86_LEVELS 1
 #include <sys/platform/x86.h>
@@ -36,26 +34,17 @@ constinit const VectorLevel kVectorLevels[] = {
 };
 constinit const VectorLevel& kScalarLevel = kVectorLevels[sizeof kVectorLevels / sizeof *kVectorLevels - 1];
 
-namespace {
+// The kernels are constants, so a thread that sees the pointer sees them.
+constinit std::atomic<const VectorKernels*> kernels_in_use = nullptr;
 
-constinit std::atomic<const VectorKernels*> in_use = nullptr;
-
-const VectorKernels& choose() {
+// Threads that choose at the same time choose the same.
+const VectorKernels& choose_vectors() {
   const VectorLevel* level = kVectorLevels;
   while (!level->is_supported()) ++level;
   use_vectors(*level);
   return *level->kernels;
 }
 
-}  // namespace
-
-// The kernels are constants, so a thread that sees the pointer sees them. Threads that choose at the same
-// time choose the same.
-const VectorKernels& vectors() {
-  const VectorKernels* const kernels = in_use.load(std::memory_order_relaxed);
-  return kernels != nullptr ? *kernels : choose();
-}
-
-void use_vectors(const VectorLevel& level) { in_use.store(level.kernels, std::memory_order_relaxed); }
+void use_vectors(const VectorLevel& level) { kernels_in_use.store(level.kernels, std::memory_order_relaxed); }
 
 }  // namespace mar::charset

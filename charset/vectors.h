@@ -6,6 +6,7 @@
 // leaves everything else to the loop: other blocks, both ends of the text and all result codes.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -42,9 +43,15 @@ struct VectorLevel {
 extern const VectorLevel kVectorLevels[];
 extern const VectorLevel& kScalarLevel;
 
+extern std::atomic<const VectorKernels*> kernels_in_use;  // null before the first look
+const VectorKernels& choose_vectors();
+
 // The kernels in use: those of the best level that is supported, unless use_vectors() has set another. Safe
-// before main() and on several threads.
-const VectorKernels& vectors();
+// before main() and on several threads. Inline, as every short text asks.
+inline const VectorKernels& vectors() {
+  const VectorKernels* const kernels = kernels_in_use.load(std::memory_order_relaxed);
+  return kernels != nullptr ? *kernels : choose_vectors();
+}
 
 // For tests: sets the level for the whole process. It must be supported.
 void use_vectors(const VectorLevel& level);
