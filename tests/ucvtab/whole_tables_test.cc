@@ -142,4 +142,57 @@ TEST_F(ShippedTables, ConvertLongTextInPieces) {
   EXPECT_EQ(must("convert -f utf-8 -t gb18030 high low", environment), "ab\x90\x30\x81\x30x");
 }
 
+TEST_F(ShippedTables, StrictConversionTellsWhatItSubstitutes) {
+  const struct {
+    const char *options, *input, *output, *error;
+  } rows[] = {
+      {"-f utf-8 -t cp1252 --strict", "a?€\n", "a?\x80\n", ""},
+      {"-f utf-8 -t iso-8859-1 --strict", "a\n€b€", "a\n?b?",
+       "2 characters substituted, the first U+20AC without a code at byte 2, line 2"},
+      {"-f utf-8 -t iso-8859-1 -c", "a\xFF€b", "ab",
+       "2 characters left out, the first a malformed or unassigned code at byte 1, line 1"},
+      {"-f utf-8 -t 1388 -c", "a\xE2\x82\xAC\xF0\x9F\x98\x80?", "\x81\x0E\x45\xEB\x0F\x6F",
+       "1 character left out, the first U+1F600 without a code at byte 4, line 1"},
+      {"-f utf-8 -t gb18030 --strict", "\xED\xA0\x80\xED\xB0\x80x", "\x90\x30\x81\x30x", ""},
+      {"-f utf-8 -t gb18030 -c", "\xED\xA0\x80xy", "xy",
+       "1 character left out, the first half a surrogate pair at byte 3, line 1"},
+      {"-f gb18030 -t utf-8 --strict", "a\x80?\xFF", "a???",
+       "2 characters substituted, the first a malformed or unassigned code at byte 1, line 1"},
+  };
+  for (const auto& row : rows) {
+    write("in", row.input);
+    const Outcome outcome = run(std::string("convert in ") + row.options, "XCSDIR=" XCSDIR_BUILT);
+    EXPECT_EQ(outcome.output, row.output) << row.options;
+    EXPECT_EQ(outcome.error, *row.error == 0 ? "" : "ucvtab: " + std::string(row.error) + "\n")
+        << row.options;
+    EXPECT_EQ(outcome.code, *row.error == 0 ? 0 : 1) << row.options;
+  }
+  // Whatever the codeset, the same bytes come out as without the option.
+  std::string noise;
+  for (uint32_t i = 0, x = 20261122; i < 6000; ++i, x = x * 1664525 + 1013904223)
+    noise += static_cast<char>(x >> 24);
+  write("noise", noise);
+  for (const char* codeset : {"gb18030", "1388", "cp1047", "eucjp", "big5", "koi8-r", "utf-8"}) {
+    const std::string decode = std::string("convert noise -t utf-8 -f ") + codeset;
+    const std::string encode = std::string("convert text -f utf-8 -t ") + codeset;
+    write("text", run(decode, "XCSDIR=" XCSDIR_BUILT).output + "é字\U0001F600");
+    EXPECT_TRUE(run(decode + " --strict", "XCSDIR=" XCSDIR_BUILT).output + "é字\U0001F600" == read("text"))
+        << codeset;
+    EXPECT_TRUE(run(encode + " --strict", "XCSDIR=" XCSDIR_BUILT).output ==
+                run(encode, "XCSDIR=" XCSDIR_BUILT).output)
+        << codeset;
+  }
+}
+
+TEST_F(ShippedTables, AreListed) {
+  const std::string list = must("list", "XCSDIR=" XCSDIR_BUILT);
+  EXPECT_EQ(std::count(list.begin(), list.end(), '\n'), 206);
+  std::filesystem::copy_file(kTables + "KOI8R", path("KOI8R"));
+  write("aliases", "# names\nCSKOI8R KOI8R\nKOI8 KOI8R\nCSKOI8R OTHER\n");
+  write("noise", "no table");
+  EXPECT_EQ(must("list ."),
+            "KOI8R\tascii-sbcs\tCSKOI8R,KOI8\t" + std::to_string(read("KOI8R").size()) + "\n");
+  EXPECT_EQ(run("list nowhere").code, 6);
+}
+
 }  // namespace mar

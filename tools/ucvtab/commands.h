@@ -40,8 +40,18 @@ struct VerifyOptions {
 };
 ExitCode run_verify(const VerifyOptions& options);
 
-// `from` and `to` are names as xcs_cs_new takes them. Reads `files` one after the other, or standard input.
-ExitCode run_convert(const std::string& from, const std::string& to, const std::vector<std::string>& files);
+struct ConvertOptions {
+  std::string from, to;            // names as xcs_cs_new takes them
+  std::vector<std::string> files;  // one after the other; none means standard input
+  bool strict = false;             // count what is substituted, and say where the first one stands
+  bool omit = false;               // leave it out instead; counts and says likewise
+};
+// Returns kDiffers if something was counted.
+ExitCode run_convert(const ConvertOptions& options);
+
+// One line for each table in `directory`, or where name look-up goes if that is empty: name, family, aliases
+// with commas between them, size in bytes.
+ExitCode run_list(const std::string& directory);
 
 // Checks the aliases in `file`. They may lead to the tables beside it, and to the rows of
 // `catalogue` if not empty.

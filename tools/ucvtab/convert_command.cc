@@ -2,10 +2,13 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
+#include <optional>
 
 #include "charset/convert.h"
+#include "tools/ucvtab/careful_converter.h"
 #include "tools/ucvtab/commands.h"
 #include "tools/ucvtab/product_source.h"
+#include "tools/ucvtab/progress.h"
 
 namespace mar::ucvtab {
 namespace {
@@ -14,12 +17,20 @@ constexpr uint32_t kBlock = 32768;  // bytes read, units held, bytes written at 
 
 class Filter {
  public:
-  Filter(const std::string& from, const std::string& to) : from_(open_codeset(from)), to_(open_codeset(to)) {}
+  explicit Filter(const ConvertOptions& options)
+      : from_(open_codeset(options.from)), to_(open_codeset(options.to)) {
+    if (options.strict || options.omit) careful_.emplace(from_.get(), to_.get(), options.omit);
+  }
 
   void run(std::FILE* file, const std::string& name) {
     while (size_t count = std::fread(in_ + in_count_, 1, kBlock - in_count_, file)) {
       in_count_ += static_cast<uint32_t>(count);
-      convert_block();
+      if (careful_) {
+        careful_->convert(in_, in_count_);
+      } else {
+        convert_block();
+      }
+      progress_.advance(total_bytes_ += count);
     }
     if (std::ferror(file)) throw Failure(kFileError, name + ": " + std::strerror(errno));
   }
@@ -30,8 +41,12 @@ class Filter {
     const uint16_t* none = nullptr;
     xcs_from_ucs2_r(to_.get(), &none, &nothing, &out, &room);
     write_until(out);
-    if (in_count_ != 0 || unit_count_ != 0) throw Failure(kBadInput, "the input ends inside a character");
+    if (in_count_ != 0 || unit_count_ != 0 || (careful_ && careful_->is_cut()))
+      throw Failure(kBadInput, "the input ends inside a character");
   }
+
+  // What was substituted, in words; empty if nothing was, or if nobody has asked.
+  std::string substitutions() const { return careful_ ? careful_->report() : ""; }
 
  private:
   // Converts the bytes held. Keeps a character that the end of the block cuts.
@@ -60,12 +75,7 @@ class Filter {
     std::memmove(units_, unit, unit_count_ * sizeof *unit);
   }
 
-  void write_until(const char* end) {
-    const auto count = static_cast<size_t>(end - out_);
-    if (std::fwrite(out_, 1, count, stdout) != count) {
-      throw Failure(kFileError, "standard output: write failed");
-    }
-  }
+  void write_until(const char* end) { write_output(out_, static_cast<size_t>(end - out_)); }
 
   CodesetHandle from_, to_;
   char in_[kBlock];
@@ -73,20 +83,27 @@ class Filter {
   uint16_t units_[kBlock + 1] = {};  // the mixed family reads one unit past its input
   uint32_t unit_count_ = 0;
   char out_[kBlock];
+  std::optional<CarefulConverter> careful_;
+  uint64_t total_bytes_ = 0;
+  ByteProgress progress_;
 };
 
 }  // namespace
 
-ExitCode run_convert(const std::string& from, const std::string& to, const std::vector<std::string>& files) {
-  const auto filter = std::make_unique<Filter>(from, to);
-  if (files.empty()) filter->run(stdin, "standard input");
-  for (const std::string& name : files) {
+ExitCode run_convert(const ConvertOptions& options) {
+  auto filter = std::make_unique<Filter>(options);
+  if (options.files.empty()) filter->run(stdin, "standard input");
+  for (const std::string& name : options.files) {
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> file(std::fopen(name.c_str(), "rbe"), &std::fclose);
     if (!file) throw Failure(kFileError, name + ": " + std::strerror(errno));
     filter->run(file.get(), name);
   }
   filter->finish();
-  return kDone;
+  const std::string substitutions = filter->substitutions();
+  filter.reset();  // clears the line of progress
+  if (substitutions.empty()) return kDone;
+  std::fprintf(stderr, "ucvtab: %s\n", substitutions.c_str());
+  return kDiffers;
 }
 
 }  // namespace mar::ucvtab

@@ -42,6 +42,7 @@ struct CommandLine {
     add_verify(app);
     add_convert(app);
     add_aliases(app);
+    add_list(app);
   }
 
   void add_build(CLI::App& app) {
@@ -89,10 +90,14 @@ struct CommandLine {
 
   void add_convert(CLI::App& app) {
     CLI::App* command = app.add_subcommand("convert", "convert text with the product's converters");
-    command->add_option("-f,--from", left, "codeset of the input, name or path of a table")->required();
-    command->add_option("-t,--to", right, "codeset of the output")->required();
-    command->add_option("files", files, "input files, standard input by default");
-    command->callback([this] { result = run_convert(left, right, files); });
+    command->add_option("-f,--from", convert.from, "codeset of the input, name or path of a table")
+        ->required();
+    command->add_option("-t,--to", convert.to, "codeset of the output")->required();
+    command->add_flag("--strict", convert.strict,
+                      "count substituted characters; exit with 1 if there is one");
+    command->add_flag("-c", convert.omit, "leave such characters out, and count them likewise");
+    command->add_option("files", convert.files, "input files, standard input by default");
+    command->callback([this] { result = run_convert(convert); });
   }
 
   void add_aliases(CLI::App& app) {
@@ -102,9 +107,18 @@ struct CommandLine {
     command->callback([this] { result = run_aliases(left, right); });
   }
 
+  void add_list(CLI::App& app) {
+    CLI::App* command =
+        app.add_subcommand("list", "print the codesets that can be used: name, family, aliases, size");
+    command->add_option("directory", list_directory, "directory of tables and aliases");
+    command->callback([this] { result = run_list(list_directory); });
+  }
+
   BuildOptions build;
+  ConvertOptions convert;
   VerifyOptions verify;
   std::string left, right;
+  std::string list_directory;
   std::vector<std::string> files;
   ExitCode result = kDone;
 };
