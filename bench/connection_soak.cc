@@ -1,6 +1,7 @@
 // Connections that stay open: how many commands a second 1, 4 and 16 threads get through with and without
-// them, and then commands on open connections while the engine is killed and started again, over and over. An
-// answer in the wrong call ends it with status 1.
+// them; then an engine that answers late or not at all, and deadlines that pass; then commands on open
+// connections while the engine is killed and started again, over and over. An answer in the wrong call ends
+// it with status 1.
 //   build/bench/bench/connection_soak MAR_STANDIN [COMMANDS [RESTARTS]]   1000000 and 100 unless told
 //   otherwise
 #include <sys/prctl.h>
@@ -30,14 +31,14 @@ struct Tally {
   std::atomic<bool> over = false;
 };
 
-pid_t start_engine(const char* program) {
+pid_t start_engine(const char* program, const char* fault = "*:echo") {
   int ready[2];
   if (pipe(ready) != 0) std::abort();
   const pid_t engine = fork();
   if (engine == 0) {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
     dup2(ready[1], STDOUT_FILENO);
-    execl(program, program, "--quiet", "--slots", "64", "--fault", "*:echo", nullptr);
+    execl(program, program, "--quiet", "--slots", "64", "--fault", "*:echo", "--fault", fault, nullptr);
     _exit(127);
   }
   close(ready[1]);
@@ -68,16 +69,19 @@ void command(uint32_t thread, uint32_t round, Tally& tally) {
   }
 }
 
-void ask_until_over(uint32_t thread, bool connected, Tally& tally) {
-  mar_set_deadline(2000);
+void ask_until_over(uint32_t thread, bool connected, int32_t limit_ms, Tally& tally) {
+  mar_set_deadline(limit_ms);
   while (connected && mar_open() != 1 && !tally.over) continue;
   for (uint32_t round = 0; !tally.over; ++round) command(thread, round, tally);
 }
 
-std::vector<std::thread> start(uint32_t count, bool connected, Tally& tally) {
+constexpr int32_t kLongLimitMs = 2000, kShortLimitMs = 30;
+
+// `connected` of the threads open a connection first.
+std::vector<std::thread> start(uint32_t count, uint32_t connected, int32_t limit_ms, Tally& tally) {
   std::vector<std::thread> threads;
   for (uint32_t i = 0; i < count; ++i)
-    threads.emplace_back([i, connected, &tally] { ask_until_over(i, connected, tally); });
+    threads.emplace_back([=, &tally] { ask_until_over(i, i < connected, limit_ms, tally); });
   return threads;
 }
 
@@ -91,7 +95,7 @@ void measure_rates() {
   for (const uint32_t count : {1u, 4u, 16u}) {
     for (const bool connected : {false, true}) {
       Tally tally;
-      std::vector<std::thread> threads = start(count, connected, tally);
+      std::vector<std::thread> threads = start(count, connected ? count : 0, kLongLimitMs, tally);
       std::this_thread::sleep_for(kSpan);
       const long answered = tally.answered;
       end(threads, tally);
@@ -103,6 +107,18 @@ void measure_rates() {
   }
 }
 
+long ask_a_late_engine(const char* program) {
+  const pid_t engine = start_engine(program, "*%5:delay=40");
+  Tally tally;
+  std::vector<std::thread> threads = start(8, 4, kShortLimitMs, tally);
+  std::this_thread::sleep_for(std::chrono::seconds(20));
+  end(threads, tally);
+  end_engine(engine, SIGTERM);
+  std::printf("late engine: %ld commands answered, %ld failed, %ld wrong\n", tally.answered.load(),
+              tally.failed.load(), tally.wrong.load());
+  return tally.wrong;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -112,8 +128,11 @@ int main(int argc, char** argv) {
   if (!mar::isolate_process()) return 1;
   pid_t engine = start_engine(argv[1]);
   measure_rates();
+  end_engine(engine, SIGTERM);
+  const long wrong = ask_a_late_engine(argv[1]);
+  engine = start_engine(argv[1]);
   Tally tally;
-  std::vector<std::thread> threads = start(4, true, tally);
+  std::vector<std::thread> threads = start(4, 4, kLongLimitMs, tally);
   for (int i = 0; i < restarts || tally.answered < wanted; ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     if (i >= restarts) continue;
@@ -124,5 +143,5 @@ int main(int argc, char** argv) {
   end_engine(engine, SIGTERM);
   std::printf("%ld commands answered, %ld failed, %ld wrong, %d restarts\n", tally.answered.load(),
               tally.failed.load(), tally.wrong.load(), restarts);
-  return tally.wrong == 0 ? 0 : 1;
+  return tally.wrong + wrong == 0 ? 0 : 1;
 }
