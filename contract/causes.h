@@ -29,6 +29,7 @@ enum mar_cause {
   MAR_CAUSE_REQUEST_TOO_LONG = 27, /* for a record */
   MAR_CAUSE_DEADLINE = 28,         /* the caller's deadline passed */
   MAR_CAUSE_NESTED_CALL = 29,      /* a signal handler called while its thread was in a call */
+  MAR_CAUSE_ANSWERS_OWED = 30,     /* answers to earlier requests must come first */
 
   /* There was an answer. */
   MAR_CAUSE_WRONG_MARKER = 40, /* it does not begin as an answer of the engine does */

@@ -19,14 +19,16 @@ Deadline deadline_of(bool nested) {
 }  // namespace
 
 Call::Call() : nested_(in_call != 0), deadline_(deadline_of(nested_)) {
+  if (nested_) return;  // the cause is the outer call's
   in_call = 1;
   last_cause().code = MAR_CAUSE_NONE;
-  if (nested_) note_cause(MAR_CAUSE_NESTED_CALL);
 }
 
 Call::~Call() {
   if (!nested_) in_call = 0;
 }
+
+bool thread_is_in_call() { return in_call != 0; }
 
 void set_call_limit(int32_t milliseconds) { limit_ms = milliseconds; }
 

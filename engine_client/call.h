@@ -23,6 +23,9 @@ class Call {
   CallDeadline deadline_;
 };
 
+// Whether the thread is in a call: then only a signal handler can be asking.
+bool thread_is_in_call();
+
 // Limits later calls of this thread; 0: no limit.
 void set_call_limit(int32_t milliseconds);
 

@@ -8,6 +8,7 @@
 #include "engine_client/single_exchange.h"
 #include "engine_client/turn.h"
 #include "engine_client/type_table.h"
+#include "ipc/cause.h"
 #include "ipc/channel.h"
 #include "ipc/command_log.h"
 #include "log/engine_log.h"
@@ -25,7 +26,7 @@ constexpr int kStartRetries = 30;
 // Whether the engine runs, asked after an exchange that failed: as EngineIsRunning(), which is given a moment
 // to change first. On an open connection there is no such pause. What ran out of time gets no further look.
 int look_after_failure() {
-  if (call_deadline().has_passed()) return 1;
+  if (last_cause().code == MAR_CAUSE_DEADLINE) return 1;
   if (thread_connection() == nullptr) pause_call(kPauseMs);
   return EngineIsRunning();
 }

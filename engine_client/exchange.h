@@ -5,9 +5,10 @@
 //
 // The answer to one request is never returned for another, however late it comes: while an answer to an
 // earlier request of the calling thread's identity {process, thread} may still come, the exchange runs on a
-// thread started for it, as another identity. The last 64 such identities of the process are remembered; past
-// that the oldest is used again. An engine that answers one request twice is beyond this: the second answer
-// is dropped if it is there before the thread's next request, and is otherwise taken for the next answer.
+// thread started for it, as another identity. The process remembers such identities; once there are 64, it
+// asks nothing more until some of their answers have come. An engine that answers one request twice is beyond
+// this: the second answer is dropped if it is there before the thread's next request, and is otherwise taken
+// for the next answer.
 //
 // A request is a buffer of header (8 bytes: process id and message code, both big-endian) and payload,
 // `length` bytes in all, at most CLI_MAX_BUFFER_SIZE.

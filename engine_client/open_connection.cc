@@ -1,5 +1,7 @@
 #include "engine_client/open_connection.h"
 
+#include <pthread.h>
+
 #include <new>
 
 #include "contract/engine_config.h"
@@ -13,6 +15,8 @@ namespace mar {
 
 namespace {
 
+constexpr int64_t kCloseMs = 250;  // how long the end of a thread waits for the queue's lock
+
 constinit thread_local OpenConnection* connection = nullptr;
 
 void drop_connection() {
@@ -23,17 +27,22 @@ void drop_connection() {
 // Closes the connection of a thread that ends without mar_close(). Only a thread that has opened one
 // pays for it.
 struct AtThreadEnd {
-  ~AtThreadEnd() { drop_connection(); }
+  ~AtThreadEnd() {
+    const CallDeadline limit(Deadline::in_ms(kCloseMs));
+    drop_connection();
+  }
   void arm() {}
 };
 thread_local AtThreadEnd at_thread_end;
 
+[[maybe_unused]] const int fork_handler = pthread_atfork(nullptr, nullptr, [] {
+  if (connection != nullptr) connection->abandon();
+  connection = nullptr;
+});
+
 }  // namespace
 
-// In a child what the parent opened is left as it is.
-OpenConnection::~OpenConnection() {
-  if (is_of_this_process()) channel_.release();
-}
+OpenConnection::~OpenConnection() { channel_.release(); }
 
 int OpenConnection::open() {
   channel_.release();
@@ -61,15 +70,13 @@ long OpenConnection::read() {
   return rc;
 }
 
-// What may still be answered is remembered by the process, and the next request starts afresh.
+// What may still be answered is remembered by the process.
 void OpenConnection::give_up() {
   channel_.release();
   open_ = false;
 }
 
-OpenConnection* thread_connection() {
-  return connection != nullptr && connection->is_of_this_process() ? connection : nullptr;
-}
+OpenConnection* thread_connection() { return connection; }
 
 }  // namespace mar
 
@@ -79,7 +86,6 @@ int32_t mar_open() {
   const Call call;
   if (call.is_nested()) return MAR_EXCHANGE_FAILED;
   if (thread_connection() != nullptr) return MAR_OK;
-  drop_connection();  // what a parent process opened
   at_thread_end.arm();
   connection = new (std::nothrow) OpenConnection;
   if (connection == nullptr) {
@@ -116,7 +122,9 @@ int32_t mar_set_deadline(int32_t milliseconds) {
 }
 
 const mar_error* mar_last_error() {
+  static constexpr mar_error kNested = {MAR_CAUSE_NESTED_CALL, kNestedCallSentence};
   thread_local mar_error error;
+  if (thread_is_in_call()) return &kNested;
   const Cause& cause = last_cause();
   error = {cause.code, cause.code == MAR_CAUSE_NONE ? "" : cause.sentence};
   return &error;

@@ -5,7 +5,6 @@
 
 #include "ipc/command_channel.h"
 #include "ipc/naming.h"
-#include "ipc/process_generation.h"
 
 namespace mar {
 
@@ -27,27 +26,28 @@ class OpenConnection {
   long write(TCLIMessage& message);
   long read();
 
+  // Closes until the next prepare(), after a request whose answer will not be read.
+  void give_up();
+
+  CIPCQueue<TCLIMessage>* queue() const { return queue_; }
   const CkesBuffer& answer() const { return *answer_; }
   uint32_t process_id() const { return process_id_; }
 
-  // False in a forked child: the queue's user is a thread of the parent.
-  bool is_of_this_process() const { return generation_ == process_generation(); }
+  // For a forked child: gives up the queue, whose user is a thread of the parent.
+  void abandon() { channel_.abandon(); }
 
  private:
-  void give_up();
-
   CIPCQueue<TCLIMessage>* queue_ = nullptr;
   long key_ = kInvalidChannelKey;
   _TIPCIdentifier user_ = {};
   CkesBuffer* answer_ = nullptr;
   CommandChannel channel_{{queue_, key_, user_, answer_}};
   bool open_ = false;
-  const uint32_t generation_ = process_generation();
   const uint32_t process_id_ = static_cast<uint32_t>(GetProcessID());
 };
 
-// The calling thread's connection, or null if it has none. Valid until the thread's next
-// mar_open() or mar_close().
+// The calling thread's connection, or null if it has none; none in a forked child. Valid until the thread's
+// next mar_open() or mar_close().
 OpenConnection* thread_connection();
 
 }  // namespace mar

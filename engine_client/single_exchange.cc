@@ -25,10 +25,12 @@ constexpr int kTrailTexts = 50;  // all that an error stack keeps
 
 // Kept as is: the error lines of the three steps print the flag, 0, not the channel's code.
 
-// The steps of an exchange on some channel. open() says whether the next steps make sense.
+// The steps of an exchange on some channel. open() says whether the next steps make sense. A thread that is
+// cancelled while it waits leaves by the destructor.
 class Route {
  public:
   virtual bool open(long& rc) = 0;
+  virtual CIPCQueue<TCLIMessage>* queue() const = 0;
   virtual long write(TCLIMessage& message) = 0;
   virtual long read() = 0;
   virtual const CkesBuffer& answer() const = 0;
@@ -41,7 +43,6 @@ class Route {
 // Over the process's channel, opened for this one exchange.
 class ChannelRoute final : public Route {
  public:
-  // A thread that is cancelled while it waits leaves by here.
   ~ChannelRoute() {
     if (open_) zarn_ipc_closex();
   }
@@ -53,6 +54,7 @@ class ChannelRoute final : public Route {
     ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad open operation. Return code ret_cd = %d", kBareName, 0);
     return false;
   }
+  CIPCQueue<TCLIMessage>* queue() const override { return pcmd_channel; }
   long write(TCLIMessage& message) override {
     message.sender = ipc_user_id;
     return zarn_ipc_writex(message);
@@ -80,13 +82,23 @@ class ConnectionRoute final : public Route {
     ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad open operation. Return code ret_cd = %d", kBareName, 0);
     return false;
   }
+  ~ConnectionRoute() {
+    if (waiting_) connection_.give_up();
+  }
+  CIPCQueue<TCLIMessage>* queue() const override { return connection_.queue(); }
   long write(TCLIMessage& message) override { return connection_.write(message); }
-  long read() override { return connection_.read(); }
+  long read() override {
+    waiting_ = true;
+    const long rc = connection_.read();
+    waiting_ = false;
+    return rc;
+  }
   const CkesBuffer& answer() const override { return connection_.answer(); }
   void close(long&) override {}
 
  private:
   OpenConnection& connection_;
+  bool waiting_ = false;
 };
 
 // A request that has a header and whose payload fits into a record.
@@ -147,9 +159,17 @@ unsigned char* copy_answer(const CkesBuffer& received) {
   return answer;
 }
 
+bool is_free_to_ask(Exchange& exchange, const Route& route) {
+  if (may_ask(route.queue())) return true;
+  exchange.rc = ZARN_GENERIC_ERROR;
+  ZARNLog(kBackend, kExchangeLevel, "%s: Error: answers to earlier requests have not come yet", kBareName);
+  return false;
+}
+
 void exchange_over(Route& route, Exchange& exchange) {
   if (!route.open(exchange.rc)) return;
-  exchange.succeeded = write_request(exchange, route) && read_answer(exchange, route);
+  exchange.succeeded =
+      is_free_to_ask(exchange, route) && write_request(exchange, route) && read_answer(exchange, route);
   if (exchange.succeeded) exchange.answer = copy_answer(route.answer());
   route.close(exchange.rc);
 }
@@ -166,29 +186,60 @@ void exchange_here(Exchange& exchange) {
   exchange_over(route, exchange);
 }
 
+// What the thread leaves for the one that waits for it, also when it is cancelled.
+class OwnThread {
+ public:
+  explicit OwnThread(Exchange& exchange) : exchange_(exchange), limit_(exchange.deadline) {
+    CkesErrorManager::RegisterThread();
+  }
+  ~OwnThread() {
+    CkesErrorManager::GetStack(exchange_.trail);
+    CkesErrorManager::UnregisterThread();
+    exchange_.cause = last_cause();
+  }
+  OwnThread(const OwnThread&) = delete;
+  OwnThread& operator=(const OwnThread&) = delete;
+
+ private:
+  Exchange& exchange_;
+  const CallDeadline limit_;
+};
+
 void* exchange_on_own_thread(void* argument) {
   Exchange& exchange = *static_cast<Exchange*>(argument);
-  const CallDeadline limit(exchange.deadline);
-  CkesErrorManager::RegisterThread();
+  const OwnThread frame(exchange);
   exchange_where_nothing_is_owed(exchange);
-  CkesErrorManager::GetStack(exchange.trail);
-  CkesErrorManager::UnregisterThread();
-  exchange.cause = last_cause();
   return nullptr;
 }
 
-// The caller's signals stay the caller's, and it cannot be cancelled while the thread uses its stack.
+// Waits for a thread. If the waiting thread is cancelled, so is the other: it uses this one's stack.
+class Joiner {
+ public:
+  explicit Joiner(pthread_t thread) : thread_(thread) {}
+  ~Joiner() {
+    if (joined_) return;
+    pthread_cancel(thread_);
+    pthread_join(thread_, nullptr);
+  }
+  Joiner(const Joiner&) = delete;
+  Joiner& operator=(const Joiner&) = delete;
+
+  void join() { joined_ = pthread_join(thread_, nullptr) == 0; }
+
+ private:
+  const pthread_t thread_;
+  bool joined_ = false;
+};
+
+// The caller's signals stay the caller's.
 bool impl_run_and_join(void* (*body)(void*), void* argument) {
   sigset_t all, before;
-  int cancel_state = 0;
   pthread_t thread;
   sigfillset(&all);
-  pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &cancel_state);
   pthread_sigmask(SIG_SETMASK, &all, &before);
   const bool started = pthread_create(&thread, nullptr, body, argument) == 0;
   pthread_sigmask(SIG_SETMASK, &before, nullptr);
-  if (started) pthread_join(thread, nullptr);
-  pthread_setcancelstate(cancel_state, nullptr);
+  if (started) Joiner(thread).join();
   return started;
 }
 

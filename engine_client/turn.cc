@@ -2,6 +2,8 @@
 
 #include <pthread.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <ctime>
 #include <new>
 
@@ -13,7 +15,8 @@ namespace mar {
 
 namespace {
 
-constexpr long kNsPerS = 1'000'000'000;
+constexpr int64_t kNsPerS = 1'000'000'000;
+constexpr int64_t kSliceNs = kNsPerS / 4;
 
 // A child forked while another thread exchanges inherits that thread's turn, but not the thread, so its mutex
 // is made anew. A thread that forks between exchanges holds the turn itself during the fork.
@@ -34,16 +37,20 @@ void after_fork_in_child() {
 
 [[maybe_unused]] const int fork_handlers = pthread_atfork(before_fork, after_fork, after_fork_in_child);
 
-// Not pthread_mutex_clocklock, which the thread sanitizer takes for no lock at all: a step of the wall clock
-// makes this wait shorter or longer, no more.
+// Not pthread_mutex_clocklock, which the thread sanitizer takes for no lock at all. In slices, since the wall
+// clock may be set while the thread waits.
 MAR_UNCHECKED bool impl_lock_within(CkesMutex& mutex, Deadline deadline) {
   if (!deadline.is_set()) return mutex.Lock() == 0;
-  timespec at{};
-  clock_gettime(CLOCK_REALTIME, &at);
-  const timespec rest = deadline.remaining();
-  at.tv_sec += rest.tv_sec + (at.tv_nsec + rest.tv_nsec) / kNsPerS;
-  at.tv_nsec = (at.tv_nsec + rest.tv_nsec) % kNsPerS;
-  return pthread_mutex_timedlock(mutex.GetUNIXMutex(), &at) == 0;
+  for (;;) {
+    timespec until{};
+    clock_gettime(CLOCK_REALTIME, &until);
+    until.tv_nsec += std::min(kSliceNs, deadline.remaining_ns());
+    until.tv_sec += until.tv_nsec / kNsPerS;
+    until.tv_nsec %= kNsPerS;
+    const int error = pthread_mutex_timedlock(mutex.GetUNIXMutex(), &until);
+    if (error != ETIMEDOUT) return error == 0;
+    if (deadline.has_passed()) return false;
+  }
 }
 
 }  // namespace

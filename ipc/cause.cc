@@ -48,7 +48,9 @@ constexpr Sentence kSentences[] = {
     {MAR_CAUSE_ANSWER_TOO_LONG, "The answer is longer than the memory there is."},
     {MAR_CAUSE_REQUEST_TOO_LONG, "The request does not fit into a record."},
     {MAR_CAUSE_DEADLINE, "The deadline passed before the engine had answered."},
-    {MAR_CAUSE_NESTED_CALL, "A signal handler made this call while its thread was in another one."},
+    {MAR_CAUSE_NESTED_CALL, kNestedCallSentence},
+    {MAR_CAUSE_ANSWERS_OWED,
+     "Answers to earlier requests that ran out of time have not come yet: try again later."},
     {MAR_CAUSE_WRONG_MARKER, "The answer does not begin as an answer of the engine does."},
     {MAR_CAUSE_ENGINE_SAID, "The result is the engine's own: it refused the command."},
     {MAR_CAUSE_BAD_ARGUMENT, "An argument of the call is out of range."},
@@ -127,7 +129,9 @@ void note_queue_code(long code, mar_cause overflow) {
 void note_unreachable(QueueCore& queue) {
   char path[kSegmentNameLimit + 1];
   CIPCUtils::createIPCName(CLI_IPC_NAME, nullptr, kSegmentNameLimit, path);
-  note_with(queue.AbsenceCause(), {path, queue.OpenError()});
+  const mar_cause cause = queue.AbsenceCause();
+  // The creator may have come to life since it was looked for.
+  note_with(cause == MAR_CAUSE_NONE ? MAR_CAUSE_HALF_MADE : cause, {path, queue.OpenError()});
 }
 
 }  // namespace mar

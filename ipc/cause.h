@@ -23,6 +23,9 @@ struct CauseDetails {
 // empty for MAR_CAUSE_NONE.
 void describe_cause(mar_cause cause, const CauseDetails& details, char* out, size_t size_bytes);
 
+inline constexpr char kNestedCallSentence[] =
+    "A signal handler made this call while its thread was in another one.";
+
 struct Cause {
   mar_cause code = MAR_CAUSE_NONE;
   char sentence[640] = {};

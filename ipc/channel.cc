@@ -19,7 +19,7 @@ constinit mar::CommandChannel process_channel({pcmd_channel, cmd_channel_key, ip
 constinit pthread_t opener{};
 
 void forget_in_child() {
-  if (pcmd_channel != nullptr && pthread_equal(opener, pthread_self()) == 0) process_channel.abandon();
+  if (pthread_equal(opener, pthread_self()) == 0) process_channel.abandon();
 }
 
 [[maybe_unused]] const int fork_handler = pthread_atfork(nullptr, nullptr, forget_in_child);

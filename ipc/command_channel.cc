@@ -1,6 +1,5 @@
 #include "ipc/command_channel.h"
 
-#include <atomic>
 #include <new>
 
 #include "contract/engine_config.h"
@@ -39,9 +38,6 @@ void log_kind(uint32_t kind) {
   }
 }
 
-// Whether the process has queued a request. Without one, no head holds an answer to it.
-constinit std::atomic<bool> process_has_asked = false;
-
 // Frees what the head of `owner` holds. No request that is yet to be queued has asked for it, and other users
 // need the slots.
 //   due  the answers that the owner may still get, of which those that are dropped are ticked off
@@ -60,15 +56,23 @@ void drop_records(CIPCQueue<TCLIMessage>& queue, _TIPCIdentifier owner, AnswerPr
 
 bool answer_may_come() {
   if (owed_answers().empty()) return false;
-  const _TIPCIdentifier caller = GetIpcIdentifier(GetProcessID());
-  if (!owed_answers().owed(caller)) return false;
   CIPCQueue<TCLIMessage> now(CLI_IPC_NAME, false);
   if (!now.CreatorAlive()) return false;  // a queue that is closing or dead fails the exchange anyway
+  const _TIPCIdentifier caller = GetIpcIdentifier(GetProcessID());
+  owed_answers().forget_others(now.CreationId());
   AnswerProgress due = owed_answers().take(caller, now.CreationId());
   if (due.complete()) return false;
   drop_records(now, caller, due, kOpen);
   owed_answers().remember(caller, now.CreationId(), due);
-  return due.missing > (due.long_answer ? 1 : 0);
+  return !due.only_rest();
+}
+
+bool may_ask(CIPCQueue<TCLIMessage>* queue) {
+  if (queue == nullptr || owed_answers().empty()) return true;
+  const _TIPCIdentifier caller = GetIpcIdentifier(GetProcessID());
+  if (owed_answers().has_room(*queue) && !owed_answers().owed(caller, queue->CreationId())) return true;
+  note_cause(MAR_CAUSE_ANSWERS_OWED);
+  return false;
 }
 
 void CommandChannel::release() {
@@ -77,10 +81,15 @@ void CommandChannel::release() {
     owed_answers().remember(parts_.user, parts_.queue->CreationId(), session_.pending);
   delete parts_.queue;
   delete parts_.answer;
-  abandon();
+  forget();
 }
 
 void CommandChannel::abandon() {
+  if (parts_.queue != nullptr) parts_.queue->Detach();
+  forget();
+}
+
+void CommandChannel::forget() {
   parts_.queue = nullptr;
   parts_.answer = nullptr;
   parts_.key = kInvalidChannelKey;
@@ -90,6 +99,7 @@ void CommandChannel::abandon() {
 void CommandChannel::drop_leftovers(const char* log_name) {
   drop_records(*parts_.queue, parts_.user, session_.pending, log_name);
   session_.rest_first = session_.rest_first && session_.pending.long_answer;
+  session_.failed = false;
 }
 
 int CommandChannel::open() {
@@ -129,13 +139,23 @@ int CommandChannel::enter() {
   parts_.user = GetIpcIdentifier(GetProcessID());
   ZARNLog(kBackend, kExchangeLevel, "%s: ipc identifier returned  ipc_user_id = [%d , %d]", kOpen,
           static_cast<int>(parts_.user.thread_id), static_cast<int>(parts_.user.process_id));
-  session_.pending = owed_answers().take(parts_.user, parts_.queue->CreationId());
-  session_.rest_first = session_.pending.long_answer;
-  if (process_has_asked && parts_.queue->HoldsMessageFor(parts_.user)) drop_leftovers(kOpen);
+  if (err == 0) settle_debt();
   parts_.answer = new (std::nothrow) CkesBuffer;
   if (parts_.answer != nullptr) return rc;
   note_cause(MAR_CAUSE_NO_MEMORY);
   return ZARN_GENERIC_ERROR;
+}
+
+// Drops what has come for the user, perhaps for one of an earlier process with the same numbers. The rest of
+// a long answer may still come and be passed over; a whole answer stays owed.
+void CommandChannel::settle_debt() {
+  session_.pending = owed_answers().take(parts_.user, parts_.queue->CreationId());
+  session_.rest_first = session_.pending.long_answer;
+  if (parts_.queue->HoldsMessageFor(parts_.user)) drop_leftovers(kOpen);
+  if (session_.pending.only_rest()) return;
+  owed_answers().remember(parts_.user, parts_.queue->CreationId(), session_.pending);
+  session_.pending = {};
+  session_.rest_first = false;
 }
 
 long CommandChannel::write(const TCLIMessage& message) {
@@ -146,7 +166,6 @@ long CommandChannel::write(const TCLIMessage& message) {
     if (session_.failed || (session_.used && queue->HoldsMessageFor(parts_.user))) drop_leftovers(kWrite);
     rc = queue->KeyPut(parts_.key, message);
     if (queue->LastMoved()) {  // also when the engine could not be woken or the lock not released
-      process_has_asked = true;
       session_.used = true;
       ++session_.pending.missing;
     }
@@ -229,8 +248,8 @@ long CommandChannel::read() {
   ZARNLog(kBackend, kExchangeLevel, "%s: %s", kRead, kEntryBanner);
   const long rc = read_answer();
   if (rc != 0 && parts_.queue != nullptr) {
-    session_.failed = true;
     drop_leftovers(kRead);
+    session_.failed = true;
   }
   ZARNLog(kBackend, kExchangeLevel, "%s: %s Return code rc = %d", kRead, kCompletedBanner,
           static_cast<int>(rc));

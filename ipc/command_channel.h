@@ -37,7 +37,8 @@ class CommandChannel {
   // Closes without a line in the log.
   void release();
 
-  // Lets go of everything without touching it: in a forked child it belongs to the parent.
+  // Lets go of everything, in a forked child: the queue's user is a thread of the parent, whose objects may
+  // be in the middle of a change, so they are left behind.
   void abandon();
 
  private:
@@ -50,6 +51,8 @@ class CommandChannel {
   };
 
   int enter();
+  void forget();
+  void settle_debt();
   void drop_leftovers(const char* log_name);
   long get(TCLIMessage& record);
   bool append(const TCLIMessage& record);
@@ -60,11 +63,15 @@ class CommandChannel {
   Session session_;
 };
 
-// Whether an answer to an earlier request of the calling thread's identity {process, thread} may still
-// come: its read or its write failed, or it was never read. Drops what has come. The process remembers the
-// last 64 such identities, a thread number that comes back included. An answer is no longer expected once
-// another engine runs. The rest of a long answer does not count: read() knows its records by their kind and
-// passes over them.
+// Whether an answer to an earlier request of the calling thread's identity {process, thread} may still come:
+// its read or its write failed, or it was never read. Drops what has come. The process remembers such
+// identities, a thread number that comes back included. An answer is no longer expected once another engine
+// runs. The rest of a long answer does not count: read() knows its records by their kind and passes over
+// them.
 bool answer_may_come();
+
+// Whether the calling thread may ask through `queue`, which may be null. If not, notes the cause: it is owed
+// an answer there, or so many of the process's threads are that it must not ask more.
+bool may_ask(CIPCQueue<TCLIMessage>* queue);
 
 }  // namespace mar

@@ -6,8 +6,16 @@
 
 #include "contract/message.h"
 #include "ipc/naming.h"
+#include "ipc/shared_field.h"
+#include "util/deadline.h"
 
 namespace mar {
+
+namespace {
+
+constexpr int64_t kSweepMs = 100;  // other threads may wait for it, whatever their deadline
+
+}  // namespace
 
 void AnswerProgress::note_record(uint32_t kind) {
   if (missing == 0) return;  // a surplus record, which nothing has asked for
@@ -43,10 +51,35 @@ AnswerProgress OwedAnswers::take(_TIPCIdentifier owner, int engine) {
   return progress;
 }
 
-bool OwedAnswers::owed(_TIPCIdentifier owner) {
+bool OwedAnswers::owed(_TIPCIdentifier owner, int engine) {
   const StaticMutexHold hold(mutex_);
-  return std::any_of(debts_, debts_ + count_,
-                     [&](const Debt& debt) { return CIPCUtils::sameIPCIdentifiers(debt.owner, owner); });
+  return std::any_of(debts_, debts_ + count_, [&](const Debt& debt) {
+    return debt.engine == engine && CIPCUtils::sameIPCIdentifiers(debt.owner, owner);
+  });
+}
+
+template <typename Gone>
+void OwedAnswers::forget_if(Gone gone) {
+  count_ = static_cast<size_t>(std::remove_if(debts_, debts_ + count_, gone) - debts_);
+}
+
+void OwedAnswers::forget_others(int engine) {
+  const StaticMutexHold hold(mutex_);
+  forget_if([&](const Debt& debt) { return debt.engine != engine; });
+}
+
+// Holds the mutex throughout, so that no thread takes up an identity whose answers are being freed.
+bool OwedAnswers::has_room(CIPCQueue<TCLIMessage>& queue) {
+  if (count_ < kEnough) return true;
+  const CallDeadline limit(Deadline::in_ms(kSweepMs));
+  const StaticMutexHold hold(mutex_);
+  for (Debt* debt = debts_; debt != debts_ + count_; ++debt) {
+    queue.EmptyHeadOf(debt->owner, [&](const TCLIMessage& record) {
+      debt->progress.note_record(load_shared(record.kind));
+    });
+  }
+  forget_if([](const Debt& debt) { return debt.progress.complete(); });
+  return count_ < kEnough;
 }
 
 namespace {

@@ -8,6 +8,8 @@
 #include <cstdint>
 
 #include "contract/identity.h"
+#include "contract/message.h"
+#include "ipc/queue.h"
 #include "runtime/fork_order.h"
 #include "runtime/static_mutex.h"
 
@@ -20,15 +22,20 @@ struct AnswerProgress {
   bool long_answer = false;  // the first of them is a long one, and its header has come
 
   bool complete() const { return missing == 0; }
+  // The records of the rest of a long answer are known by their kind; a whole answer is not.
+  bool only_rest() const { return missing == (long_answer ? 1 : 0); }
   void note_record(uint32_t kind);
 };
 
 // The identities of this process to which answers are owed, by the engine that owes them: another engine does
-// not answer what was asked of this one. Remembers the last kLimit of them. Any thread may call; what is owed
-// to an identity is taken and remembered by that thread alone.
+// not answer what was asked of this one. Any thread may call. An identity that stands here with more than a
+// rest asks nothing.
 class OwedAnswers {
  public:
-  static constexpr size_t kLimit = 64;
+  // Past kEnough a thread asks no more, and past kLimit, which only threads that asked at the same time can
+  // reach, the oldest debt is forgotten.
+  static constexpr size_t kEnough = 64;
+  static constexpr size_t kLimit = 256;
 
   // Adds to what `engine` owes `owner`. Nothing happens if `progress` is complete.
   void remember(_TIPCIdentifier owner, int engine, AnswerProgress progress);
@@ -38,8 +45,15 @@ class OwedAnswers {
 
   bool empty() const { return count_ == 0; }
 
-  // Whether any engine owes `owner` an answer.
-  bool owed(_TIPCIdentifier owner);
+  // Whether `engine` owes `owner` an answer.
+  bool owed(_TIPCIdentifier owner, int engine);
+
+  // Forgets what other engines than this one owe: they have gone.
+  void forget_others(int engine);
+
+  // Whether there is room for a thread that asks. If there is little, first frees what has come for all
+  // identities that stand here.
+  bool has_room(CIPCQueue<TCLIMessage>& queue);
 
  private:
   struct Debt {
@@ -47,6 +61,9 @@ class OwedAnswers {
     int engine = -1;
     AnswerProgress progress;
   };
+
+  template <typename Gone>
+  void forget_if(Gone gone) MAR_REQUIRES(mutex_);
 
   // A fork waits for the thread that holds the mutex, so the child finds it free. Nothing is owed to a child.
   static void lock_for_fork() MAR_UNCHECKED;

@@ -10,6 +10,7 @@
 
 #include "ipc/naming.h"
 #include "ipc/shared_field.h"
+#include "ipc/system.h"
 #include "log/trace.h"
 #include "runtime/error_manager.h"
 #include "util/deadline.h"
@@ -32,6 +33,26 @@ int slice_ms(Deadline deadline) {
   if (!deadline.is_set()) return kWaitSliceMs;
   return static_cast<int>(std::min(kWaitSliceMs, (deadline.remaining_ns() + kNsPerMs - 1) / kNsPerMs));
 }
+
+// Without the lock: only the reader itself sets this state, and it no longer waits. If others have set
+// another state meanwhile, that stands.
+void leave_head(_TIPCHeadItem& head) { replace_shared(head.state, HEAD_READER, HEAD_IDLE); }
+
+// Leaves the head when the reader's thread is cancelled.
+class ReaderGuard {
+ public:
+  explicit ReaderGuard(_TIPCHeadItem& head) : head_(&head) {}
+  ~ReaderGuard() {
+    if (head_ != nullptr) leave_head(*head_);
+  }
+  ReaderGuard(const ReaderGuard&) = delete;
+  ReaderGuard& operator=(const ReaderGuard&) = delete;
+
+  void dismiss() { head_ = nullptr; }
+
+ private:
+  _TIPCHeadItem* head_;
+};
 
 }  // namespace
 
@@ -56,8 +77,8 @@ QueueCore::QueueCore(const char* name, bool remove, uint32_t message_size_bytes)
       VSharedMemory.reset();
     }
   } else {
-    VOpenCause = OpenCause(result);
     VOpenError = errno;
+    VOpenCause = OpenCause(result);
     trace_ln("%s - ERROR -VSharedMemory->GetInitResult() = %ld\n", kConstructor, result);
   }
   if (VInitialized && State() != IPCQUEUE_OPEN) {
@@ -86,12 +107,21 @@ bool QueueCore::MapSegment() {
   return true;
 }
 
-// What made the open fail, by the code and errno of the step that failed.
+// What made the open fail, by the code and errno of the step that failed. EINVAL means a set of another size,
+// or an object that was removed between two steps; the set would still be there.
 mar_cause QueueCore::OpenCause(long segment_result) const {
-  const bool absent = errno == ENOENT || errno == ENOTDIR || errno == EIDRM;
+  const int error = errno;
+  const IpcKeys& keys = VSharedMemory->GetKeys();
+  const auto is_too_small = [](key_t key) {
+    return sys::semaphores_get(key, 2, 0) == -1 && sys::semaphores_get(key, 0, 0) != -1;
+  };
+  const bool removed =
+      error == EINVAL && !is_too_small(keys.segment_semaphores) && !is_too_small(keys.queue_semaphores);
+  const bool absent = removed || error == ENOENT || error == ENOTDIR || error == EIDRM;
+  if (error == ENOMEM) return MAR_CAUSE_NO_MEMORY;
   if (segment_result == IPC_UNAVAILABLE) return absent ? MAR_CAUSE_NO_CONTROL_FILE : MAR_CAUSE_NO_ACCESS;
-  if (errno == EACCES || errno == EPERM) return MAR_CAUSE_NO_PERMISSION;
-  if (!absent) return MAR_CAUSE_KEY_CLASH;  // an object of another size, or a segment that is no queue
+  if (error == EACCES || error == EPERM) return MAR_CAUSE_NO_PERMISSION;
+  if (!absent) return MAR_CAUSE_KEY_CLASH;  // such a set, or a segment that is no queue
   return segment_result == IPC_OPEN_FAILED ? MAR_CAUSE_NO_QUEUE : MAR_CAUSE_HALF_MADE;
 }
 
@@ -108,6 +138,11 @@ void QueueCore::Close() {
   if (!VSharedMemory->HoldsLock()) VSharedMemory->Lock();
   if (VRemove) VSemaphores.implDestroy();
   if (VSharedMemory->HoldsLock()) VSharedMemory->Unlock();
+  VSharedMemory.reset();
+  VInitialized = false;
+}
+
+void QueueCore::Detach() {
   VSharedMemory.reset();
   VInitialized = false;
 }
@@ -228,23 +263,31 @@ QueueCore::Outcome QueueCore::WaitForItem(_TIPCHeadItem& head, bool by_identifie
   for (;;) {
     if (drained()) return {QUEUE_CLOSED};
     if (by_identifier) store_shared(head.state, HEAD_READER);
-    if (const Outcome waited = WaitUnlocked(sem_number); waited.code != 0) return waited;
+    if (const Outcome waited = WaitUnlocked(head, sem_number); waited.code != 0) return waited;
     if (drained()) return {QUEUE_CLOSED};
     if (load_shared(head.state) == HEAD_WITHDRAWN) {
       ReleaseIfUnwatched(head, sem_number);
       return {QUEUE_INVALID_ID};
     }
     if (load_shared(head.firstItem) != 0) return {};
-    // Woken with nothing queued, as by implAwakenAll. The queue is open, so wait again.
+    // Woken with nothing queued, as by implAwakenAll. The queue is open, so wait again, unless somebody keeps
+    // posting while the creator has died or the time is up.
+    if (call_deadline().has_passed() || (VCreatorSeenAlive && !CreatorAlive())) return {QUEUE_GET_FAILED};
   }
 }
 
-// The one blocking wait of a reader: never with the lock held.
-QueueCore::Outcome QueueCore::WaitUnlocked(uint16_t sem_number) {
+// The one blocking wait of a reader: never with the lock held. A reader that leaves without the lock, because
+// it is cancelled or its time is up, still leaves its head idle.
+QueueCore::Outcome QueueCore::WaitUnlocked(_TIPCHeadItem& head, uint16_t sem_number) {
   if (const long code = VSharedMemory->Unlock()) return {code, kUnlockLocation};
+  ReaderGuard guard(head);
   const long waited = WaitForPost(sem_number);
+  guard.dismiss();
   if (State() == IPCQUEUE_DESTROY) return {QUEUE_CLOSED};
-  if (const long code = VSharedMemory->Lock()) return {code, kLockLocation};
+  if (const long code = VSharedMemory->Lock()) {
+    if (call_deadline().has_passed()) leave_head(head);
+    return {code, kLockLocation};
+  }
   return {waited};
 }
 
@@ -255,6 +298,7 @@ QueueCore::Outcome QueueCore::WaitUnlocked(uint16_t sem_number) {
 long QueueCore::WaitForPost(uint16_t sem_number) {
   const Deadline deadline = call_deadline();
   for (;;) {
+    pthread_testcancel();
     const QueueSemaphores::WaitEnd end = VSemaphores.implGet_ID(sem_number, slice_ms(deadline));
     if (end == QueueSemaphores::WaitEnd::kTaken) return 0;
     if (end == QueueSemaphores::WaitEnd::kFailed) return QUEUE_GET_FAILED;
@@ -263,7 +307,6 @@ long QueueCore::WaitForPost(uint16_t sem_number) {
       VSemaphores.implTryGet_ID(sem_number);
       return 0;
     }
-    pthread_testcancel();
     const bool given_up = deadline.has_passed();
     if (!given_up && (VSharedMemory->CreatorAlive() || !VCreatorSeenAlive)) continue;
     if (VSemaphores.implTryGet_ID(sem_number) == QueueSemaphores::WaitEnd::kTaken) return 0;

@@ -89,6 +89,10 @@ class QueueCore {
   // has changed), QUEUE_OVFL_RESET_FAILED (done).
   long RecoverSlots(int& recovered);
 
+  // Gives up the segment without a look at it, its lock included. For a forked child, which has the parent's
+  // queue open but none of its threads.
+  void Detach();
+
   QueueCore(const QueueCore&) = delete;
   QueueCore& operator=(const QueueCore&) = delete;
 
@@ -145,7 +149,7 @@ class QueueCore {
   // unless it could not be released or taken; the other two return with it held unless they fail.
   Outcome CheckOverflow(bool wait);
   Outcome WaitForItem(_TIPCHeadItem& head, bool by_identifier);
-  Outcome WaitUnlocked(uint16_t sem_number);
+  Outcome WaitUnlocked(_TIPCHeadItem& head, uint16_t sem_number);
   long WaitForPost(uint16_t sem_number);  // never with the lock held
 
   // Work on the segment, with the lock held throughout.

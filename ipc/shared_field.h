@@ -20,6 +20,12 @@ void store_shared(T& field, std::type_identity_t<T> value) {
   std::atomic_ref<T>(field).store(value, std::memory_order_release);
 }
 
+// Stores `value` if the field still holds `expected`.
+template <typename T>
+void replace_shared(T& field, std::type_identity_t<T> expected, std::type_identity_t<T> value) {
+  std::atomic_ref<T>(field).compare_exchange_strong(expected, value);
+}
+
 // To or from a segment. Another process may write meanwhile: what arrives is then a mixture, never more.
 inline void copy_shared(void* to, const void* from, uint64_t size_bytes) {
   std::memcpy(to, from, size_bytes);

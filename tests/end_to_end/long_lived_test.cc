@@ -1,6 +1,7 @@
 // Clients that live longer than one command: deadlines, causes, and connections that stay open while engines
 // come and go.
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sys/sem.h>
 #include <sys/stat.h>
 
@@ -26,6 +27,10 @@ int cause() { return mar_last_error()->code; }
 
 std::string said;  // the sentence of the last ping_within()
 
+int gate[2];       // a pipe that lets a client go on
+int back[2];       // a pipe that tells that it has come so far
+long said_at_end;  // by a call in a cleanup handler
+
 // Result and cause of one command under a deadline, as one number: -1 with cause 28 is -128.
 int ping_within(int32_t milliseconds) {
   mar_set_deadline(milliseconds);
@@ -37,6 +42,7 @@ int ping_within(int32_t milliseconds) {
 }
 
 struct LongLived : testing::Test {
+  void SetUp() override { ASSERT_EQ(pipe(gate) + pipe(back), 0); }
   void TearDown() override { mar_set_deadline(0), mar_close(); }
 };
 
@@ -80,8 +86,10 @@ TEST_F(LongLived, ALateAnswerReachesNobody) {
     SCOPED_TRACE(connected);
     ScriptedEngine engine;
     Child client([&] {
-      if (connected) mar_open();
+      const bool opened_before = connected && mar_open() == 1 && mar_close() == 1 && mar_open() == 1;
       const bool timed_out = ping_within(kSoonMs) == -100 - MAR_CAUSE_DEADLINE;
+      if (opened_before) mar_close();
+      if (connected) mar_open();  // the new connection inherits the debt
       const int32_t second = mar_ping_engine();
       return timed_out ? second * 10 + mar_ping_engine() : 0;
     });
@@ -95,20 +103,89 @@ TEST_F(LongLived, ALateAnswerReachesNobody) {
   }
 }
 
+// What is cancelled leaves its answer owed, its head to others, and no turn taken, whatever it was waiting
+// for.
+TEST_F(LongLived, ACancelledCallGivesBackEverything) {
+  for (const bool connected : {false, true}) {
+    for (const bool on_own_thread : {false, true}) {
+      SCOPED_TRACE(connected * 10 + on_own_thread);
+      static bool open_first, time_out_first;
+      open_first = connected;
+      time_out_first = on_own_thread;
+      ScriptedEngine engine;
+      Child client([] {
+        const auto ask_for_ever = [](void*) -> void* {
+          pthread_cleanup_push([](void* said) { *static_cast<long*>(said) = mar_ping_engine(); },
+                               &said_at_end);
+          if (open_first) mar_open();
+          if (time_out_first) ping_within(kSoonMs);
+          mar_ping_engine();
+          pthread_cleanup_pop(0);
+          return nullptr;
+        };
+        pthread_t thread;
+        if (pthread_create(&thread, nullptr, ask_for_ever, nullptr) != 0) return 1L;
+        char byte;
+        if (read(gate[0], &byte, 1) != 1 || pthread_cancel(thread) != 0) return 2L;
+        pthread_join(thread, nullptr);
+        return said_at_end;
+      });
+      std::vector<TCLIMessage> requests;
+      for (int i = 0; i < 1 + on_own_thread; ++i)
+        requests.push_back(engine.request().value_or(TCLIMessage{}));
+      ASSERT_EQ(write(gate[1], "", 1), 1);
+      const auto last = engine.request();
+      ASSERT_TRUE(last.has_value());
+      for (const TCLIMessage& request : requests) EXPECT_TRUE(engine.answer(request, 7));
+      EXPECT_TRUE(engine.answer(*last, 2));
+      EXPECT_EQ(client.result(), 2);
+      for (uint32_t i = 0; i < 8; ++i) EXPECT_NE(*engine.made().at(MadeQueue::head(i)), HEAD_READER) << i;
+    }
+  }
+}
+
+// Threads whose requests time out come to an end, and their numbers come back.
+TEST_F(LongLived, TooManyOwedAnswersRefuseTheNextRequest) {
+  constexpr int kEnough = 64;
+  ScriptedEngine engine(200);
+  Child client([] {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < kEnough; ++i) threads.emplace_back([] { mar_open(), ping_within(1000); });
+    for (std::thread& thread : threads) thread.join();
+    const int refused = ping_within(0);
+    char byte;
+    return write(back[1], "", 1) == 1 && read(gate[0], &byte, 1) == 1 &&
+                   refused == -100 - MAR_CAUSE_ANSWERS_OWED
+               ? ping_within(0)
+               : refused;
+  });
+  std::vector<TCLIMessage> requests;
+  while (requests.size() < kEnough) {
+    const auto request = engine.request();
+    ASSERT_TRUE(request.has_value());
+    requests.push_back(*request);
+  }
+  char byte;
+  ASSERT_EQ(read(back[0], &byte, 1), 1);
+  for (const TCLIMessage& request : requests) EXPECT_TRUE(engine.answer(request, 7));
+  ASSERT_EQ(write(gate[1], "", 1), 1);
+  const auto next = engine.request();
+  ASSERT_TRUE(next && engine.answer(*next, 1));
+  EXPECT_EQ(client.result(), 1);
+}
+
 // On an open connection the surplus answer is there when the next request is written.
 TEST_F(LongLived, AnAnswerThatComesTwiceIsDropped) {
   ScriptedEngine engine;
-  int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
   Child client([&] {
     char byte;
     const int32_t opened = mar_open();
     const int32_t first = mar_ping_engine();
-    return read(ends[0], &byte, 1) == 1 ? opened * 100 + first * 10 + mar_ping_engine() : 0;
+    return read(gate[0], &byte, 1) == 1 ? opened * 100 + first * 10 + mar_ping_engine() : 0;
   });
   const auto first = engine.request();
   ASSERT_TRUE(first && engine.answer(*first, 1) && engine.answer(*first, 9));
-  ASSERT_EQ(write(ends[1], "", 1), 1);
+  ASSERT_EQ(write(gate[1], "", 1), 1);
   const auto second = engine.request();
   ASSERT_TRUE(second && engine.answer(*second, 2));
   EXPECT_EQ(client.result(), 112);
@@ -214,13 +291,11 @@ TEST_F(LongLived, AConnectionOutlivesItsEngine) {
 
 // The handler's calls are refused and touch nothing: the outer call gets its answer.
 TEST_F(LongLived, ACallInsideACallIsRefused) {
-  static int ends[2];
-  ASSERT_EQ(pipe(ends), 0);
   ScriptedEngine engine;
   Child client([] {
     signal(SIGUSR1, [](int) {
       const int32_t refused = mar_open() + mar_close() + mar_set_deadline(1) + mar_ping_engine();
-      if (write(ends[1], refused == -4 && cause() == MAR_CAUSE_NESTED_CALL ? "y" : "n", 1) != 1) abort();
+      if (write(gate[1], refused == -4 && cause() == MAR_CAUSE_NESTED_CALL ? "y" : "n", 1) != 1) abort();
     });
     return mar_ping_engine() * 100 + cause();
   });
@@ -228,7 +303,7 @@ TEST_F(LongLived, ACallInsideACallIsRefused) {
   ASSERT_TRUE(request && eventually([&] { return engine.made().waiters(3) == 1; }));
   kill(client.pid(), SIGUSR1);
   char refused = 0;
-  EXPECT_TRUE(read(ends[0], &refused, 1) == 1 && refused == 'y');
+  EXPECT_TRUE(read(gate[0], &refused, 1) == 1 && refused == 'y');
   ASSERT_TRUE(engine.answer(*request, 1));
   EXPECT_EQ(client.result(), 100 + MAR_CAUSE_NONE);
 }
