@@ -215,7 +215,6 @@ TEST(BusyQueue, NeverLooksDamaged) {
     ASSERT_NE(report.status, 1) << report.json;
     proved += report.status == 0;
     ASSERT_NE(mar_queue({"reap", "--yes"}).status, 1);
-    ASSERT_FALSE(mar_queue({"status"}).says("lock-held"));
   }
   EXPECT_GT(proved, 0);
   for (auto& user : users) EXPECT_FALSE(user.ended());
