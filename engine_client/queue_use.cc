@@ -15,10 +15,12 @@ int32_t mar_get_queue_use(mar_queue_use* use) {
     return MAR_EXCHANGE_FAILED;
   }
   CIPCQueue<TCLIMessage> queue(CLI_IPC_NAME, false);
-  if (!queue.CreatorAlive()) {
+  const bool alive = queue.CreatorAlive();
+  if (alive) {
+    *use = {queue.Capacity(), queue.ItemCount()};
+  } else {
     note_unreachable(queue);
-    return MAR_ENGINE_NOT_RUNNING;
   }
-  *use = {queue.Capacity(), queue.ItemCount()};
-  return MAR_OK;
+  queue.Detach();  // its destructor would wait for the lock
+  return alive ? MAR_OK : MAR_ENGINE_NOT_RUNNING;
 }

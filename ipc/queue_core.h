@@ -89,8 +89,8 @@ class QueueCore {
   // has changed), QUEUE_OVFL_RESET_FAILED (done).
   long RecoverSlots(int& recovered);
 
-  // Gives up the segment without a look at it, its lock included. For a forked child, which has the parent's
-  // queue open but none of its threads.
+  // Gives up the segment without waiting for its lock. For who has only looked, and for a forked child, which
+  // has the parent's queue open but none of its threads.
   void Detach();
 
   QueueCore(const QueueCore&) = delete;

@@ -66,6 +66,9 @@ TEST_F(LongLived, ADeadlineEndsEveryWait) {
     {
       const LockHolder holder;
       EXPECT_EQ(ping_within(kSoonMs), -100 - MAR_CAUSE_DEADLINE) << "the lock is not free";
+      mar_queue_use use{};
+      EXPECT_EQ(mar_get_queue_use(&use), 1) << "a look needs no lock";
+      EXPECT_EQ(use.slots * 10 + use.queued, 81u) << "the first request is still there";
     }
     EXPECT_EQ(said, "The deadline passed before the engine had answered.");
     EXPECT_EQ(engine.made().u16(MadeQueue::head(1)), HEAD_IDLE) << "others can have the head";
@@ -237,6 +240,8 @@ TEST_F(LongLived, EachFailureHasItsCause) {
 TEST_F(LongLived, WrongCallsHaveAnOutcome) {
   EXPECT_EQ(mar_close(), -1);
   EXPECT_EQ(cause(), MAR_CAUSE_NOT_OPEN);
+  EXPECT_EQ(mar_get_queue_use(nullptr), -1);
+  EXPECT_EQ(cause(), MAR_CAUSE_BAD_ARGUMENT);
   ScriptedEngine engine;
   ASSERT_EQ(mar_set_deadline(kSoonMs), 1);
   EXPECT_EQ(mar_set_deadline(-1), -1);
