@@ -4,7 +4,9 @@
 #include <pthread.h>
 #include <sys/sem.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstring>
 #include <thread>
@@ -266,13 +268,16 @@ TEST_F(LongLived, ACommandOnAConnectionTakesNineSystemCalls) {
   EXPECT_EQ(mar_ping_engine(), 1);
   mar_close();
   const auto calls_of = [](int commands) {
-    return system_calls_of([=] {
-             mar_open();
-             for (int i = 0; i < commands; ++i) mar_ping_engine();
-           })
-        .size();
+    const std::vector<long> calls = system_calls_of([=] {
+      mar_open();
+      for (int i = 0; i < commands; ++i) mar_ping_engine();
+    });
+    // A sanitizer's allocator maps and unmaps as it likes.
+    return std::count_if(calls.begin(), calls.end(), [](long call) {
+      return call != SYS_mmap && call != SYS_munmap && call != SYS_madvise && call != SYS_mprotect;
+    });
   };
-  EXPECT_EQ(calls_of(12) - calls_of(2), 10u * 9);
+  EXPECT_EQ(calls_of(12) - calls_of(2), 10 * 9);
 }
 
 // Killed, so that queue and sign of life stay behind; ended, so that all is removed.
