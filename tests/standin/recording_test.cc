@@ -70,8 +70,8 @@ TEST(Recording, IsAnsweredByAgain) {
   } rows[] = {{dump, -9},    {level_4, 1}, {level_2, -7},         {level_2, -8},
               {level_4, -4}, {dump, 1},    {request_of(101), -5}, {request_of(101), 1}};
   for (const auto& row : rows) EXPECT_EQ(client.ask(row.request), row.want) << &row - rows;
-  EXPECT_EQ(log_level, 3u) << "what was refused changed nothing";
   EXPECT_TRUE(engine.join()) << "the accepted stop ends it";
+  EXPECT_EQ(log_level, 3u) << "what was refused changed nothing";
   EXPECT_EQ(notices, std::vector<std::string>{"request 3 differs from the one recorded in line 3"});
 }
 
