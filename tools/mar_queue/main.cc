@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdio>
 #include <optional>
+#include <random>
 #include <string>
 #include <thread>
 #include <vector>
@@ -25,7 +26,9 @@ namespace {
 
 constexpr int kBadUsage = 2;
 constexpr size_t kPrintedFindings = 50;
-constexpr int kLooksOfACheck = 10;          // of 300 ms each
+constexpr int kLooksOfACheck = 10;  // of 300 ms each
+constexpr int kLooksAtDamage = 8;
+constexpr int kLongestPauseUs = 2000;
 constexpr char kRedraw[] = "\033[H\033[J";  // cursor home, clear below
 
 struct Arguments {
@@ -116,14 +119,36 @@ std::string text_report(const Findings& findings) {
   return report;
 }
 
+struct Look {
+  Snapshot snapshot;
+  std::optional<CheckResult> checked;
+
+  bool is_unsettled() const { return snapshot.image && !snapshot.settled && snapshot.lock <= 0; }
+  bool shows_damage() const { return snapshot.settled && checked && !checked->damage.empty(); }
+};
+
 // A check needs one moment at which the queue is at rest; a busy queue may take a few looks to show one.
-Snapshot snapshot_for(const Arguments& arguments) {
-  Snapshot snapshot = take_snapshot(arguments.name);
-  for (int look = 1; look < kLooksOfACheck && arguments.command == "check" && snapshot.image &&
-                     !snapshot.settled && snapshot.lock <= 0;
-       ++look)
-    snapshot = take_snapshot(arguments.name);
-  return snapshot;
+Look take_look(const Arguments& arguments) {
+  Look look;
+  int tries = 0;
+  do {
+    look.snapshot = take_snapshot(arguments.name);
+  } while (arguments.command == "check" && ++tries < kLooksOfACheck && look.is_unsettled());
+  if (look.snapshot.image) look.checked = check_queue(*look.snapshot.image, look.snapshot.uses);
+  return look;
+}
+
+// Users that put and take in step with the copies may leave the same half of a change for each of them.
+// Damage stays: it is believed only once looks at irregular intervals have all shown it.
+Look examine(const Arguments& arguments) {
+  Look look = take_look(arguments);
+  std::minstd_rand random(std::random_device{}());
+  std::uniform_int_distribution<int> pause_us(0, kLongestPauseUs);
+  for (int looks = 1; looks < kLooksAtDamage && look.shows_damage(); ++looks) {
+    std::this_thread::sleep_for(std::chrono::microseconds(pause_us(random)));
+    look = take_look(arguments);
+  }
+  return look;
 }
 
 // Examines the queue once and prints one report. Returns the exit status, or -1 if the
@@ -132,9 +157,7 @@ int report(const Arguments& arguments) {
   PingResult pinged;
   const bool is_ping = arguments.command == "ping";
   if (is_ping) pinged = ping(arguments.timeout_s);
-  const Snapshot snapshot = snapshot_for(arguments);
-  std::optional<CheckResult> checked;
-  if (snapshot.image) checked = check_queue(*snapshot.image, snapshot.uses);
+  const auto [snapshot, checked] = examine(arguments);
   const Findings findings = is_ping ? pinged.findings : run(arguments, snapshot, checked);
   std::string output;
   if (arguments.watch_s > 0 && !arguments.json && isatty(STDOUT_FILENO) != 0) output = kRedraw;

@@ -92,25 +92,30 @@ void read_head_semaphores(Snapshot& snapshot) {
   }
 }
 
-// Copies until three copies in a row are equal and the lock is free between them. A copy that caught a writer
-// half-way differs from the next one by the time that writer has released the lock.
+// Copies until three copies in a row are equal, the lock is free between them, and no other process has taken
+// it meanwhile. A copy that caught a writer half-way differs from the next one by the time that writer has
+// released the lock, unless it was caught half-way again, in the same change.
 void copy_settled(const AttachedSegment& segment, Snapshot& snapshot) {
   const auto slots = static_cast<uint16_t>(kLayout.capacity(snapshot.segment->size));
   const auto lock_held = [&] {
     return snapshot.lock_set && semaphore_value(snapshot.lock_set->id, kLockSem) > 0;
+  };
+  const auto lock_user = [&] {
+    return snapshot.lock_set ? semaphore_process(snapshot.lock_set->id, kLockSem) : 0;
   };
   bool always_held = true;
   const auto deadline = std::chrono::steady_clock::now() + kPatience;
   for (int attempt = 0; !snapshot.settled && (attempt == 0 || std::chrono::steady_clock::now() < deadline);
        ++attempt) {
     if (attempt >= kEagerAttempts) std::this_thread::sleep_for(kPause);
+    const pid_t user_before = lock_user();
     snapshot.image = copy_queue(segment, slots);
     const bool held_before = lock_held();
     const bool same_before = same_image(copy_queue(segment, slots), *snapshot.image);
     read_head_semaphores(snapshot);
     const bool held_after = lock_held();
     const bool same_after = same_image(copy_queue(segment, slots), *snapshot.image);
-    snapshot.settled = same_before && same_after && !held_before && !held_after;
+    snapshot.settled = same_before && same_after && !held_before && !held_after && lock_user() == user_before;
     always_held = always_held && held_before && held_after;
   }
   if (!always_held && snapshot.lock > 0) snapshot.lock = 0;
