@@ -21,7 +21,7 @@ Deadline deadline_of(bool nested) {
 Call::Call() : nested_(in_call != 0), deadline_(deadline_of(nested_)) {
   if (nested_) return;  // the cause is the outer call's
   in_call = 1;
-  last_cause().code = MAR_CAUSE_NONE;
+  note_cause(MAR_CAUSE_NONE);
 }
 
 Call::~Call() {

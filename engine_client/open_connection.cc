@@ -124,9 +124,10 @@ int32_t mar_set_deadline(int32_t milliseconds) {
 const mar_error* mar_last_error() {
   static constexpr mar_error kNested = {MAR_CAUSE_NESTED_CALL, kNestedCallSentence};
   thread_local mar_error error;
+  thread_local char sentence[kCauseSentenceBytes];
   if (thread_is_in_call()) return &kNested;
-  const Cause& cause = last_cause();
-  error = {cause.code, cause.code == MAR_CAUSE_NONE ? "" : cause.sentence};
+  describe_last_cause(sentence, sizeof sentence);
+  error = {last_cause().code, sentence};
   return &error;
 }
 

@@ -50,9 +50,7 @@ class ChannelRoute final : public Route {
     ZARNLog(kBackend, kExchangeLevel, "%s: %s:  zarn_ipc_openx()", kBareName, kInvokingBanner);
     rc = zarn_ipc_openx();
     open_ = rc == 0;
-    if (open_) return true;
-    ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad open operation. Return code ret_cd = %d", kBareName, 0);
-    return false;
+    return open_;
   }
   CIPCQueue<TCLIMessage>* queue() const override { return pcmd_channel; }
   long write(TCLIMessage& message) override {
@@ -76,14 +74,12 @@ class ChannelRoute final : public Route {
 class ConnectionRoute final : public Route {
  public:
   explicit ConnectionRoute(OpenConnection& connection) : connection_(connection) {}
-  bool open(long& rc) override {
-    rc = connection_.prepare();
-    if (rc == 0) return true;
-    ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad open operation. Return code ret_cd = %d", kBareName, 0);
-    return false;
-  }
   ~ConnectionRoute() {
     if (waiting_) connection_.give_up();
+  }
+  bool open(long& rc) override {
+    rc = connection_.prepare();
+    return rc == 0;
   }
   CIPCQueue<TCLIMessage>* queue() const override { return connection_.queue(); }
   long write(TCLIMessage& message) override { return connection_.write(message); }
@@ -167,7 +163,10 @@ bool is_free_to_ask(Exchange& exchange, const Route& route) {
 }
 
 void exchange_over(Route& route, Exchange& exchange) {
-  if (!route.open(exchange.rc)) return;
+  if (!route.open(exchange.rc)) {
+    ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad open operation. Return code ret_cd = %d", kBareName, 0);
+    return;
+  }
   exchange.succeeded =
       is_free_to_ask(exchange, route) && write_request(exchange, route) && read_answer(exchange, route);
   if (exchange.succeeded) exchange.answer = copy_answer(route.answer());

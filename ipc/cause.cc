@@ -63,11 +63,6 @@ const char* plain_sentence(mar_cause cause) {
   return found == std::end(kSentences) ? "" : found->text;
 }
 
-void note_with(mar_cause cause, const CauseDetails& details) {
-  thread_cause.code = cause;
-  describe_cause(cause, details, thread_cause.sentence, sizeof thread_cause.sentence);
-}
-
 mar_cause cause_of_code(long code) {
   switch (code) {
     case QUEUE_CLOSED:
@@ -119,7 +114,13 @@ void describe_cause(mar_cause cause, const CauseDetails& details, char* out, siz
 
 Cause& last_cause() { return thread_cause; }
 
-void note_cause(mar_cause cause) { note_with(cause, {}); }
+void describe_last_cause(char* out, size_t size_bytes) {
+  char path[kSegmentNameLimit + 1];
+  CIPCUtils::createIPCName(CLI_IPC_NAME, nullptr, kSegmentNameLimit, path);
+  describe_cause(thread_cause.code, {path, thread_cause.error}, out, size_bytes);
+}
+
+void note_cause(mar_cause cause, int error) { thread_cause = {cause, error}; }
 
 void note_queue_code(long code, mar_cause overflow) {
   if (call_deadline().has_passed()) return note_cause(MAR_CAUSE_DEADLINE);
@@ -127,11 +128,9 @@ void note_queue_code(long code, mar_cause overflow) {
 }
 
 void note_unreachable(QueueCore& queue) {
-  char path[kSegmentNameLimit + 1];
-  CIPCUtils::createIPCName(CLI_IPC_NAME, nullptr, kSegmentNameLimit, path);
   const mar_cause cause = queue.AbsenceCause();
   // The creator may have come to life since it was looked for.
-  note_with(cause == MAR_CAUSE_NONE ? MAR_CAUSE_HALF_MADE : cause, {path, queue.OpenError()});
+  note_cause(cause == MAR_CAUSE_NONE ? MAR_CAUSE_HALF_MADE : cause, queue.OpenError());
 }
 
 }  // namespace mar

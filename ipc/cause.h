@@ -1,4 +1,4 @@
-// What stood behind a failure: a code and one English sentence, kept for each thread. The sentences are those
+// Why a call failed: a code, kept for each thread, and one English sentence for it. The sentences are those
 // of mar-queue status, which finds the same causes from outside.
 #pragma once
 
@@ -19,8 +19,10 @@ struct CauseDetails {
   pid_t engine = 0;       // of a dead engine; 0 if not known
 };
 
-// Writes the cause's sentence into `out`, cut to `size_bytes` with its terminator. It is
-// empty for MAR_CAUSE_NONE.
+inline constexpr size_t kCauseSentenceBytes = 640;  // enough for every sentence, with the longest path
+
+// Writes the cause's sentence into `out`, cut to `size_bytes` with its terminator. It is empty for
+// MAR_CAUSE_NONE.
 void describe_cause(mar_cause cause, const CauseDetails& details, char* out, size_t size_bytes);
 
 inline constexpr char kNestedCallSentence[] =
@@ -28,14 +30,16 @@ inline constexpr char kNestedCallSentence[] =
 
 struct Cause {
   mar_cause code = MAR_CAUSE_NONE;
-  char sentence[640] = {};
+  int error = 0;  // errno, for MAR_CAUSE_NO_ACCESS
 };
 
-// The cause recorded last for the calling thread, to read or to set.
+// The cause recorded last for the calling thread, to read or to set, and its sentence. Recording is cheap:
+// every call does it, few ask for the words.
 Cause& last_cause();
+void describe_last_cause(char* out, size_t size_bytes);
 
 // Record a cause for the calling thread.
-void note_cause(mar_cause cause);
+void note_cause(mar_cause cause, int error = 0);
 void note_unreachable(QueueCore& queue);  // which did not open, or whose creator does not live
 
 // The same for an operation of an open queue that failed with `code`. `overflow` is what QUEUE_OVERFLOW means

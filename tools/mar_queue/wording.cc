@@ -43,9 +43,9 @@ std::string count_of(uint64_t count, std::string_view noun) {
 }
 
 std::string sentence_of(mar_cause cause, const CauseDetails& details) {
-  Cause described;
-  describe_cause(cause, details, described.sentence, sizeof described.sentence);
-  return described.sentence;
+  char sentence[kCauseSentenceBytes];
+  describe_cause(cause, details, sentence, sizeof sentence);
+  return sentence;
 }
 
 std::string iso_time(time_t time) { return fmt::format("{:%FT%T}", fmt::localtime(time)); }
