@@ -1,7 +1,5 @@
 #include "tools/marctl/batch_line.h"
 
-#include <CLI/CLI.hpp>
-#include <algorithm>
 #include <vector>
 
 #include "tools/marctl/json_input.h"
@@ -44,30 +42,22 @@ Failure no_such_command(const std::string& name) {
   return {"there is no command " + quoted(name) + " that can be sent; marctl --help lists them"};
 }
 
-Outcome<std::optional<Request>> request_of_words(std::vector<std::string> words) {
+Outcome<Request> request_of_words(std::vector<std::string> words) {
   const Command* const command = find_command(words.front());
   if (command == nullptr) return no_such_command(words.front());
-  CLI::App app("", command->name);
-  app.set_help_flag();
-  FieldTexts texts;
-  add_field_options(app, *command, texts);
-  std::reverse(words.begin() + 1, words.end());  // as the parser wants them
-  try {
-    app.parse(std::vector<std::string>(words.begin() + 1, words.end()));
-  } catch (const CLI::ParseError& error) {
-    return Failure{error.what()};
-  }
-  auto request = request_of_options(*command, texts, "");
-  if (!request) return Failure{request.reason()};
-  return std::optional(std::move(*request));
+  words.erase(words.begin());
+  const auto texts = parse_field_options(*command, std::move(words));
+  if (!texts) return Failure{texts.reason()};
+  return request_of_options(*command, *texts, "");
 }
 
-Outcome<std::optional<Request>> request_of_json(const Json& line) {
+// A line of a recording of the stand-in engine's.
+bool is_recorded(const Json& line) { return line.contains("event"); }
+
+Outcome<Request> request_of_json(const Json& line) {
   static constexpr char kWanted[] = "; a line has the members message and payload";
-  const bool recorded = line.contains("event");
-  if (recorded && line["event"] != "request") return std::optional<Request>();
   for (const auto& [name, value] : line.items()) {
-    if (!recorded && name != "message" && name != "payload")
+    if (!is_recorded(line) && name != "message" && name != "payload")
       return Failure{"there is no member " + quoted(name) + kWanted};
   }
   if (!line.contains("message") || !line["message"].is_string())
@@ -78,7 +68,10 @@ Outcome<std::optional<Request>> request_of_json(const Json& line) {
   const Json payload = line.value("payload", Json::object());
   const auto checked = check_fields(command->fields, payload, {"/payload"});
   if (!checked) return Failure{checked.reason()};
-  auto request = make_request(*command, payload, {"/payload"});
+  return make_request(*command, payload, {"/payload"});
+}
+
+Outcome<std::optional<Request>> optional_of(Outcome<Request> request) {
   if (!request) return Failure{request.reason()};
   return std::optional(std::move(*request));
 }
@@ -91,11 +84,12 @@ Outcome<std::optional<Request>> parse_batch_line(const std::string& line) {
   if (line[begin] == '{') {
     const auto json = parse_json(line);
     if (!json) return Failure{json.reason()};
-    return request_of_json(*json);
+    if (is_recorded(*json) && (*json)["event"] != "request") return std::optional<Request>();
+    return optional_of(request_of_json(*json));
   }
   auto words = words_of(line);
   if (!words) return Failure{words.reason()};
-  return request_of_words(std::move(*words));
+  return optional_of(request_of_words(std::move(*words)));
 }
 
 }  // namespace mar::ctl

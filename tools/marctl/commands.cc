@@ -5,6 +5,7 @@
 #include <iterator>
 #include <string>
 
+#include "contract/payloads.h"
 #include "contract/policy.h"
 #include "engine_client/commands.h"
 
@@ -21,8 +22,7 @@ constexpr Range kThreeWords[] = {kWord[0], kWord[0], kWord[0]};
 constexpr Range kFourWords[] = {kWord[0], kWord[0], kWord[0], kWord[0]};
 constexpr Range kSettings[] = {kHalf[0], kWord[0], kWord[0], kWord[0], kWord[0]};
 
-constexpr size_t kSuffixMax = 512;
-constexpr Range kSuffixLength[] = {{0, kSuffixMax}};
+constexpr Range kSuffixLength[] = {{0, kCorrelatorSuffixMax}};
 
 constexpr Field number(const char* name, std::span<const Range> range, const char* help) {
   return {name, Kind::kNumber, range, 0, 0, nullptr, true, help};
@@ -93,7 +93,7 @@ constexpr Field kSchedule[] = {number("start_hour", kByte, "Hour of the first up
                                number("interval", kByte, "Hours between uploads")};
 constexpr Field kLevel[] = {number("level", kWord, "Level of the engine's log")};
 constexpr Field kSuffix[] = {
-    {"suffix", Kind::kBytes, {}, kSuffixMax, 0, nullptr, true, "The suffix"},
+    {"suffix", Kind::kBytes, {}, kCorrelatorSuffixMax, 0, nullptr, true, "The suffix"},
     {"length", Kind::kNumber, kSuffixLength, 0, 0, nullptr, false, "Its bytes, if they are to be checked"},
 };
 constexpr Field kRegistration[] = {number("listener", kHalf, "The listener")};
@@ -186,7 +186,7 @@ int32_t set_schedule(const Json& values) {
 
 int32_t set_suffix(const Json& values) {
   const auto& suffix = values["suffix"].get_ref<const std::string&>();
-  uint8_t bytes[kSuffixMax];
+  uint8_t bytes[kCorrelatorSuffixMax];
   std::memcpy(bytes, suffix.data(), suffix.size());
   return mar_set_correlator_suffix(bytes, static_cast<int32_t>(suffix.size()));
 }

@@ -32,8 +32,7 @@ struct StatusRow {
 std::span<const StatusRow> exit_statuses();
 const char* status_name(ExitStatus status);
 
-// The status that stands for an enum mar_cause; kFailed for a number that a newer library may have.
-ExitStatus status_of_cause(int cause);
+ExitStatus status_of_cause(mar_cause cause);
 
 // What a call of the client library came to.
 struct Reply {

@@ -10,12 +10,12 @@
 #include "tools/marctl/report.h"
 #include "tools/marctl/schema.h"
 #include "tools/marctl/session.h"
+#include "util/agent_instance.h"
 
 namespace mar::ctl {
 
 namespace {
 
-constexpr char kInstanceVariable[] = "ARM_AGENT_PREFIX";
 constexpr size_t kMaxInstance = 95;  // bytes; more would be cut from the names of the engine's objects
 
 std::string footer() {
@@ -47,7 +47,7 @@ void define_common_options(CLI::App& app, Arguments& arguments) {
       ->type_name("COUNT")
       ->check(CLI::Range(0, 1000000).description(""));
   app.add_option_function<std::string>(
-         "--instance", [](const std::string& name) { setenv(kInstanceVariable, name.c_str(), 1); },
+         "--instance", [](const std::string& name) { setenv(MULTI_AGENT_ENV_VAR, name.c_str(), 1); },
          "Address the engine of this instance")
       ->type_name("NAME")
       ->check(CLI::Validator(check_instance, ""));

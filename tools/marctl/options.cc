@@ -1,6 +1,7 @@
 #include "tools/marctl/options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 
 #include "tools/marctl/json_input.h"
 
@@ -54,6 +55,20 @@ void add_field_options(CLI::App& app, const Command& command, FieldTexts& texts)
     app.add_option_function<std::string>(option_name(field), keep, help_of(field))
         ->type_name(type_name(field.kind));
   }
+}
+
+Outcome<FieldTexts> parse_field_options(const Command& command, std::vector<std::string> words) {
+  CLI::App app("", command.name);
+  app.set_help_flag();
+  FieldTexts texts;
+  add_field_options(app, command, texts);
+  std::reverse(words.begin(), words.end());  // as the parser wants them
+  try {
+    app.parse(std::move(words));
+  } catch (const CLI::ParseError& error) {
+    return Failure{error.what()};
+  }
+  return texts;
 }
 
 Outcome<Request> request_of_options(const Command& command, const FieldTexts& texts,

@@ -3,6 +3,7 @@
 
 #include <map>
 #include <string>
+#include <vector>
 
 #include "tools/marctl/commands.h"
 
@@ -16,6 +17,9 @@ using FieldTexts = std::map<std::string, std::string>;  // of the options that w
 
 // An option for each field. `texts` outlives the parsing.
 void add_field_options(CLI::App& app, const Command& command, FieldTexts& texts);
+
+// The options among the words of a line that stand after the command's name.
+Outcome<FieldTexts> parse_field_options(const Command& command, std::vector<std::string> words);
 
 // The request that the options stand for, over the fields in `file`: a path, "-" for standard input, or empty
 // for none.

@@ -1,5 +1,6 @@
 #include "tools/marctl/session.h"
 
+#include "contract/message.h"
 #include "engine_client/connection.h"
 #include "tools/marctl/time_left.h"
 
@@ -7,20 +8,19 @@ namespace mar::ctl {
 
 namespace {
 
-constexpr int32_t kSuccess = 1;
 constexpr int32_t kNothingToUpload = 2;
 constexpr double kPauseS = 1;
 
 // What the thread's last call came to.
 Reply reply_of(int32_t result) {
   const mar_error& error = *mar_last_error();
-  Reply reply{result, status_of_cause(error.code), error.code, error.text};
+  Reply reply{result, status_of_cause(static_cast<mar_cause>(error.code)), error.code, error.text};
   if (error.code == MAR_CAUSE_ENGINE_SAID) {
     const bool nothing = result == kNothingToUpload;
     reply.status = nothing ? ExitStatus::kNothingToUpload : ExitStatus::kRefused;
     reply.text = nothing ? "The engine has nothing to upload."
                          : "The engine refused it with the result " + std::to_string(result) + ".";
-  } else if (result != kSuccess && reply.done()) {
+  } else if (result != MAR_OK && reply.done()) {
     reply.status = ExitStatus::kFailed;
     reply.text = "The client library does not say why.";
   }
@@ -34,8 +34,6 @@ bool may_pass(const Reply& reply) {
 }  // namespace
 
 Session::~Session() { mar_close(); }
-
-void Session::close() { mar_close(); }
 
 Reply Session::open() {
   TimeLeft(limits_.timeout_s).limit_next_call();
@@ -52,7 +50,7 @@ Reply Session::run(const std::function<int32_t()>& command) {
       const Stopwatch watch;
       reply = reply_of(command());
       reply.round_trip_ms = watch.milliseconds();
-      reply.was_sent = reply.cause != MAR_CAUSE_QUEUE_FULL;
+      reply.was_sent = reply.cause != MAR_CAUSE_QUEUE_FULL && reply.cause != MAR_CAUSE_ANSWERS_OWED;
       // A connection that has failed may lead to an engine that is gone: the next command opens its own.
       if (reply.result < 0 && reply.cause != MAR_CAUSE_ENGINE_SAID) mar_close();
     }

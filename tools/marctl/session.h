@@ -27,8 +27,6 @@ class Session {
   // Opens the connection, or tells why it cannot be opened. Sends nothing.
   Reply open();
 
-  void close();
-
  private:
   Limits limits_;
 };
