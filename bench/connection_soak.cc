@@ -17,6 +17,7 @@
 #include <thread>
 #include <vector>
 
+#include "bench/echoing_engine.h"
 #include "contract/message.h"
 #include "engine_client/call.h"
 #include "engine_client/connection.h"
@@ -24,45 +25,25 @@
 #include "ipc/naming.h"
 #include "tests/support/isolation.h"
 
+using mar::bench::EchoRequest, mar::bench::end_engine, mar::bench::start_engine;
+
 namespace {
+
+constexpr char kSlots[] = "64";
 
 struct Tally {
   std::atomic<long> answered = 0, failed = 0, wrong = 0;
   std::atomic<bool> over = false;
 };
 
-pid_t start_engine(const char* program, const char* fault = "*:echo") {
-  int ready[2];
-  if (pipe(ready) != 0) std::abort();
-  const pid_t engine = fork();
-  if (engine == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGTERM);
-    dup2(ready[1], STDOUT_FILENO);
-    execl(program, program, "--quiet", "--slots", "64", "--fault", "*:echo", "--fault", fault, nullptr);
-    _exit(127);
-  }
-  close(ready[1]);
-  char byte = 0;
-  if (read(ready[0], &byte, 1) != 1) std::abort();
-  close(ready[0]);
-  return engine;
-}
-
-void end_engine(pid_t engine, int signal) {
-  kill(engine, signal);
-  waitpid(engine, nullptr, 0);
-}
-
 // One command whose answer repeats its sender and payload.
 void command(uint32_t thread, uint32_t round, Tally& tally) {
-  uint8_t request[16] = {0, 0, 0, 0, 0, 0, 0, 127};
-  const uint32_t payload[2] = {thread, round};
-  std::memcpy(request + 8, payload, sizeof payload);
+  const EchoRequest request(thread, round);
   uint8_t reply[CLI_MAX_BUFFER_SIZE];
   const mar::Call call;
-  if (zarn_send_and_rcv(request, sizeof request, reply) != 1) {
+  if (zarn_send_and_rcv(request.data(), request.size(), reply) != 1) {
     ++tally.failed;
-  } else if (std::memcmp(reply + 16, payload, sizeof payload) != 0) {
+  } else if (!request.is_repeated_in(reply)) {
     ++tally.wrong;
   } else {
     ++tally.answered;
@@ -108,7 +89,7 @@ void measure_rates() {
 }
 
 long ask_a_late_engine(const char* program) {
-  const pid_t engine = start_engine(program, "*%5:delay=40");
+  const pid_t engine = start_engine(program, kSlots, "*%5:delay=40");
   Tally tally;
   std::vector<std::thread> threads = start(8, 4, kShortLimitMs, tally);
   std::this_thread::sleep_for(std::chrono::seconds(20));
@@ -126,18 +107,18 @@ int main(int argc, char** argv) {
   const long wanted = argc > 2 ? std::atol(argv[2]) : 1'000'000;
   const int restarts = argc > 3 ? std::atoi(argv[3]) : 100;
   if (!mar::isolate_process()) return 1;
-  pid_t engine = start_engine(argv[1]);
+  pid_t engine = start_engine(argv[1], kSlots);
   measure_rates();
   end_engine(engine, SIGTERM);
   const long wrong = ask_a_late_engine(argv[1]);
-  engine = start_engine(argv[1]);
+  engine = start_engine(argv[1], kSlots);
   Tally tally;
   std::vector<std::thread> threads = start(4, 4, kLongLimitMs, tally);
   for (int i = 0; i < restarts || tally.answered < wanted; ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     if (i >= restarts) continue;
     end_engine(engine, i % 4 == 0 ? SIGTERM : SIGKILL);
-    engine = start_engine(argv[1]);
+    engine = start_engine(argv[1], kSlots);
   }
   end(threads, tally);
   end_engine(engine, SIGTERM);

@@ -18,13 +18,18 @@
 #include <thread>
 #include <vector>
 
+#include "bench/echoing_engine.h"
 #include "contract/names.h"
 #include "engine_client/exchange.h"
 #include "ipc/naming.h"
 #include "ipc/queue.h"
 #include "tests/support/isolation.h"
 
+using mar::bench::EchoRequest, mar::bench::end_engine, mar::bench::start_engine;
+
 namespace {
+
+constexpr char kSlots[] = "32";
 
 struct Tally {
   std::atomic<long> commands, wrong;
@@ -32,13 +37,11 @@ struct Tally {
 
 // One command whose answer repeats its sender and payload.
 bool command_echoed(uint32_t round) {
-  uint8_t request[16] = {0, 0, 0, 0, 0, 0, 0, 127};
-  const uint32_t payload[2] = {static_cast<uint32_t>(getpid()), round};
-  std::memcpy(request + 8, payload, sizeof payload);
+  const EchoRequest request(static_cast<uint32_t>(getpid()), round);
   uint8_t reply[CLI_MAX_BUFFER_SIZE];
   const _TIPCIdentifier self = GetIpcIdentifier(GetProcessID());
-  return zarn_send_and_rcv(request, sizeof request, reply) == 1 && std::memcmp(reply + 8, &self, 8) == 0 &&
-         std::memcmp(reply + 16, payload, 8) == 0;
+  return zarn_send_and_rcv(request.data(), request.size(), reply) == 1 &&
+         std::memcmp(reply + 8, &self, 8) == 0 && request.is_repeated_in(reply);
 }
 
 pid_t start_loop(Tally& tally) {
@@ -55,21 +58,6 @@ long resident_kb(pid_t process) {
     if (word == "VmRSS:" && status >> kb) return kb;
   }
   return -1;
-}
-
-pid_t start_engine(const char* program) {
-  int ready[2];
-  if (pipe(ready) != 0) std::abort();
-  const pid_t engine = fork();
-  if (engine == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGTERM);
-    dup2(ready[1], STDOUT_FILENO);
-    execl(program, program, "--quiet", "--slots", "32", "--fault", "*:echo", nullptr);
-    _exit(127);
-  }
-  char byte = 0;
-  if (read(ready[0], &byte, 1) != 1) std::abort();
-  return engine;
 }
 
 // Items queued and heads that are neither idle nor a channel, once the engine has had time to clear up.
@@ -102,7 +90,7 @@ int main(int argc, char** argv) {
   if (!mar::isolate_process()) return 1;
   auto& tally = *static_cast<Tally*>(
       mmap(nullptr, sizeof(Tally), PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
-  const pid_t engine = start_engine(argv[1]);
+  const pid_t engine = start_engine(argv[1], kSlots);
   std::vector<pid_t> clients;
   for (size_t i = 0; i < loops; ++i) clients.push_back(start_loop(tally));
   const auto start = std::chrono::steady_clock::now();
@@ -124,7 +112,6 @@ int main(int argc, char** argv) {
       tally.commands.load(), took.count(), tally.wrong.load(), killed, resident_before_kb,
       resident_kb(engine));
   print_leftovers();
-  kill(engine, SIGTERM);
-  waitpid(engine, nullptr, 0);
+  end_engine(engine, SIGTERM);
   return tally.wrong == 0 ? 0 : 1;
 }
