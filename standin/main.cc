@@ -117,7 +117,7 @@ std::string footer() {
   for (const FaultAction& action : fault_actions()) {
     std::string item =
         std::string(action.name) + (action.value.empty() ? "" : "=") + std::string(action.value);
-    item.resize(12, ' ');
+    item.resize(14, ' ');
     text += "  " + item + std::string(action.help) + ": " + std::string(action.example) + '\n';
   }
   text += "\nMessages:\n";
