@@ -23,7 +23,7 @@ else()
   # wherever they are built.
   target_compile_options(mar_options INTERFACE
     -fstack-protector-strong
-    "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>"
+    "$<$<AND:$<CONFIG:Release,RelWithDebInfo,MinSizeRel>,$<NOT:$<BOOL:$<TARGET_PROPERTY:MAR_UNOPTIMISED>>>>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>"
     -ffile-prefix-map=${PROJECT_BINARY_DIR}/=build/ -ffile-prefix-map=${PROJECT_SOURCE_DIR}/=)
   target_link_options(mar_options INTERFACE -Wl,-z,relro,-z,now)
 endif()
@@ -32,6 +32,13 @@ endif()
 set_target_properties(mar_options PROPERTIES INTERFACE_POSITION_INDEPENDENT_CODE ON)
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
+
+# For sources that mostly instantiate the templates of the option parser and the JSON library: their speed does
+# not matter, and fully optimised, above all with sanitizers, they would take most of the time of a build.
+set(mar_light_optimisation -O1)
+if(MAR_SANITIZE)
+  set(mar_light_optimisation -O0)
+endif()
 
 find_package(Threads REQUIRED)
 
