@@ -27,10 +27,6 @@ void CIPCUtils::createIPCName(const char* base, const char* suffix, int maxLengt
   }
 }
 
-bool CIPCUtils::sameIPCIdentifiers(_TIPCIdentifier a, _TIPCIdentifier b) {
-  return a.process_id == b.process_id && a.thread_id == b.thread_id;
-}
-
 int GetProcessID() { return mar::sys::process_id(); }
 
 _TIPCIdentifier GetIpcIdentifier(int processId) {

@@ -17,7 +17,9 @@ class CIPCUtils {
   // Do not pass a name that this function has built: a multi-agent name would carry the instance twice.
   static void createIPCName(const char* base, const char* suffix, int maxLength, char* out);
 
-  static bool sameIPCIdentifiers(_TIPCIdentifier a, _TIPCIdentifier b);
+  static bool sameIPCIdentifiers(_TIPCIdentifier a, _TIPCIdentifier b) {
+    return a.process_id == b.process_id && a.thread_id == b.thread_id;
+  }
 };
 
 int GetProcessID();

@@ -209,6 +209,7 @@ long QueueCore::SetState(TQueueState state) {
 long QueueCore::PutBytes(_TIPCIdentifier identifier, long key, const void* message, bool front) {
   static constexpr char kLocation[] = "CIPCQueue::PrivatePut()";
   VLastMoved = false;
+  if (key == -1) PopulateHeads();
   if (const long code = LockFor(kLocation)) return code;
   if (State() != IPCQUEUE_OPEN) {
     const long unlocked = PassOn(VSharedMemory->Unlock(), kLocation);
@@ -245,8 +246,9 @@ QueueCore::Outcome QueueCore::CheckOverflow(bool wait) {
 long QueueCore::GetBytes(_TIPCIdentifier identifier, long key, void* message) {
   static constexpr char kLocation[] = "CIPCQueue::PrivateGet()";
   VLastMoved = false;
-  if (const long code = LockFor(kLocation)) return code;
   const bool by_identifier = key == -1;
+  if (by_identifier) PopulateHeads();
+  if (const long code = LockFor(kLocation)) return code;
   _TIPCHeadItem* head = nullptr;
   Outcome outcome{SelectHead(identifier, key, head)};
   if (outcome.code == 0) outcome = WaitForItem(*head, by_identifier);

@@ -152,12 +152,14 @@ class QueueCore {
   Outcome WaitUnlocked(_TIPCHeadItem& head, uint16_t sem_number);
   long WaitForPost(uint16_t sem_number);  // never with the lock held
 
+  void PopulateHeads();  // without the lock
+
   // Work on the segment, with the lock held throughout.
   long FindHead(_TIPCIdentifier identifier, bool create, _TIPCHeadItem*& head);
   template <typename Wanted>
   _TIPCHeadItem* FirstHead(Wanted wanted) const;
   _TIPCHeadItem* FindOwned(_TIPCIdentifier owner) const;
-  _TIPCHeadItem* FindFree() const;
+  _TIPCHeadItem* FindOwnedOrFree(_TIPCIdentifier owner, _TIPCHeadItem*& free) const;
   _TIPCHeadItem* FindRecyclable();
   long SelectHead(_TIPCIdentifier identifier, long key, _TIPCHeadItem*& head);
   long implHeadReset(_TIPCHeadItem& head);
@@ -197,6 +199,7 @@ class QueueCore {
   QueueLayout VLayout;
   bool VCreatorSeenAlive = false;  // at the last look
   bool VLastMoved = false;
+  bool VHeadsPopulated = false;
 };
 
 }  // namespace mar

@@ -5,6 +5,7 @@
 #include "ipc/naming.h"
 #include "ipc/queue_core.h"
 #include "ipc/shared_field.h"
+#include "ipc/system.h"
 
 namespace mar {
 
@@ -23,6 +24,15 @@ void set_owner(_TIPCHeadItem& head, _TIPCIdentifier owner) {
 
 bool QueueCore::IsOwnedBy(const _TIPCHeadItem& head, _TIPCIdentifier owner) {
   return CIPCUtils::sameIPCIdentifiers(owner_of(head), owner);
+}
+
+// Before a search that may read all heads: one by one, each of their pages would cost a page fault, with the
+// lock held. A few pages are not worth the call.
+void QueueCore::PopulateHeads() {
+  constexpr uint16_t kWorthwhile = 1024;
+  if (!VInitialized || VHeadsPopulated || VCapacity < kWorthwhile) return;
+  VHeadsPopulated = true;
+  (void)sys::segment_populate(VBase, VLayout.head_offset(VCapacity));
 }
 
 uint32_t QueueCore::State() const { return load_shared(VHeader->queueState); }
@@ -50,12 +60,17 @@ _TIPCHeadItem* QueueCore::FindOwned(_TIPCIdentifier owner) const {
   return FirstHead([&](const _TIPCHeadItem& head) { return IsOwnedBy(head, owner); });
 }
 
-// A head without an owner. One with a broken semaphore number is passed over, since no reader could
-// wait on it.
-_TIPCHeadItem* QueueCore::FindFree() const {
+// The head of `owner`, and in `free` the first one without an owner before it. One with a broken semaphore
+// number is not free, since no reader could wait on it.
+_TIPCHeadItem* QueueCore::FindOwnedOrFree(_TIPCIdentifier owner, _TIPCHeadItem*& free) const {
   uint16_t sem_number = 0;
-  return FirstHead([&](const _TIPCHeadItem& head) {
-    return IsOwnedBy(head, NULL_IPC_ID) && SemNumberOf(head, sem_number);
+  free = nullptr;
+  return FirstHead([&](_TIPCHeadItem& head) {
+    const _TIPCIdentifier found = owner_of(head);
+    if (CIPCUtils::sameIPCIdentifiers(found, owner)) return true;
+    if (free == nullptr && CIPCUtils::sameIPCIdentifiers(found, NULL_IPC_ID) && SemNumberOf(head, sem_number))
+      free = &head;
+    return false;
   });
 }
 
@@ -72,12 +87,13 @@ _TIPCHeadItem* QueueCore::FindRecyclable() {
 }
 
 long QueueCore::FindHead(_TIPCIdentifier identifier, bool create, _TIPCHeadItem*& head) {
-  head = FindOwned(identifier);
+  _TIPCHeadItem* free = nullptr;
+  head = FindOwnedOrFree(identifier, free);
   if (head != nullptr) return 0;
   if (!create) return QUEUE_INVALID_ID;
   const uint16_t in_use = load_shared(VHeader->headsInUse);
   if (in_use < VCapacity) {
-    head = FindFree();
+    head = free;
     // Counted before it is claimed: if the claimant dies in between, the head is recycled later.
     if (head != nullptr) store_shared(VHeader->headsInUse, static_cast<uint16_t>(in_use + 1));
   }

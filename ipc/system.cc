@@ -1,6 +1,7 @@
 #include "ipc/system.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -18,6 +19,10 @@ void* segment_attach(int segment) {
 int segment_detach(const void* address) { return shmdt(address); }
 
 int segment_stat(int segment, shmid_ds& status) { return shmctl(segment, IPC_STAT, &status); }
+
+int segment_populate(void* address, size_t size_bytes) {
+  return madvise(address, size_bytes, MADV_POPULATE_READ);
+}
 
 int segment_remove(int segment) { return shmctl(segment, IPC_RMID, nullptr); }
 

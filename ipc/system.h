@@ -19,6 +19,7 @@ namespace mar::sys {
 int segment_get(key_t key, uint64_t size_bytes, int flags);
 void* segment_attach(int segment);
 int segment_detach(const void* address);
+int segment_populate(void* address, size_t size_bytes);  // maps these pages at once; EINVAL before Linux 5.14
 int segment_stat(int segment, shmid_ds& status);
 int segment_remove(int segment);
 
