@@ -2,7 +2,7 @@
 // words half of which are in the codeset's letters, and of such letters alone, in all four directions. All
 // converters are open beforehand and must give the same text. Prints for every row the times of one call and
 // how many times faster ours is than the fastest other; then geometric means.
-//   XCSDIR=build/bench/codesets build/bench/bench/charset_bench [codeset...]
+//   XCSDIR=build/bench/codesets build/bench/bench/charset_bench [--json FILE] [codeset...]
 #include <iconv.h>
 #include <unicode/ucnv.h>
 #include <unicode/ustring.h>
@@ -12,6 +12,7 @@
 #include <cstring>
 #include <map>
 #include <random>
+#include <span>
 
 #include "bench/side_by_side.h"
 #include "charset/convert.h"
@@ -43,6 +44,7 @@ constexpr CodesetRow kCodesets[] = {
     {"CP939", "CP939", "ibm-939", "mixed EBCDIC", 0x3041, 0x9FA5},
     {"CP933", "CP933", "ibm-933", "mixed EBCDIC", 0xAC00, 0xD7A3},
     {"GB18030", "GB18030", "GB18030", "GB18030", 0x4E00, 0x9FA5},
+    {"GB18030", "GB18030", "GB18030", "GB18030, four bytes", 0x905, 0x939},
     {"UTF8", "UTF-8", "UTF-8", "UTF-8", 0x410, 0x44F},
     {"UTF8", "UTF-8", "UTF-8", "UTF-8", 0x4E00, 0x9FA5},
 };
@@ -65,7 +67,7 @@ class Ours {
   Ours& operator=(const Ours&) = delete;
   bool is_open() const { return codeset_ != nullptr; }
 
-  size_t convert(Direction direction, const Text& in, Text& out) const {
+  size_t convert(Direction direction, const Text& in, std::span<char> out) const {
     const auto length = static_cast<int>(in.size());
     const auto size = static_cast<uint32_t>(out.size());
     const auto* in_units = reinterpret_cast<const uint16_t*>(in.data());
@@ -97,7 +99,7 @@ class Iconv {
   }
   Iconv(const Iconv&) = delete;
   Iconv& operator=(const Iconv&) = delete;
-  size_t convert(Direction direction, const Text& in, Text& out) const {
+  size_t convert(Direction direction, const Text& in, std::span<char> out) const {
     char* from = const_cast<char*>(in.data());
     char* to = out.data();
     size_t left = in.size(), room = out.size();
@@ -120,7 +122,7 @@ class Icu {
   Icu(const Icu&) = delete;
   Icu& operator=(const Icu&) = delete;
 
-  size_t convert(Direction direction, const Text& in, Text& out) const {
+  size_t convert(Direction direction, const Text& in, std::span<char> out) const {
     if (direction == kToUcs2) return to_ucs2(in, out);
     if (direction == kFromUcs2) return from_ucs2(in.data(), in.size(), out);
     const bool to = direction == kToUtf8;
@@ -136,7 +138,7 @@ class Icu {
   }
 
   // UTF-8 by way of the whole text in UTF-16, which is the faster way for some codesets.
-  size_t convert_by_utf16(Direction direction, const Text& in, Text& out) {
+  size_t convert_by_utf16(Direction direction, const Text& in, std::span<char> out) {
     UErrorCode error = U_ZERO_ERROR;
     pivot_.resize(4 * in.size());
     int32_t length = 0;
@@ -156,14 +158,14 @@ class Icu {
     UErrorCode error = U_ZERO_ERROR;
     return ucnv_open(name, &error);
   }
-  size_t to_ucs2(const Text& in, Text& out) const {
+  size_t to_ucs2(const Text& in, std::span<char> out) const {
     UErrorCode error = U_ZERO_ERROR;
     const char* from = in.data();
     UChar* to = units(out.data());
     ucnv_toUnicode(codeset_, &to, to + out.size() / 2, &from, from + in.size(), nullptr, true, &error);
     return U_SUCCESS(error) ? 2 * static_cast<size_t>(to - units(out.data())) : 0;
   }
-  size_t from_ucs2(const char* in, size_t in_bytes, Text& out) const {
+  size_t from_ucs2(const char* in, size_t in_bytes, std::span<char> out) const {
     UErrorCode error = U_ZERO_ERROR;
     const UChar* from = units(in);
     char* to = out.data();
@@ -229,6 +231,25 @@ struct Mean {
   int count = 0;
 };
 
+// Room for a converter's output that lies elsewhere in its page with each use: a distance between input and
+// output of a multiple of the page size makes some converters wait for their own stores.
+class Output {
+ public:
+  explicit Output(size_t size) : bytes_(size + kPage, '\0'), size_(size) {}
+  std::span<char> next() {
+    offset_ = (offset_ + kStep) % kPage;
+    return {bytes_.data() + offset_, size_};
+  }
+  std::string_view written(size_t length) const { return {bytes_.data() + offset_, length}; }
+
+ private:
+  static constexpr size_t kPage = 4096, kStep = 272;
+
+  Text bytes_;
+  size_t size_;
+  size_t offset_ = 0;
+};
+
 struct Figures {
   std::map<std::string, Mean> means;
   double worst = 1e9;
@@ -236,21 +257,20 @@ struct Figures {
 };
 
 void measure_row(const CodesetRow& row, Direction direction, Content content, const Text& text, bool is_long,
-                 const Ours& ours, const Iconv& others, Icu& icu, Figures& figures) {
+                 const Ours& ours, const Iconv& others, Icu& icu, Figures& figures, Results& results) {
   const Text bytes = converted(ours, kFromUcs2, text);
   const Text in = direction == kFromUcs2   ? text
                   : direction == kFromUtf8 ? converted(ours, kToUtf8, bytes)
                                            : bytes;
-  Text out[4];
-  for (Text& buffer : out) buffer.resize(4 * in.size() + 64);
+  std::vector<Output> out(4, Output(4 * in.size() + 64));
   size_t written[4];
   std::vector<Competitor> competitors = {
-      {"ours", [&] { written[0] = ours.convert(direction, in, out[0]); }},
-      {"iconv", [&] { written[1] = others.convert(direction, in, out[1]); }},
-      {"ICU", [&] { written[2] = icu.convert(direction, in, out[2]); }}};
+      {"ours", [&] { written[0] = ours.convert(direction, in, out[0].next()); }},
+      {"iconv", [&] { written[1] = others.convert(direction, in, out[1].next()); }},
+      {"ICU", [&] { written[2] = icu.convert(direction, in, out[2].next()); }}};
   if (direction == kToUtf8 || direction == kFromUtf8)
     competitors.push_back(
-        {"ICU by UTF-16", [&] { written[3] = icu.convert_by_utf16(direction, in, out[3]); }});
+        {"ICU by UTF-16", [&] { written[3] = icu.convert_by_utf16(direction, in, out[3].next()); }});
   const auto times_us =
       median_times_us(competitors, is_long ? 9 : 15, is_long ? 1 : 1500, CLOCK_THREAD_CPUTIME_ID);
 
@@ -261,21 +281,26 @@ void measure_row(const CodesetRow& row, Direction direction, Content content, co
   for (size_t i = 0; i < competitors.size(); ++i) {
     std::printf(" %9.2f", times_us[i]);
     if (i != 0) fastest = std::min(fastest, times_us[i]);
-    if (out[i].compare(0, written[i], out[0], 0, written[0]) != 0)
+    if (out[i].written(written[i]) != out[0].written(written[0]))
       std::printf(" (%s: another text)", competitors[i].name.c_str());
   }
   const double ratio = fastest / times_us[0];
+  const std::string size = is_long ? "1 MiB" : "64 bytes";
+  for (size_t i = 0; i < competitors.size(); ++i) {
+    results.add(std::string(row.family) + '/' + row.name + '/' + size + '/' + kDirectionNames[direction] +
+                    '/' + kContentNames[content] + '/' + competitors[i].name,
+                times_us[i], times_us[i] / times_us[0]);
+  }
   std::printf(competitors.size() == 3 ? "           %7.2f\n" : " %7.2f\n", ratio);
 
   figures.means["all"].add(ratio);
-  const std::string size = is_long ? "1 MiB" : "64 bytes";
   figures.means[size].add(ratio);
   figures.means[size + ", " + kContentNames[content]].add(ratio);
   if (content == kLetters && is_long) figures.means[size + ", non-ASCII, " + row.family].add(ratio);
   if (ratio < figures.worst) figures.worst = ratio, figures.worst_row = name;
 }
 
-void measure_codeset(const CodesetRow& row, Figures& figures) {
+void measure_codeset(const CodesetRow& row, Figures& figures, Results& results) {
   const Ours ours(row);
   if (!ours.is_open()) {
     std::printf("%s: no table; XCSDIR has to name the directory of the codesets\n", row.name);
@@ -292,7 +317,7 @@ void measure_codeset(const CodesetRow& row, Figures& figures) {
     for (const Content content : kContents) {
       const Text text = make_text(content, alphabet, is_long ? 1 << 20 : 64, ours);
       for (const Direction direction : kDirections)
-        measure_row(row, direction, content, text, is_long, ours, others, icu, figures);
+        measure_row(row, direction, content, text, is_long, ours, others, icu, figures, results);
     }
   }
 }
@@ -304,13 +329,14 @@ void measure_codeset(const CodesetRow& row, Figures& figures) {
 using namespace mar;
 
 int main(int argc, char** argv) {
+  Results results(argc, argv);
   Figures figures;
   std::printf("%-38s %9s %9s %9s %9s %7s\n", "microseconds", "ours", "iconv", "ICU", "by UTF-16", "ratio");
   for (const CodesetRow& row : kCodesets) {
     const bool wanted = argc == 1 || std::any_of(argv + 1, argv + argc, [&](const char* name) {
                           return std::strcmp(name, row.name) == 0;
                         });
-    if (wanted) measure_codeset(row, figures);
+    if (wanted) measure_codeset(row, figures, results);
   }
   std::printf("\nGeometric means\n");
   for (const auto& [group, mean] : figures.means)

@@ -2,38 +2,53 @@
 // with nothing checked and nothing else done.
 #pragma once
 
-#include <benchmark/benchmark.h>
 #include <sys/ipc.h>
+#include <sys/prctl.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstring>
 #include <ctime>
 
 #include "contract/message.h"
 
-class FloorQueue {
+namespace mar::floor {
+
+// Keeps the compiler from leaving out what made `value`.
+template <typename T>
+void keep(const T& value) {
+  asm volatile("" : : "r,m"(value) : "memory");
+}
+
+class Queue {
  public:
+  // The kernel's numbers of its objects, by which another process joins it.
+  struct Objects {
+    int memory, lock_set, wake_set;
+  };
+
+  explicit Queue(Objects objects) : objects_(objects) {}
+
   // Creator's side: two slots, one for each direction.
-  static FloorQueue create() {
-    FloorQueue queue;
-    queue.memory_ = shmget(IPC_PRIVATE, 2 * sizeof(TCLIMessage), IPC_CREAT | 0600);
-    queue.lock_set_ = semget(IPC_PRIVATE, 2, IPC_CREAT | 0600);
-    queue.wake_set_ = semget(IPC_PRIVATE, 4, IPC_CREAT | 0600);
+  static Queue create() {
+    Queue queue({shmget(IPC_PRIVATE, 2 * sizeof(TCLIMessage), IPC_CREAT | 0600),
+                 semget(IPC_PRIVATE, 2, IPC_CREAT | 0600), semget(IPC_PRIVATE, 4, IPC_CREAT | 0600)});
     queue.attach();
     return queue;
   }
 
-  void attach() { slots_ = static_cast<TCLIMessage*>(shmat(memory_, nullptr, 0)); }
+  const Objects& objects() const { return objects_; }
+  void attach() { slots_ = static_cast<TCLIMessage*>(shmat(objects_.memory, nullptr, 0)); }
   void detach() { shmdt(slots_); }
 
   void put(int head, const TCLIMessage& message) {
     lock();
     std::memcpy(&slots_[head], &message, sizeof message);
     sembuf post{static_cast<unsigned short>(2 + head), 1, 0};
-    semop(wake_set_, &post, 1);
+    semop(objects_.wake_set, &post, 1);
     unlock();
   }
   void get(int head, TCLIMessage& message) {
@@ -41,10 +56,10 @@ class FloorQueue {
     unlock();
     const timespec slice{0, 250'000'000};
     sembuf take{static_cast<unsigned short>(2 + head), -1, 0};
-    while (semtimedop(wake_set_, &take, 1, &slice) == -1) continue;
+    while (semtimedop(objects_.wake_set, &take, 1, &slice) == -1) continue;
     lock();
     std::memcpy(&message, &slots_[head], sizeof message);
-    semctl(wake_set_, 2 + head, GETNCNT);
+    semctl(objects_.wake_set, 2 + head, GETNCNT);
     unlock();
   }
 
@@ -56,12 +71,12 @@ class FloorQueue {
     shmget(keys[1], 1, 0);
     attach();
     shmid_ds info;
-    shmctl(memory_, IPC_STAT, &info);
+    shmctl(objects_.memory, IPC_STAT, &info);
     semctl(set, 1, GETVAL);
     stat(file, &status);
     semget(keys[2], 2, 0);
     // The one field that an opener looks at.
-    benchmark::DoNotOptimize(*reinterpret_cast<const volatile unsigned*>(slots_));
+    keep(*reinterpret_cast<const volatile unsigned*>(slots_));
     semctl(set, 1, GETVAL);
   }
   void close() {
@@ -71,16 +86,53 @@ class FloorQueue {
   }
   void lock() {
     sembuf take[] = {{0, 0, 0}, {0, 1, SEM_UNDO}};
-    semop(lock_set_, take, 2);
+    semop(objects_.lock_set, take, 2);
   }
   void unlock() {
     sembuf release{0, -1, SEM_UNDO | IPC_NOWAIT};
-    semop(lock_set_, &release, 1);
+    semop(objects_.lock_set, &release, 1);
   }
 
  private:
-  int memory_ = -1;
-  int lock_set_ = -1;
-  int wake_set_ = -1;
+  Objects objects_;
   TCLIMessage* slots_ = nullptr;
 };
+
+// A server in a process of its own, until the caller ends.
+template <typename Serve>
+void start_server(Serve serve) {
+  if (fork() != 0) return;
+  prctl(PR_SET_PDEATHSIG, SIGTERM);
+  serve();
+  _exit(1);
+}
+
+inline void serve(Queue queue) {
+  TCLIMessage message;
+  for (;;) {
+    queue.get(0, message);
+    queue.put(1, message);
+  }
+}
+
+inline void round_trip(Queue& queue) {
+  static TCLIMessage message{};
+  queue.put(0, message);
+  queue.get(1, message);
+}
+
+// Is the engine there? Open, put, get, close. The queue whose control file and keys are looked up is another
+// one: the real one.
+inline void exchange(Queue queue, const char* file, const key_t keys[3]) {
+  keep(getpid());
+  queue.open(file, keys);
+  queue.close();
+  queue.open(file, keys);
+  queue.lock();  // finding the engine's head
+  queue.unlock();
+  keep(getpid());
+  round_trip(queue);
+  queue.close();
+}
+
+}  // namespace mar::floor

@@ -1,11 +1,10 @@
-// A round trip on an open queue, a whole guarded exchange, and t1 from start to exit, each beside its floor
-// and what a user would take instead. Client and servers on a core each, or all on one:
-//   build/bench/bench/queue_bench [one-core] [T1 STATIC_ONE_SHOT]
+// A round trip on an open queue and a whole guarded exchange, each beside its floor and what a user would
+// take instead. Client and servers on a core each, or all on one:
+//   build/bench/bench/queue_bench [--json FILE] one-core|two-cores
 #include <mqueue.h>
-#include <spawn.h>
 #include <sys/msg.h>
-#include <sys/prctl.h>
-#include <sys/wait.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -27,14 +26,13 @@ namespace {
 constexpr _TIPCIdentifier kClient{1, 1};
 bool one_core = false;
 
-// A server in a process of its own, on the other core, until the benchmark ends.
+// On the other core, until the benchmark ends.
 template <typename Serve>
 void start_server(Serve serve) {
-  if (fork() != 0) return;
-  prctl(PR_SET_PDEATHSIG, SIGTERM);
-  if (!one_core) pin_to_core(1);
-  serve();
-  _exit(1);
+  floor::start_server([serve] {
+    if (!one_core) pin_to_core(1);
+    serve();
+  });
 }
 
 // The stand-in's queue with a server that echoes: no decoding, no decisions.
@@ -67,25 +65,6 @@ struct SysvMessage {
   long type;
   TCLIMessage message;
 };
-
-FloorQueue serve_floor() {
-  const FloorQueue floor = FloorQueue::create();
-  start_server([floor] {
-    FloorQueue own = floor;
-    TCLIMessage message;
-    for (;;) {
-      own.get(0, message);
-      own.put(1, message);
-    }
-  });
-  return floor;
-}
-
-void floor_round_trip(FloorQueue& floor) {
-  static TCLIMessage message{};
-  floor.put(0, message);
-  floor.get(1, message);
-}
 
 // A limit of this IPC namespace that is lower than our record.
 void raise_limit(const char* file) {
@@ -141,20 +120,6 @@ Competitor queue_competitor() {
           }};
 }
 
-// Is the engine there? Open, put, get, close.
-void floor_exchange(FloorQueue floor, const mar::IpcKeys& keys) {
-  const key_t all[] = {keys.segment_semaphores, keys.segment, keys.queue_semaphores};
-  benchmark::DoNotOptimize(getpid());
-  floor.open(CLI_IPC_NAME, all);
-  floor.close();
-  floor.open(CLI_IPC_NAME, all);
-  floor.lock();  // finding the engine's head
-  floor.unlock();
-  benchmark::DoNotOptimize(getpid());
-  floor_round_trip(floor);
-  floor.close();
-}
-
 Competitor exchange_competitor() {
   return {"zarn_send_and_rcv", [] {
             static const unsigned char request[8] = {0, 0, 0, 0, 0, 0, 0, 127};
@@ -163,12 +128,33 @@ Competitor exchange_competitor() {
           }};
 }
 
-Competitor program(const char* path, const char* argument) {
-  return {path, [=] {
-            char* const command[] = {const_cast<char*>(path), const_cast<char*>(argument), nullptr};
-            pid_t child = -1;
-            if (posix_spawn(&child, path, nullptr, nullptr, command, environ) != 0) std::abort();
-            waitpid(child, nullptr, 0);
+// What a service with a socket of its own would do: connect, send, receive, close.
+Competitor socket_competitor() {
+  static const sockaddr_un address = [] {
+    sockaddr_un made{};
+    made.sun_family = AF_UNIX;
+    std::snprintf(made.sun_path + 1, sizeof made.sun_path - 1, "mar_bench.%d", getpid());
+    return made;
+  }();
+  const int server = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const auto* const name = reinterpret_cast<const sockaddr*>(&address);
+  if (bind(server, name, sizeof address) != 0 || listen(server, 4) != 0) std::abort();
+  start_server([=] {
+    static char bytes[sizeof(TCLIMessage)];
+    for (;;) {
+      const int client = accept(server, nullptr, nullptr);
+      recv(client, bytes, sizeof bytes, MSG_WAITALL);
+      send(client, bytes, sizeof bytes, 0);
+      close(client);
+    }
+  });
+  return {"Unix socket, connected", [name] {
+            static char bytes[sizeof(TCLIMessage)];
+            const int client = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+            if (connect(client, name, sizeof address) != 0) std::abort();
+            send(client, bytes, sizeof bytes, 0);
+            recv(client, bytes, sizeof bytes, MSG_WAITALL);
+            close(client);
           }};
 }
 
@@ -179,25 +165,28 @@ Competitor program(const char* path, const char* argument) {
 using namespace mar;
 
 int main(int argc, char** argv) {
+  Results results(argc, argv);
   if (!isolate_process()) return 1;
   one_core = argc > 1 && std::string(argv[1]) == "one-core";
   pin_to_core(0);
-  FloorQueue floor = serve_floor();
+  floor::Queue queue = floor::Queue::create();
+  start_server([queue] { floor::serve(queue); });
   std::vector<Competitor> round_trips = {
-      {"floor", [&] { floor_round_trip(floor); }}, posix_competitor(), sysv_competitor()};
+      {"floor", [&] { floor::round_trip(queue); }}, posix_competitor(), sysv_competitor()};
   int ready[2];
   if (pipe(ready) != 0) return 1;
   start_server([&] { serve_queue(ready[1]); });
   char byte = 0;
   if (read(ready[0], &byte, 1) != 1) return 1;
   round_trips.insert(round_trips.begin() + 1, queue_competitor());
-  side_by_side("Round trip on an open queue, 10260 bytes each way", round_trips, 200, 100);
+  const std::string cores = one_core ? "one core" : "two cores";
+  side_by_side(results, "Round trip on an open queue, " + cores, round_trips, 200, 100);
   mar::IpcKeys keys;
   if (!mar::impl_ipc_keys(CLI_IPC_NAME, keys)) return 1;
-  side_by_side("Whole guarded exchange",
-               {{"floor", [&] { floor_exchange(floor, keys); }}, exchange_competitor()}, 200, 50);
-  if (argc > 2) {
-    const int last = argc - 1;
-    side_by_side("From start to exit", {program(argv[last], ""), program(argv[last - 1], "")}, 300, 1);
-  }
+  const key_t all[] = {keys.segment_semaphores, keys.segment, keys.queue_semaphores};
+  side_by_side(results, "Whole guarded exchange, " + cores,
+               {{"floor", [&] { floor::exchange(queue, CLI_IPC_NAME, all); }},
+                exchange_competitor(),
+                socket_competitor()},
+               200, 50);
 }

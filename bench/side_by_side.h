@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "bench/results.h"
+
 namespace mar {
 
 struct Competitor {
@@ -44,14 +46,15 @@ inline std::vector<double> median_times_us(const std::vector<Competitor>& compet
   return medians;
 }
 
-// The same, printed: the medians, and their ratios to the first competitor's.
-inline void side_by_side(const std::string& title, const std::vector<Competitor>& competitors, int batches,
-                         int batch_size) {
+// The same, printed and kept: the medians, and their ratios to the first competitor's.
+inline void side_by_side(Results& results, const std::string& title,
+                         const std::vector<Competitor>& competitors, int batches, int batch_size) {
   const std::vector<double> medians = median_times_us(competitors, batches, batch_size);
   std::printf("%s\n", title.c_str());
   for (size_t i = 0; i < competitors.size(); ++i) {
-    std::printf("  %-28s %9.2f us   %.3f\n", competitors[i].name.c_str(), medians[i],
-                medians[i] / medians[0]);
+    const double ratio = medians[i] / medians[0];
+    std::printf("  %-28s %9.2f us   %.3f\n", competitors[i].name.c_str(), medians[i], ratio);
+    results.add(title + "/" + competitors[i].name, medians[i], ratio);
   }
 }
 

@@ -1,0 +1,167 @@
+// What a large queue costs. An exchange with oneself on a queue that is opened for it: with 50 to 31998
+// heads, of which the client's is the last one; and behind 1 to 1000 messages that nobody takes. The floor
+// makes the same system calls, and reads the same heads and links with nothing checked.
+//   build/bench/bench/growth_bench [--json FILE]
+#include <sys/ipc.h>
+#include <sys/prctl.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+
+#include "bench/side_by_side.h"
+#include "contract/names.h"
+#include "contract/queue_layout.h"
+#include "ipc/naming.h"
+#include "ipc/queue.h"
+#include "ipc/shared_memory.h"
+#include "standin/queue_owner.h"
+#include "tests/support/isolation.h"
+
+namespace mar {
+
+namespace {
+
+constexpr _TIPCIdentifier kClient{1, 1};
+
+// The engine's queue without an engine: one that lives, and takes nothing.
+class Queue {
+ public:
+  explicit Queue(uint16_t slots) : owner_(CLI_IPC_NAME, slots) {
+    if (!owner_.create()) std::abort();
+  }
+  // Gives every head but the first and the last to some client.
+  void occupy_heads() {
+    CkesSharedMemory memory(CLI_IPC_NAME, false);
+    auto* const bytes = static_cast<uint8_t*>(memory.GetAddress());
+    for (uint16_t i = 1; i + 1 < owner_.slots(); ++i) {
+      auto& head = *reinterpret_cast<_TIPCHeadItem*>(bytes + kCommandQueueLayout.head_offset(i));
+      head.owner = {static_cast<uint32_t>(getpid()), i + 1000u};
+      head.state = HEAD_CHANNEL;
+    }
+    reinterpret_cast<QueueHeader*>(bytes)->headsInUse = static_cast<uint16_t>(owner_.slots() - 1);
+  }
+  void put(_TIPCIdentifier head, int messages) {
+    CIPCQueue<TCLIMessage> queue(CLI_IPC_NAME, false);
+    TCLIMessage message{};
+    for (int i = 0; i < messages; ++i)
+      if (queue.Put(head, message) != 0) std::abort();
+  }
+
+ private:
+  standin::QueueOwner owner_;
+};
+
+void exchange() {
+  CIPCQueue<TCLIMessage> queue(CLI_IPC_NAME, false);
+  static TCLIMessage message{};
+  if (queue.Put(kClient, message) != 0 || queue.Get(kClient, message) != 0) std::abort();
+}
+
+// The same calls, walks and copies, unguarded.
+class Floor {
+ public:
+  Floor() {
+    if (!impl_ipc_keys(CLI_IPC_NAME, keys_)) std::abort();
+    lock_ = semget(keys_.segment_semaphores, 2, 0);
+    wake_ = semget(keys_.queue_semaphores, 2, 0);
+    memory_ = shmget(keys_.segment, 1, 0);
+  }
+  void exchange() {
+    open();
+    lock();
+    const _TIPCHeadItem* head = find_head();
+    walk_chain(*head);
+    std::memcpy(slot(header().freeList), &message_, sizeof message_);
+    step(wake_, head->semNumber, 1);
+    unlock();
+    lock();
+    head = find_head();
+    unlock();
+    step(wake_, head->semNumber, -1);
+    lock();
+    walk_chain(*head);
+    std::memcpy(&message_, slot(header().freeList), sizeof message_);
+    semctl(wake_, head->semNumber, GETNCNT);
+    unlock();
+    lock();
+    unlock();
+    shmdt(base_);
+  }
+
+ private:
+  void open() {
+    struct stat status;
+    stat(CLI_IPC_NAME, &status);
+    semget(keys_.segment_semaphores, 2, 0);
+    shmget(keys_.segment, 1, 0);
+    base_ = static_cast<uint8_t*>(shmat(memory_, nullptr, 0));
+    shmid_ds info;
+    shmctl(memory_, IPC_STAT, &info);
+    slots_ = kCommandQueueLayout.capacity(info.shm_segsz);
+    semctl(lock_, kCreatorAliveSem, GETVAL);
+    semget(keys_.queue_semaphores, 2, 0);
+    semctl(lock_, kCreatorAliveSem, GETVAL);
+  }
+  const QueueHeader& header() const { return *reinterpret_cast<const QueueHeader*>(base_); }
+  uint8_t* slot(uint32_t offset) const { return base_ + offset; }
+  const _TIPCHeadItem* find_head() const {
+    const auto* const heads = reinterpret_cast<const _TIPCHeadItem*>(base_ + QueueLayout::kHeadsOffset);
+    uint64_t i = 0;
+    while (i + 1 < slots_ && std::memcmp(&heads[i].owner, &kClient, sizeof kClient) != 0) ++i;
+    return &heads[i];
+  }
+  void walk_chain(const _TIPCHeadItem& head) const {
+    const volatile uint32_t* link = &head.firstItem;
+    while (const uint32_t offset = *link)
+      link = reinterpret_cast<const volatile uint32_t*>(slot(offset) + sizeof(TCLIMessage));
+  }
+  void step(int set, unsigned short semaphore, short by) {
+    sembuf operation{semaphore, by, 0};
+    semop(set, &operation, 1);
+  }
+  void lock() {
+    sembuf take[] = {{kLockSem, 0, 0}, {kLockSem, 1, SEM_UNDO}};
+    semop(lock_, take, 2);
+  }
+  void unlock() {
+    sembuf release{kLockSem, -1, SEM_UNDO | IPC_NOWAIT};
+    semop(lock_, &release, 1);
+  }
+
+  IpcKeys keys_;
+  int lock_, wake_, memory_;
+  uint8_t* base_ = nullptr;
+  uint64_t slots_ = 0;
+  TCLIMessage message_{};
+};
+
+void measure(Results& results, const std::string& title, int batches) {
+  Floor floor;
+  side_by_side(results, title, {{"floor", [&] { floor.exchange(); }}, {"CIPCQueue", exchange}}, batches, 10);
+}
+
+}  // namespace
+
+}  // namespace mar
+
+using namespace mar;
+
+int main(int argc, char** argv) {
+  Results results(argc, argv);
+  if (!isolate_process()) return 1;
+  pin_to_core(0);
+  for (const uint16_t slots : std::initializer_list<uint16_t>{50, 200, 5000, 31998}) {
+    Queue queue(slots);
+    queue.occupy_heads();
+    measure(results, "Exchange with the last of the heads/" + std::to_string(slots), slots > 1000 ? 50 : 200);
+  }
+  for (const int depth : {1, 10, 100, 1000}) {
+    Queue queue(1100);
+    queue.put(kClient, depth);
+    measure(results, "Exchange on a chain of messages/" + std::to_string(depth), depth > 100 ? 50 : 200);
+  }
+}
