@@ -3,27 +3,32 @@
 // promises. Whole messages and blocks go through copy_shared and clear_shared.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 #include <cstring>
 #include <type_traits>
 
 namespace mar {
 
+// The compiler's own atomic operations, because std::atomic_ref takes no const field and not every C++
+// library has it. A field is a number of up to eight bytes at its natural alignment, so none needs a library
+// call.
 template <typename T>
 T load_shared(const T& field) {
-  return std::atomic_ref<T>(const_cast<T&>(field)).load(std::memory_order_relaxed);
+  static_assert(__atomic_always_lock_free(sizeof(T), nullptr));
+  return __atomic_load_n(&field, __ATOMIC_RELAXED);
 }
 
 template <typename T>
 void store_shared(T& field, std::type_identity_t<T> value) {
-  std::atomic_ref<T>(field).store(value, std::memory_order_release);
+  static_assert(__atomic_always_lock_free(sizeof(T), nullptr));
+  __atomic_store_n(&field, value, __ATOMIC_RELEASE);
 }
 
 // Stores `value` if the field still holds `expected`.
 template <typename T>
 void replace_shared(T& field, std::type_identity_t<T> expected, std::type_identity_t<T> value) {
-  std::atomic_ref<T>(field).compare_exchange_strong(expected, value);
+  static_assert(__atomic_always_lock_free(sizeof(T), nullptr));
+  __atomic_compare_exchange_n(&field, &expected, value, false, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST);
 }
 
 // To or from a segment. Another process may write meanwhile: what arrives is then a mixture, never more.
