@@ -1,14 +1,13 @@
 #include "cli/actions.h"
 
-#include <chrono>
 #include <ctime>
-#include <thread>
 
 #include "cli/output.h"
 #include "cli/sample_data.h"
 #include "cli/settings.h"
 #include "contract/message.h"
 #include "engine_client/commands.h"
+#include "util/deadline.h"
 
 namespace mar::cli {
 
@@ -221,6 +220,6 @@ int32_t doClis() {
 }
 
 int32_t doSleep(int32_t milliseconds) {
-  std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+  if (milliseconds > 0) mar::pause_call(milliseconds);
   return 1;
 }

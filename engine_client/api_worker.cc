@@ -2,10 +2,11 @@
 
 #include <unistd.h>
 
+#include <cinttypes>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <memory>
-#include <string>
 
 #include "contract/byte_order.h"
 #include "contract/message.h"
@@ -57,8 +58,10 @@ int32_t exchange_and_judge(const Command& command, const CmdRecord& row, uint8_t
   const uint64_t total = static_cast<uint64_t>(header_size) + command.payload_size_bytes;
   if (total > CLI_MAX_BUFFER_SIZE) {
     // As a text: the log's "%d" takes an int, and the total may be larger than that.
+    char total_text[21];
+    std::snprintf(total_text, sizeof total_text, "%" PRIu64, total);
     ZARNLog(kBackend, kErrorLevel, "%s: Command is too big [%s] to write to msg buffer!\n", command.log_name,
-            std::to_string(total).c_str());
+            total_text);
     note_cause(MAR_CAUSE_REQUEST_TOO_LONG);
     return MAR_REQUEST_TOO_LARGE;
   }

@@ -4,9 +4,9 @@
 #include <sys/time.h>
 
 #include <algorithm>
-#include <charconv>
 #include <cstdio>
 #include <cstdlib>
+#include <iterator>
 #include <memory>
 #include <new>
 
@@ -36,8 +36,16 @@ class MessageText {
     if (text != nullptr) append(text, strnlen(text, room()));
   }
   void append_int(int value) {
-    char digits[12];
-    append(digits, static_cast<size_t>(std::to_chars(digits, digits + sizeof digits, value).ptr - digits));
+    char text[11];  // "-2147483648"
+    char* first = std::end(text);
+    // Unsigned, because the smallest int has no positive counterpart.
+    for (unsigned rest = value < 0 ? 0u - static_cast<unsigned>(value) : static_cast<unsigned>(value);;) {
+      *--first = static_cast<char>('0' + rest % 10);
+      rest /= 10;
+      if (rest == 0) break;
+    }
+    if (value < 0) *--first = '-';
+    append(first, static_cast<size_t>(std::end(text) - first));
   }
   void append_double(double value) {
     const int length = snprintf(out_ + length_, room() + 1, "%f", value);
