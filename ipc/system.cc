@@ -38,7 +38,10 @@ int semaphore_value(int set, int number) { return semctl(set, number, GETVAL); }
 
 int semaphore_waiters(int set, int number) { return semctl(set, number, GETNCNT); }
 
-int semaphores_operate(int set, sembuf* operations, size_t count) { return semop(set, operations, count); }
+// Not semop(), which some C libraries make from this call and others not: every build makes the same calls.
+int semaphores_operate(int set, sembuf* operations, size_t count) {
+  return semtimedop(set, operations, count, nullptr);
+}
 
 int semaphores_operate_for(int set, sembuf* operations, size_t count, const timespec* limit) {
   return semtimedop(set, operations, count, limit);

@@ -22,12 +22,7 @@ bool fails(const sembuf* operations, bool timed) {
 
 extern "C" {
 
-int __real_semop(int set, sembuf* operations, size_t count);
 int __real_semtimedop(int set, sembuf* operations, size_t count, const timespec* limit);
-
-int __wrap_semop(int set, sembuf* operations, size_t count) {
-  return fails(operations, false) ? -1 : __real_semop(set, operations, count);
-}
 
 int __wrap_semtimedop(int set, sembuf* operations, size_t count, const timespec* limit) {
   return fails(operations, limit != nullptr) ? -1 : __real_semtimedop(set, operations, count, limit);

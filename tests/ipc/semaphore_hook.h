@@ -1,5 +1,5 @@
-// Stands before the C library's semop and semtimedop, so that a test can act between two steps of the queue's
-// code or have a step fail. Link with --wrap=semop and --wrap=semtimedop.
+// Stands before the C library's semtimedop, so that a test can act between two steps of the queue's
+// code or have a step fail. Link with --wrap=semtimedop.
 #pragma once
 
 #include <sys/sem.h>
