@@ -10,6 +10,7 @@
 #include "ipc/naming.h"
 #include "tests/end_to_end/scripted_engine.h"
 #include "tests/support/program.h"
+#include "tests/support/t1_path.h"
 
 namespace mar {
 
@@ -21,7 +22,7 @@ struct Seen {
 };
 
 Seen run_dump(const std::vector<std::string>& environment = {}) {
-  Program t1({T1_PATH, "dump"}, environment);
+  Program t1({t1_path(), "dump"}, environment);
   std::string output = t1.output();
   return {output, t1.status()};
 }
@@ -117,7 +118,7 @@ TEST(Failures, NoHeadForTheClient) {
 
 TEST(Failures, AnEngineThatDiesWhileTheClientWaits) {
   auto engine = engine_process();
-  Program t1({T1_PATH, "dump"});
+  Program t1({t1_path(), "dump"});
   ASSERT_TRUE(client_waits());
   engine->kill();
   EXPECT_EQ(t1.output(), "\aERROR: mar_dump failed[-2].\n");
@@ -129,7 +130,7 @@ TEST(Failures, AnEngineThatDiesInTheMiddleOfALongAnswer) {
     own.send(request, CLI_HEADER, 10240, ScriptedEngine::reply(1200, 1));
     own.send(request, CLI_APPEND, 10240, "");
   });
-  Program t1({T1_PATH, "dump"});
+  Program t1({t1_path(), "dump"});
   ASSERT_TRUE(client_waits());
   engine->kill();
   EXPECT_EQ(t1.output(), "\aERROR: mar_dump failed[-2].\n");
@@ -140,7 +141,7 @@ TEST(Failures, ALastAnswerIsNotLost) {
     own.answer(request, 1);
     raise(SIGKILL);
   });
-  Program t1({T1_PATH, "dump"});
+  Program t1({t1_path(), "dump"});
   EXPECT_EQ(t1.output(), "mar_dump worked!\n");
 }
 
@@ -174,7 +175,7 @@ TEST(Failures, AnswersOfEveryShapeAreJudgedByTheirFirstEightBytes) {
       {"the smallest result", 0, 8, ScriptedEngine::reply(1200, INT32_MIN), failed("-2147483648")},
   };
   for (const auto& row : rows) {
-    Program t1({T1_PATH, "dump"});
+    Program t1({t1_path(), "dump"});
     const auto request = engine.request();
     ASSERT_TRUE(request.has_value()) << row.label;
     ASSERT_TRUE(engine.send(*request, row.kind, row.length, row.data)) << row.label;
@@ -200,7 +201,7 @@ TEST(Failures, InstancesNeverMeet) {
     unsetenv("ARM_AGENT_PREFIX");
     return alive;
   }));
-  Program plain_t1({T1_PATH, "dump"});
+  Program plain_t1({t1_path(), "dump"});
   EXPECT_EQ(run_dump({blue}).output, "mar_dump worked!\n");
   const auto request = plain.request();
   ASSERT_TRUE(request.has_value());

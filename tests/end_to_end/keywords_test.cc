@@ -9,6 +9,7 @@
 #include "tests/end_to_end/scripted_engine.h"
 #include "tests/support/payload_bytes.h"
 #include "tests/support/program.h"
+#include "tests/support/t1_path.h"
 
 namespace mar {
 
@@ -76,7 +77,7 @@ TEST(Keywords, QueueTheirRecords) {
   ASSERT_TRUE(engine.usable());
   for (const auto& row : kRows) {
     SCOPED_TRACE("t1 " + row.arguments);
-    std::istringstream words(T1_PATH " " + row.arguments);
+    std::istringstream words(t1_path() + " " + row.arguments);
     Program t1({std::istream_iterator<std::string>(words), {}});
     for (const auto& want : row.exchanges) {
       const auto record = engine.request();

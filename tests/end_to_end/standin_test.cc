@@ -17,6 +17,7 @@
 #include "tests/end_to_end/scripted_engine.h"
 #include "tests/support/kernel_objects.h"
 #include "tests/support/program.h"
+#include "tests/support/t1_path.h"
 
 namespace mar {
 
@@ -65,7 +66,7 @@ std::vector<std::string> standin_command(const std::vector<std::string>& options
   return words;
 }
 
-std::string dump_output() { return Program({T1_PATH, "dump"}).output(); }
+std::string dump_output() { return Program({t1_path(), "dump"}).output(); }
 
 // Sends a payload of its own and expects it back. Returns 1, or what went wrong.
 long echo(uint32_t round) {
@@ -126,7 +127,7 @@ TEST(Standin, ServesClientsOfOtherProcessNamespaces) {
                   "dump:size=300000,delay=600", "--slots", "6"});
   ASSERT_EQ(engine.line(), "ready");
   EXPECT_EQ(dump_output(), "mar_dump worked!\n");
-  EXPECT_EQ(Program({T1_PATH, "stopeng"}).status(), 0);
+  EXPECT_EQ(Program({t1_path(), "stopeng"}).status(), 0);
   EXPECT_EQ(engine.output().find("freed"), std::string::npos);
   EXPECT_EQ(engine.status(), 0);
 }
@@ -180,7 +181,7 @@ TEST(Standin, SurvivesAClientKilledAtAnyStep) {
   for (int status = 128 + SIGKILL; status == 128 + SIGKILL; ++step) {
     ASSERT_LT(step, 100);
     const std::string inject = "inject=semtimedop:signal=KILL:when=" + std::to_string(step);
-    Program t1({"strace", "-qq", "-o", "/dev/null", "-e", inject, T1_PATH, "dump"},
+    Program t1({"strace", "-qq", "-o", "/dev/null", "-e", inject, t1_path(), "dump"},
                {"ASAN_OPTIONS=detect_leaks=0"});  // no leak check works under a tracer
     t1.output();
     status = t1.status();

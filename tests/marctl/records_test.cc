@@ -7,6 +7,7 @@
 #include "standin/request_line.h"
 #include "tests/marctl/marctl.h"
 #include "tests/support/payload_bytes.h"
+#include "tests/support/t1_path.h"
 
 namespace mar {
 
@@ -119,7 +120,7 @@ TEST(MarctlRecords, RepeatWhatT1SentAndTheStandinRecorded) {
     for (const char* keyword : {"addedgepolicy 14", "addthreshold 3", "updateedgepolicy", "updatethreshold",
                                 "removethreshold", "removeedgepolicy 3", "requestdataupload 50",
                                 "setuploadschedule 5 2", "debug 2", "dump", "cleareng"})
-      Program({"sh", "-c", std::string(T1_PATH) + " " + keyword + " >/dev/null"}).status();
+      Program({"sh", "-c", t1_path() + " " + keyword + " >/dev/null"}).status();
     sent = engine.requests();
   }
   ASSERT_EQ(sent.size(), 14u + 3 + 10);
