@@ -77,6 +77,9 @@ TEST(MarctlInput, IsRefusedWithItsPlaceAndWhatIsAllowed) {
     EXPECT_EQ(ran.status, 2) << row.arguments;
     EXPECT_EQ(ran.output, "marctl: " + row.output + "\n") << row.arguments;
   }
+  EXPECT_EQ(marctl("--json nonsense").output,
+            "{\"status\":2,\"outcome\":\"bad-input\",\"text\":\"there is no command \\\"nonsense\\\"; marctl "
+            "--help lists them\"}\n");
   EXPECT_EQ(engine.requests().size(), 0u);
 }
 

@@ -1,8 +1,10 @@
 // marctl: sends commands with real parameters to the MAR measurement engine, for scripts.
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
 #include "tools/marctl/arguments.h"
 #include "tools/marctl/modes.h"
@@ -128,15 +130,16 @@ void define_commands(CLI::App& app, Arguments& arguments) {
 }
 
 // Explains a wrong command line. Returns 0 for --help and --version.
-ExitStatus explain(const CLI::App& app, const CLI::ParseError& error) {
+ExitStatus explain(const CLI::App& app, const CLI::ParseError& error, const Style& style) {
   if (error.get_exit_code() == 0) {
     app.exit(error);
     return ExitStatus::kDone;
   }
   const std::vector<std::string> unknown = app.remaining();
   if (app.get_subcommands().empty() && !unknown.empty() && !unknown[0].starts_with('-'))
-    return report_bad_input({}, "there is no command " + quoted(unknown[0]) + "; marctl --help lists them");
-  return report_bad_input({}, error.what());
+    return report_bad_input(style,
+                            "there is no command " + quoted(unknown[0]) + "; marctl --help lists them");
+  return report_bad_input(style, error.what());
 }
 
 ExitStatus run_program(int argc, char** argv) {
@@ -151,7 +154,9 @@ ExitStatus run_program(int argc, char** argv) {
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return explain(app, error);
+    // A command line that cannot be parsed sets no option, but a script wants to be told in its own way.
+    return explain(app, error,
+                   {.json = std::find(argv, argv + argc, std::string_view("--json")) != argv + argc});
   }
   return arguments.run(arguments);
 }
