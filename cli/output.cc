@@ -4,6 +4,7 @@
 #include "cli/output.h"
 
 #include <poll.h>
+#include <string.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -38,7 +39,14 @@ void write_whole(const char* text, size_t length_bytes) {
 
 }  // namespace
 
-void say(const char* text) { sayf("%s\n", text); }
+// Most commands print nothing else, so this does without the formatting functions and their pages.
+void say(const char* text) {
+  char line[kMaxOutputBytes];
+  size_t length_bytes = strnlen(text, sizeof line);
+  memcpy(line, text, length_bytes);
+  if (length_bytes < sizeof line) line[length_bytes++] = '\n';
+  write_whole(line, length_bytes);
+}
 
 void sayf(const char* format, ...) {
   char text[kMaxOutputBytes + 1];
