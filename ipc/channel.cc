@@ -15,7 +15,7 @@ namespace {
 constinit mar::CommandChannel process_channel({pcmd_channel, cmd_channel_key, ipc_user_id, prdbuff});
 
 // The thread that opened the channel. A child forked by another one inherits the channel but not that thread,
-// so nobody would ever close it.
+// so it would never be closed.
 constinit pthread_t opener{};
 
 void forget_in_child() {

@@ -37,8 +37,8 @@ class CommandChannel {
   // Closes without a line in the log.
   void release();
 
-  // Lets go of everything, in a forked child: the queue's user is a thread of the parent, whose objects may
-  // be in the middle of a change, so they are left behind.
+  // Forgets everything, in a forked child: the queue's user is a thread of the parent, whose objects may be
+  // in the middle of a change, so they are not destroyed.
   void abandon();
 
  private:

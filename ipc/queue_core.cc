@@ -272,8 +272,8 @@ QueueCore::Outcome QueueCore::WaitForItem(_TIPCHeadItem& head, bool by_identifie
       return {QUEUE_INVALID_ID};
     }
     if (load_shared(head.firstItem) != 0) return {};
-    // Woken with nothing queued, as by implAwakenAll. The queue is open, so wait again, unless somebody keeps
-    // posting while the creator has died or the time is up.
+    // Woken with nothing queued, as by implAwakenAll. The queue is open, so wait again. If another process
+    // keeps posting, only this test finds that the creator has died or that the time is up.
     if (call_deadline().has_passed() || (VCreatorSeenAlive && !CreatorAlive())) return {QUEUE_GET_FAILED};
   }
 }

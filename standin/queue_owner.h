@@ -1,5 +1,5 @@
 // The command queue from its owner's side: made exactly as the contract lays it out, kept free of
-// what dead clients leave behind, and removed at the end with everything that belongs to it. For
+// what dead clients leave, and removed at the end with everything that belongs to it. For
 // one thread, except wake().
 #pragma once
 
@@ -37,7 +37,7 @@ class QueueOwner {
 
   // Takes the control file, replaces the segment and semaphore sets of a dead engine, and opens the
   // engine's head. The calling process counts as the creator: fork before this call, not after it. A
-  // failure leaves nothing of ours behind. Its code is ControlFile::kInUse if another engine lives,
+  // failure removes all that was made. Its code is ControlFile::kInUse if another engine lives,
   // whose queue is left alone.
   Outcome<> create();
 

@@ -1,4 +1,4 @@
-// Times of a run, on a clock that nobody sets.
+// Times of a run, on a clock that cannot be set.
 #pragma once
 
 #include <chrono>

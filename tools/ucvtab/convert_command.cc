@@ -45,7 +45,7 @@ class Filter {
       throw Failure(kBadInput, "the input ends inside a character");
   }
 
-  // What was substituted, in words; empty if nothing was, or if nobody has asked.
+  // What was substituted, in words; empty if nothing was, or if it is not counted.
   std::string substitutions() const { return careful_ ? careful_->report() : ""; }
 
  private:
