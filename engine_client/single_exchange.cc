@@ -110,7 +110,8 @@ void fill_message(const unsigned char* request, int length, TCLIMessage& message
   message.kind = CLI_SINGLE;
 }
 
-bool write_request(Exchange& exchange, Route& route) {
+// Not inlined: the request would keep its 10 KB of stack, and the answer would need fresh pages for as much.
+[[gnu::noinline]] bool write_request(Exchange& exchange, Route& route) {
   ZARNLog(kBackend, kExchangeLevel, "%s: inserting the command into a TCLIMessage type variable", kBareName);
   TCLIMessage message{};  // zeroed: any process can read what is queued
   const bool fits = fits_message(exchange.length);
