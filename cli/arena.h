@@ -35,7 +35,7 @@ class Arena {
   Room place(size_t size_bytes);
   static Room map(size_t size_bytes);
 
-  // A command's buffers take 31 KB, and the GNU C++ library, where it is linked, reserves 73 KB for exceptions.
+  // A command needs 31 KB for its buffers. The GNU C++ library, where it is linked, reserves 73 KB.
   static constexpr size_t kSizeBytes = 128 * 1024;
 
   StaticMutex mutex_;
