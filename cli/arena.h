@@ -36,7 +36,7 @@ class Arena {
   static Room map(size_t size_bytes);
 
   // A command needs 31 KB for its buffers. The GNU C++ library, where it is linked, reserves 73 KB.
-  static constexpr size_t kSizeBytes = 128 * 1024;
+  static constexpr size_t kSizeBytes = size_t{128} * 1024;
 
   StaticMutex mutex_;
   uint32_t used_bytes_ MAR_GUARDED_BY(mutex_) = 0;
