@@ -84,7 +84,9 @@ class Floor {
     step(wake_, head->semNumber, -1);
     lock();
     walk_chain(*head);
-    std::memcpy(&message_, slot(header().freeList), sizeof message_);
+    // The oldest message, which on an empty chain is the one just put.
+    const uint32_t first = head->firstItem;
+    std::memcpy(&message_, slot(first != 0 ? first : header().freeList), sizeof message_);
     semctl(wake_, head->semNumber, GETNCNT);
     unlock();
     lock();

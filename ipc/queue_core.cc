@@ -209,7 +209,6 @@ long QueueCore::SetState(TQueueState state) {
 long QueueCore::PutBytes(_TIPCIdentifier identifier, long key, const void* message, bool front) {
   static constexpr char kLocation[] = "CIPCQueue::PrivatePut()";
   VLastMoved = false;
-  if (key == -1) PopulateHeads();
   if (const long code = LockFor(kLocation)) return code;
   if (State() != IPCQUEUE_OPEN) {
     const long unlocked = PassOn(VSharedMemory->Unlock(), kLocation);
@@ -247,7 +246,6 @@ long QueueCore::GetBytes(_TIPCIdentifier identifier, long key, void* message) {
   static constexpr char kLocation[] = "CIPCQueue::PrivateGet()";
   VLastMoved = false;
   const bool by_identifier = key == -1;
-  if (by_identifier) PopulateHeads();
   if (const long code = LockFor(kLocation)) return code;
   _TIPCHeadItem* head = nullptr;
   Outcome outcome{SelectHead(identifier, key, head)};

@@ -152,8 +152,6 @@ class QueueCore {
   Outcome WaitUnlocked(_TIPCHeadItem& head, uint16_t sem_number);
   long WaitForPost(uint16_t sem_number);  // never with the lock held
 
-  void PopulateHeads();  // without the lock
-
   // Work on the segment, with the lock held throughout.
   long FindHead(_TIPCIdentifier identifier, bool create, _TIPCHeadItem*& head);
   template <typename Wanted>
@@ -199,7 +197,7 @@ class QueueCore {
   QueueLayout VLayout;
   bool VCreatorSeenAlive = false;  // at the last look
   bool VLastMoved = false;
-  bool VHeadsPopulated = false;
+  mutable bool VHeadsPopulated = false;  // their pages are mapped
 };
 
 }  // namespace mar

@@ -26,15 +26,6 @@ bool QueueCore::IsOwnedBy(const _TIPCHeadItem& head, _TIPCIdentifier owner) {
   return CIPCUtils::sameIPCIdentifiers(owner_of(head), owner);
 }
 
-// Before a search that may read all heads: one by one, each of their pages would cost a page fault, with the
-// lock held. A few pages are not worth the call.
-void QueueCore::PopulateHeads() {
-  constexpr uint16_t kWorthwhile = 1024;
-  if (!VInitialized || VHeadsPopulated || VCapacity < kWorthwhile) return;
-  VHeadsPopulated = true;
-  (void)sys::segment_populate(VBase, VLayout.head_offset(VCapacity));
-}
-
 uint32_t QueueCore::State() const { return load_shared(VHeader->queueState); }
 
 // The slot at `offset`, or null if there is none.
@@ -51,8 +42,17 @@ bool QueueCore::SemNumberOf(const _TIPCHeadItem& head, uint16_t& sem_number) con
 
 template <typename Wanted>
 _TIPCHeadItem* QueueCore::FirstHead(Wanted wanted) const {
+  // Most clients find theirs here. Those who do not read on through all heads, and one by one each of their
+  // pages would cost a page fault, with the lock held.
+  constexpr uint16_t kFirstLook = 512;
   _TIPCHeadItem* const end = VHeads + VCapacity;
-  _TIPCHeadItem* const head = std::find_if(VHeads, end, wanted);
+  _TIPCHeadItem* const first_end = VHeads + std::min(kFirstLook, VCapacity);
+  _TIPCHeadItem* head = std::find_if(VHeads, first_end, wanted);
+  if (head == first_end && head != end) {
+    if (!VHeadsPopulated) (void)sys::segment_populate(VBase, VLayout.head_offset(VCapacity));
+    VHeadsPopulated = true;
+    head = std::find_if(head, end, wanted);
+  }
   return head == end ? nullptr : head;
 }
 

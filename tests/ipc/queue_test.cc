@@ -182,6 +182,26 @@ TEST_F(OpenQueue, HeadsAreClaimedInOrderThenRecycledWhenIdleAndEmpty) {
   EXPECT_EQ(error_trail(), "CIPCQueue::PrivatePut()\nCIPCQueue::Put()\n");
 }
 
+// Thousands of heads are searched like four: the first free one is claimed, and found again.
+TEST(LargeQueue, HeadsAreFoundWhereverTheyAre) {
+  constexpr uint16_t kHeads = 3000;
+  MadeQueue made(kHeads);
+  ASSERT_TRUE(made.made());
+  const auto user = [](uint32_t i) { return _TIPCIdentifier{100 + i, 1}; };
+  for (uint32_t i = 0; i < kHeads; ++i) made.u32(MadeQueue::head(i) + 4) = user(i).process_id;
+  for (const uint32_t i : {511u, 512u, 513u, kHeads - 1u}) {
+    made.u16(2) = kHeads - 1;
+    made.u32(MadeQueue::head(i) + 4) = made.u32(MadeQueue::head(i) + 8) = 0xFFFFFFFF;
+    CommandQueue queue(CLI_IPC_NAME, false);
+    ASSERT_EQ(queue.Put(user(i), numbered(i)), 0) << i;
+    EXPECT_EQ(made.u32(MadeQueue::head(i) + 4), user(i).process_id) << i;
+    EXPECT_EQ(made.u16(2), kHeads) << i;
+    TCLIMessage message;
+    ASSERT_EQ(queue.Get(user(i), message), 0) << i;
+    EXPECT_EQ(message.command, i);
+  }
+}
+
 TEST_F(OpenQueue, AClosedQueueDrainsAndThenFails) {
   put(1, 1);
   ASSERT_EQ(queue->SetState(IPCQUEUE_CLOSE), 0);
