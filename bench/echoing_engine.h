@@ -2,6 +2,7 @@
 // answer, and a request to be repeated.
 #pragma once
 
+#include <fcntl.h>
 #include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -10,20 +11,24 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
 #include "contract/message.h"
 
 namespace mar::bench {
 
-// Returns once the engine answers, with `fault` (mar-standin(1), --fault) besides its echo.
+// Returns once the engine answers, with `fault` (mar-standin(1), --fault) besides its echo. What it prints is
+// dropped.
 inline pid_t start_engine(const char* program, const char* slots, const char* fault = "*:echo") {
   int ready[2];
   if (pipe(ready) != 0) std::abort();
   const pid_t engine = fork();
   if (engine == 0) {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
-    dup2(ready[1], STDOUT_FILENO);
-    execl(program, program, "--quiet", "--slots", slots, "--fault", "*:echo", "--fault", fault, nullptr);
+    dup2(open("/dev/null", O_WRONLY | O_CLOEXEC), STDOUT_FILENO);
+    const std::string ready_fd = std::to_string(ready[1]);
+    execl(program, program, "--quiet", "--slots", slots, "--fault", "*:echo", "--fault", fault, "--ready-fd",
+          ready_fd.c_str(), nullptr);
     _exit(127);
   }
   close(ready[1]);
