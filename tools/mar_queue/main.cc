@@ -28,6 +28,7 @@ constexpr int kBadUsage = 2;
 constexpr size_t kPrintedFindings = 50;
 constexpr int kLooksOfACheck = 10;  // of 300 ms each
 constexpr int kLooksAtDamage = 8;
+constexpr int kTriesAtDamage = 24;
 constexpr int kLongestPauseUs = 2000;
 constexpr char kRedraw[] = "\033[H\033[J";  // cursor home, clear below
 
@@ -127,31 +128,40 @@ struct Look {
   bool shows_damage() const { return snapshot.settled && checked && !checked->damage.empty(); }
 };
 
-// A check needs one moment at which the queue is at rest; a busy queue may take a few looks to show one.
-Look take_look(const Arguments& arguments) {
-  Look look;
-  int tries = 0;
-  do {
-    look.snapshot = take_snapshot(arguments.name);
-  } while (arguments.command == "check" && ++tries < kLooksOfACheck && look.is_unsettled());
+Look take_look(const std::string& name) {
+  Look look{take_snapshot(name), {}};
   if (look.snapshot.image) look.checked = check_queue(*look.snapshot.image, look.snapshot.uses);
   return look;
 }
 
 // Users that put and take in step with the copies may leave the same half of a change for each of them.
-// Damage stays: it is believed only once looks at irregular intervals have all shown it.
-Look examine(const Arguments& arguments) {
-  Look look = take_look(arguments);
+// Damage stays: it is believed only once looks at irregular intervals have all shown it. A look at a queue in
+// motion proves nothing, one way or the other.
+Look confirm_damage(Look look, const std::string& name) {
   std::minstd_rand random(std::random_device{}());
   std::uniform_int_distribution<int> pause_us(0, kLongestPauseUs);
-  for (int looks = 1; looks < kLooksAtDamage && look.shows_damage(); ++looks) {
+  int looks = 1;
+  for (int tries = 0; looks < kLooksAtDamage && tries < kTriesAtDamage; ++tries) {
     std::this_thread::sleep_for(std::chrono::microseconds(pause_us(random)));
-    look = take_look(arguments);
+    Look next = take_look(name);
+    if (!next.snapshot.settled) continue;
+    look = std::move(next);
+    if (!look.shows_damage()) return look;
+    ++looks;
   }
+  if (looks < kLooksAtDamage) look.snapshot.settled = false;
   return look;
 }
 
-// Examines the queue once and prints one report. Returns the exit status, or -1 if the
+// A check needs one moment at which the queue is at rest; a busy queue may take a few looks to show one.
+Look examine(const Arguments& arguments) {
+  Look look = take_look(arguments.name);
+  for (int looks = 1; arguments.command == "check" && looks < kLooksOfACheck && look.is_unsettled(); ++looks)
+    look = take_look(arguments.name);
+  return look.shows_damage() ? confirm_damage(std::move(look), arguments.name) : look;
+}
+
+// Examines the queue and prints one report. Returns the exit status, or -1 if the
 // report cannot be written.
 int report(const Arguments& arguments) {
   PingResult pinged;
