@@ -43,7 +43,7 @@ constexpr CodesetRow kCodesets[] = {
     {"CP1047", "CP1047", "ibm-1047", "EBCDIC", 0xC0, 0xFF},
     {"CP939", "CP939", "ibm-939", "mixed EBCDIC", 0x3041, 0x9FA5},
     {"CP933", "CP933", "ibm-933", "mixed EBCDIC", 0xAC00, 0xD7A3},
-    {"GB18030", "GB18030", "GB18030", "GB18030", 0x4E00, 0x9FA5},
+    {"GB18030", "GB18030", "GB18030", "GB18030, two bytes", 0x4E00, 0x9FA5},
     {"GB18030", "GB18030", "GB18030", "GB18030, four bytes", 0x905, 0x939},
     {"UTF8", "UTF-8", "UTF-8", "UTF-8", 0x410, 0x44F},
     {"UTF8", "UTF-8", "UTF-8", "UTF-8", 0x4E00, 0x9FA5},
@@ -287,8 +287,10 @@ void measure_row(const CodesetRow& row, Direction direction, Content content, co
   const double ratio = fastest / times_us[0];
   const std::string size = is_long ? "1 MiB" : "64 bytes";
   for (size_t i = 0; i < competitors.size(); ++i) {
-    results.add(std::string(row.family) + '/' + row.name + '/' + size + '/' + kDirectionNames[direction] +
-                    '/' + kContentNames[content] + '/' + competitors[i].name,
+    // Two rows of UTF-8 differ in their letters alone.
+    results.add(std::string(row.family) + '/' + row.name + ' ' + std::to_string(row.first) + '/' + size +
+                    '/' + kDirectionNames[direction] + '/' + kContentNames[content] + '/' +
+                    competitors[i].name,
                 times_us[i], times_us[i] / times_us[0]);
   }
   std::printf(competitors.size() == 3 ? "           %7.2f\n" : " %7.2f\n", ratio);

@@ -1,6 +1,7 @@
 // What a large queue costs: a put and a get on a queue that is opened for them, with 50 to 31998 heads, of
 // which the client's is the last one; and on a chain of 1 to 1000 messages. The floor makes the same system
-// calls and reads the same heads and links, with nothing checked.
+// calls, but for the one that maps the pages of many heads, and reads the same heads and links, with nothing
+// checked.
 //   build/bench/bench/growth_bench [--json FILE]
 #include <sys/ipc.h>
 #include <sys/prctl.h>

@@ -1,5 +1,5 @@
-// A round trip on an open queue and a whole guarded exchange, each beside its floor and what a user would
-// take instead. Client and servers on a core each, or all on one:
+// A round trip on an open queue and a whole guarded exchange, each beside its floor and what a program would
+// use that need not keep the contract. Client and servers on a core each, or all on one:
 //   build/bench/bench/queue_bench [--json FILE] one-core|two-cores
 #include <mqueue.h>
 #include <sys/msg.h>
