@@ -45,7 +45,7 @@ struct mar_error {
 };
 
 /* Never null. The library owns it; valid until the thread's next call of a mar_ function other than this
- * one. */
+ * one. A control file in the text is that of the instance that is set now. */
 const struct mar_error* mar_last_error(void);
 
 /* "1.2.3", of the library that runs. */

@@ -42,8 +42,8 @@ bool QueueCore::SemNumberOf(const _TIPCHeadItem& head, uint16_t& sem_number) con
 
 template <typename Wanted>
 _TIPCHeadItem* QueueCore::FirstHead(Wanted wanted) const {
-  // Most clients find theirs here. Those who do not read on through all heads, and one by one each of their
-  // pages would cost a page fault, with the lock held.
+  // Most clients find theirs here. The others read all heads, and each page of them would cost a page fault,
+  // with the lock held.
   constexpr uint16_t kFirstLook = 512;
   _TIPCHeadItem* const end = VHeads + VCapacity;
   _TIPCHeadItem* const first_end = VHeads + std::min(kFirstLook, VCapacity);

@@ -38,7 +38,8 @@ int semaphore_value(int set, int number) { return semctl(set, number, GETVAL); }
 
 int semaphore_waiters(int set, int number) { return semctl(set, number, GETNCNT); }
 
-// Not semop(), which some C libraries make from this call and others not: every build makes the same calls.
+// Not semop(): some C libraries make it from this call, others do not, and every build is to make the same
+// calls.
 int semaphores_operate(int set, sembuf* operations, size_t count) {
   return semtimedop(set, operations, count, nullptr);
 }

@@ -3,8 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
+#include <thread>
+#include <utility>
+#include <vector>
 
 using mar::cli::Arena;
 
@@ -93,4 +98,22 @@ TEST(Arena, HasNoBlockOfAnImpossibleSize) {
     EXPECT_EQ(errno, ENOMEM) << size;
   }
   EXPECT_EQ(arena.allocate_zeroed(SIZE_MAX / 2, 3), nullptr);
+}
+
+TEST(Arena, ServesThreadsAtOnce) {
+  static Arena arena;
+  std::atomic<int> damaged = 0;
+  std::vector<std::thread> threads;
+  for (uint8_t thread = 1; thread <= 4; ++thread) {
+    threads.emplace_back([&damaged, thread] {
+      for (int round = 0; round < 20'000; ++round) {
+        auto* const block = static_cast<uint8_t*>(arena.allocate(64));
+        std::memset(block, thread, 64);
+        if (block[0] != thread || std::memcmp(block, block + 1, 63) != 0) ++damaged;
+        arena.free(block);
+      }
+    });
+  }
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(damaged, 0);
 }
