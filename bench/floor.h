@@ -23,6 +23,16 @@ void keep(const T& value) {
   asm volatile("" : : "r,m"(value) : "memory");
 }
 
+// Of a segment, by its own semaphore set.
+inline void lock(int set) {
+  sembuf take[] = {{0, 0, 0}, {0, 1, SEM_UNDO}};
+  semop(set, take, 2);
+}
+inline void unlock(int set) {
+  sembuf release{0, -1, SEM_UNDO | IPC_NOWAIT};
+  semop(set, &release, 1);
+}
+
 class Queue {
  public:
   // The kernel's numbers of its objects, by which another process joins it.
@@ -84,14 +94,8 @@ class Queue {
     unlock();
     detach();
   }
-  void lock() {
-    sembuf take[] = {{0, 0, 0}, {0, 1, SEM_UNDO}};
-    semop(objects_.lock_set, take, 2);
-  }
-  void unlock() {
-    sembuf release{0, -1, SEM_UNDO | IPC_NOWAIT};
-    semop(objects_.lock_set, &release, 1);
-  }
+  void lock() { floor::lock(objects_.lock_set); }
+  void unlock() { floor::unlock(objects_.lock_set); }
 
  private:
   Objects objects_;

@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "bench/floor.h"
 #include "bench/side_by_side.h"
 #include "contract/names.h"
 #include "contract/queue_layout.h"
@@ -126,14 +127,8 @@ class Floor {
     sembuf operation{semaphore, by, 0};
     semop(set, &operation, 1);
   }
-  void lock() {
-    sembuf take[] = {{kLockSem, 0, 0}, {kLockSem, 1, SEM_UNDO}};
-    semop(lock_, take, 2);
-  }
-  void unlock() {
-    sembuf release{kLockSem, -1, SEM_UNDO | IPC_NOWAIT};
-    semop(lock_, &release, 1);
-  }
+  void lock() { floor::lock(lock_); }
+  void unlock() { floor::unlock(lock_); }
 
   IpcKeys keys_;
   int lock_, wake_, memory_;
