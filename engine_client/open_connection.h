@@ -33,7 +33,7 @@ class OpenConnection {
   const CkesBuffer& answer() const { return *answer_; }
   uint32_t process_id() const { return process_id_; }
 
-  // For a forked child: gives up the queue, whose user is a thread of the parent.
+  // For a forked child: forgets the queue, whose user is a thread of the parent.
   void abandon() { channel_.abandon(); }
 
  private:

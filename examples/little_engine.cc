@@ -1,5 +1,5 @@
 // A complete engine that accepts every command: makes the queue, answers each request with a success, frees
-// what dead clients leave, and ends on the stop command or a signal with nothing left behind.
+// what dead clients leave, and removes all it has made when it ends, on the stop command or a signal.
 #include <fcntl.h>
 #include <mar/contract/byte_order.h>
 #include <mar/contract/names.h>

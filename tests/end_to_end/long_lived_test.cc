@@ -280,7 +280,7 @@ TEST_F(LongLived, ACommandOnAConnectionTakesNineSystemCalls) {
   EXPECT_EQ(calls_of(12) - calls_of(2), 10 * 9);
 }
 
-// Killed, so that queue and sign of life stay behind; ended, so that all is removed.
+// Killed, an engine leaves queue and sign of life; ended, it removes them.
 TEST_F(LongLived, AConnectionOutlivesItsEngine) {
   for (const int signal : {SIGKILL, SIGTERM}) {
     for (int round = 0; round < 3; ++round) {

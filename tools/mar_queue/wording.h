@@ -19,7 +19,7 @@ std::string count_of(uint64_t count, std::string_view noun);
 // The local time as "2026-11-21T20:31:07".
 std::string iso_time(time_t time);
 
-// The sentence that the client library gives as the cause of a failed call.
+// The sentence by which the client library explains a failed call.
 std::string sentence_of(mar_cause cause, const CauseDetails& details = {});
 
 // Which of `names` was probably meant by `word`. Mistakes count by character; a name may also be cut short.
