@@ -167,7 +167,8 @@ int report(const Arguments& arguments) {
   PingResult pinged;
   const bool is_ping = arguments.command == "ping";
   if (is_ping) pinged = ping(arguments.timeout_s);
-  const auto [snapshot, checked] = examine(arguments);
+  // The text of a ping shows nothing of the queue.
+  const auto [snapshot, checked] = is_ping && !arguments.json ? Look{} : examine(arguments);
   const Findings findings = is_ping ? pinged.findings : run(arguments, snapshot, checked);
   std::string output;
   if (arguments.watch_s > 0 && !arguments.json && isatty(STDOUT_FILENO) != 0) output = kRedraw;
