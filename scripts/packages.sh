@@ -7,6 +7,8 @@
 build_packages='cmake ninja-build g++ pkg-config libcli11-dev libfmt-dev libicu-dev libssl-dev nlohmann-json3-dev'
 # shellcheck disable=SC2034
 test_packages='libgtest-dev strace mandoc locales'
+# shellcheck disable=SC2034
+emulator_packages='bochs bochs-term vgabios'
 
 need_packages() {
   missing=
