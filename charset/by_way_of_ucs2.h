@@ -23,7 +23,8 @@ inline void transcode_chunk(Reader& reader, Writer& writer, const uint16_t* from
 template <class Reader, class Writer>
 void from_utf8_by_ucs2(Reader& reader, Writer& writer, const char*& text, const char* text_end, char*& result,
                        char* result_end) {
-  const auto to_ucs2 = vectors().utf8_to_ucs2;
+  const VectorKernels& kernels = vectors();
+  const auto to_ucs2 = kernels.utf8_to_ucs2;
   if (to_ucs2 == nullptr) return;
   auto* in = reinterpret_cast<const uint8_t*>(text);
   auto* out = reinterpret_cast<uint8_t*>(result);
@@ -40,8 +41,8 @@ void from_utf8_by_ucs2(Reader& reader, Writer& writer, const char*& text, const 
       transcode_chunk(unit_reader, writer, units, units_end, to, to_end);
     }
   };
-  transcode_by_kernel(kernel, reader, writer, in, reinterpret_cast<const uint8_t*>(text_end), out,
-                      reinterpret_cast<uint8_t*>(result_end));
+  transcode_by_kernel(kernel, kernels.margin, reader, writer, in, reinterpret_cast<const uint8_t*>(text_end),
+                      out, reinterpret_cast<uint8_t*>(result_end));
   text = reinterpret_cast<const char*>(in);
   result = reinterpret_cast<char*>(out);
 }

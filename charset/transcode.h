@@ -231,9 +231,8 @@ template <class Reader, class Writer>
 constexpr bool kHasKernel = !std::is_null_pointer_v<decltype(kernel_of(
     std::declval<const VectorKernels&>(), std::declval<const Reader&>(), std::declval<const Writer&>()))>;
 
-constexpr ptrdiff_t kStretch = 128;        // input units that are sure to bring transcode_words forward
-constexpr ptrdiff_t kShortText = 128;      // input units
-constexpr ptrdiff_t kLeastForKernel = 24;  // input units for which the copies pay
+constexpr ptrdiff_t kStretch = 128;    // input units that are sure to bring transcode_words forward
+constexpr ptrdiff_t kShortText = 128;  // input units
 
 // Converts an end of fewer than kKernelMargin units by the kernel, in copies with so much room that the
 // margins do not matter. Zeros pad the input; each becomes one zero.
@@ -259,14 +258,14 @@ inline void kernel_on_copy(Kernel<In, Out> kernel, const In*& in, const In* in_e
 // Converts text by the kernel where its blocks are plain, and as text without a kernel where they are not. A
 // function of its own: short texts, which do without it, then do without its stack frame, too.
 template <class Kernel, class Reader, class Writer>
-[[gnu::noinline]] void transcode_by_kernel(const Kernel& kernel, Reader& reader, Writer& writer,
-                                           const typename Reader::Unit*& in,
+[[gnu::noinline]] void transcode_by_kernel(const Kernel& kernel, ptrdiff_t margin, Reader& reader,
+                                           Writer& writer, const typename Reader::Unit*& in,
                                            const typename Reader::Unit* in_end, typename Writer::Unit*& out,
                                            typename Writer::Unit* out_end) {
-  for (ptrdiff_t stretch = kStretch; in_end - in >= kKernelMargin;) {
+  for (ptrdiff_t stretch = kStretch; in_end - in >= margin;) {
     const auto* const before = in;
     kernel(in, in_end, out, out_end);
-    if (in_end - in < kKernelMargin) break;
+    if (in_end - in < margin) break;
     // Text that is never plain soon pays next to nothing for the look at it.
     stretch = in != before ? kStretch : std::min(4 * stretch, 64 * kStretch);
     const auto* const start = in;
@@ -290,7 +289,8 @@ template <class Reader, class Writer>
 inline void transcode_by_its_kernel(Reader& reader, Writer& writer, const typename Reader::Unit*& in,
                                     const typename Reader::Unit* in_end, typename Writer::Unit*& out,
                                     typename Writer::Unit* out_end) {
-  const auto kernel = kernel_of(vectors(), reader, writer);
+  const VectorKernels& kernels = vectors();
+  const auto kernel = kernel_of(kernels, reader, writer);
   if (kernel == nullptr) return;
   if (in_end - in <= kShortText) {
     if (reader.latin1() && writer.latin1()) return;
@@ -302,7 +302,7 @@ inline void transcode_by_its_kernel(Reader& reader, Writer& writer, const typena
   Writer kernel_writer = writer;
   const auto* from = in;
   auto* to = out;
-  transcode_by_kernel(kernel, kernel_reader, kernel_writer, from, in_end, to, out_end);
+  transcode_by_kernel(kernel, kernels.margin, kernel_reader, kernel_writer, from, in_end, to, out_end);
   in = from;
   out = to;
 }

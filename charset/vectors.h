@@ -15,13 +15,22 @@ namespace mar::charset {
 // Advances both pointers past the blocks it takes, perhaps none. `in` then points to the start of a
 // character. Reads nothing outside [in, in_end) and writes nothing outside [out, out_end). Units past the new
 // `out` may be overwritten; then so many whole characters are left, and so much room, that the loop replaces
-// them all. Needs at most kKernelMargin units of input to take a block.
+// them all.
 template <class In, class Out>
 using Kernel = void (*)(const In*& in, const In* in_end, Out*& out, const Out* out_end);
 
+// The same for a single-byte codeset, whose bytes below 0x80 are ASCII and the others the UCS-2 units that
+// the 256 of `row` have for them.
+template <class Out>
+using RowKernel = void (*)(const uint16_t* row, const uint8_t*& in, const uint8_t* in_end, Out*& out,
+                           const Out* out_end);
+
+// Units of input from which a kernel may take a block. Those that also take ends pay from kLeastForKernel up.
 constexpr ptrdiff_t kKernelMargin = 64;
+constexpr ptrdiff_t kLeastForKernel = 24;
 
 struct VectorKernels {
+  ptrdiff_t margin;  // one of the two, for all kernels
   Kernel<uint8_t, uint16_t> utf8_to_ucs2;
   Kernel<uint16_t, uint8_t> ucs2_to_utf8;
   Kernel<uint8_t, uint8_t> utf8_to_utf8;
@@ -30,6 +39,9 @@ struct VectorKernels {
   Kernel<uint16_t, uint8_t> ucs2_to_latin1;
   Kernel<uint8_t, uint8_t> latin1_to_utf8;
   Kernel<uint8_t, uint8_t> utf8_to_latin1;
+  // For other single-byte codesets based on ASCII; null where the level has nothing better than the loop.
+  RowKernel<uint16_t> row_to_ucs2;
+  RowKernel<uint8_t> row_to_utf8;
 };
 
 struct VectorLevel {

@@ -15,8 +15,16 @@ namespace mar::charset::sse41 {
 namespace {
 
 using Block = __m128i;
+using ByteMask = Block;  // of bytes with all bits set
+using WordMask = Block;
+using Bits = uint32_t;
 constexpr ptrdiff_t kBlockBytes = 16;
-constexpr uint32_t kAllBytes = 0xFFFF;
+constexpr Bits kAllBytes = 0xFFFF;
+constexpr ptrdiff_t kUnitsPart = 8;
+constexpr ptrdiff_t kBytesPart = 8;
+constexpr ptrdiff_t kWordsPart = 16;
+constexpr ptrdiff_t kThrees = 8;
+constexpr ptrdiff_t kMostMargin = kKernelMargin;
 
 LEVEL_CODE inline Block load(const void* at) { return _mm_loadu_si128(static_cast<const Block*>(at)); }
 LEVEL_CODE inline void store(void* at, Block block) { _mm_storeu_si128(static_cast<Block*>(at), block); }
@@ -24,7 +32,6 @@ LEVEL_CODE inline Block bytes(uint32_t value) { return _mm_set1_epi8(static_cast
 LEVEL_CODE inline Block words(uint32_t value) { return _mm_set1_epi16(static_cast<short>(value)); }
 LEVEL_CODE inline Block equal_bytes(Block a, Block b) { return _mm_cmpeq_epi8(a, b); }
 LEVEL_CODE inline Block equal_words(Block a, Block b) { return _mm_cmpeq_epi16(a, b); }
-LEVEL_CODE inline Block max_bytes(Block a, Block b) { return _mm_max_epu8(a, b); }
 template <int kBits>
 LEVEL_CODE inline Block words_left(Block block) {
   return _mm_slli_epi16(block, kBits);
@@ -34,18 +41,18 @@ LEVEL_CODE inline Block words_right(Block block) {
   return _mm_srli_epi16(block, kBits);
 }
 LEVEL_CODE inline Block pair_sums(Block a, Block factors) { return _mm_maddubs_epi16(a, factors); }
-LEVEL_CODE inline Block choose(Block a, Block b, Block high_bit_for_b) {
-  return _mm_blendv_epi8(a, b, high_bit_for_b);
-}
+LEVEL_CODE inline Block choose(Block a, Block b, ByteMask mask) { return _mm_blendv_epi8(a, b, mask); }
+LEVEL_CODE inline Block where(ByteMask mask, Block block) { return block & mask; }
+LEVEL_CODE inline ByteMask at_least(Block a, Block b) { return equal_bytes(_mm_max_epu8(a, b), a); }
 LEVEL_CODE inline bool none(Block block, Block bits) { return _mm_testz_si128(block, bits) != 0; }
-LEVEL_CODE inline uint32_t high_bits(Block block) { return static_cast<uint32_t>(_mm_movemask_epi8(block)); }
-LEVEL_CODE inline ptrdiff_t ones(uint32_t bits) { return __builtin_popcount(bits); }
+LEVEL_CODE inline ByteMask high_mask(Block block) { return block; }
+LEVEL_CODE inline Bits bits(ByteMask mask) { return static_cast<Bits>(_mm_movemask_epi8(mask)); }
+LEVEL_CODE inline bool any(ByteMask mask) { return bits(mask) != 0; }
+LEVEL_CODE inline ptrdiff_t ones(Bits bits) { return __builtin_popcount(bits); }
 
 LEVEL_CODE inline Block kept(Block block, const Shuffles& shuffles, uint32_t mask) {
   return _mm_shuffle_epi8(block, load(&shuffles[mask & 0xFF]));
 }
-
-LEVEL_CODE inline uint32_t word_bits(Block mask) { return high_bits(_mm_packs_epi16(mask, Block{})); }
 
 LEVEL_CODE inline Block widened(const uint8_t* from) { return _mm_cvtepu8_epi16(_mm_loadu_si64(from)); }
 
@@ -65,12 +72,16 @@ LEVEL_CODE inline uint8_t* store_bytes(uint8_t* to, Block block, uint32_t starts
   return to + ones(starts);
 }
 
-LEVEL_CODE inline uint8_t* store_one_or_two(uint8_t* to, Block block, uint32_t twos) {
+LEVEL_CODE inline uint8_t* store_one_or_two(uint8_t* to, Block block, WordMask is_one) {
+  const Bits twos = bits(_mm_packs_epi16(~is_one, Block{}));
   store(to, kept(block, kKeepOneOrTwo, twos));
   return to + 8 + ones(twos);
 }
 
-LEVEL_CODE inline uint8_t* store_one_to_three(uint8_t* to, Block fronts, Block lasts, uint32_t mask) {
+LEVEL_CODE inline uint8_t* store_one_to_three(uint8_t* to, Block fronts, Block lasts, WordMask is_one,
+                                              WordMask is_short) {
+  // Two of each word: more than one, more than two.
+  const Bits mask = ~bits(choose(is_one, is_short, words(0xFF00))) & kAllBytes;
   store(to, kept(_mm_unpacklo_epi16(fronts, lasts), kKeepOneToThree, mask));
   store(to + 4 + ones(mask & 0xFF), kept(_mm_unpackhi_epi16(fronts, lasts), kKeepOneToThree, mask >> 8));
   return to + 8 + ones(mask);
@@ -87,7 +98,7 @@ LEVEL_CODE inline Block three_byte_units(Block lanes) {
   return _mm_madd_epi16(twelve_and_four, _mm_set1_epi32(0x10000001));
 }
 
-LEVEL_CODE inline bool store_eight_threes(uint16_t* to, const uint8_t* from) {
+LEVEL_CODE inline bool store_threes(uint16_t* to, const uint8_t* from) {
   const Block first = three_byte_lanes(from), second = three_byte_lanes(from + 12);
   const Block off = ((first ^ _mm_set1_epi32(0xE08080)) | (second ^ _mm_set1_epi32(0xE08080)));
   if (!none(off, _mm_set1_epi32(0xF0C0C0))) return false;
@@ -99,7 +110,9 @@ LEVEL_CODE inline bool store_eight_threes(uint16_t* to, const uint8_t* from) {
 
 }  // namespace
 
-constinit const VectorKernels kKernels = kLevelKernels;
+constinit const VectorKernels kKernels = {kKernelMargin,  utf8_to_ucs2,   ucs2_to_utf8,   utf8_to_utf8,
+                                          latin1_to_ucs2, ucs2_to_latin1, latin1_to_utf8, utf8_to_latin1,
+                                          nullptr,        nullptr};
 
 }  // namespace mar::charset::sse41
 
