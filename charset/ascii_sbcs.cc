@@ -11,10 +11,12 @@ using Family = SingleByte<true>;
 
 int ascii_sbcs_to_ucs2_r(xcs_cs_t* codeset, const char** in, const char* in_end, uint16_t** out,
                          uint16_t* out_end) {
+  if (!is_reset(in)) convert_by_row(*codeset, in, in_end, out, out_end);
   return to_unicode<Family::Reader>(codeset, in, in_end, out, out_end);
 }
 
 int ascii_sbcs_to_utf8_r(xcs_cs_t* codeset, const char** in, const char* in_end, char** out, char* out_end) {
+  if (!is_reset(in)) convert_by_row(*codeset, in, in_end, out, out_end);
   return decode<Family::SequenceReader, SequenceWriter>(codeset, in, in_end, out, out_end);
 }
 

@@ -109,6 +109,27 @@ struct SequenceWriter : ConverterSide<uint8_t, sizeof(xcs_single_rows::Sequence)
   }
 };
 
+inline auto row_kernel(const VectorKernels& kernels, const uint16_t*) { return kernels.row_to_ucs2; }
+inline auto row_kernel(const VectorKernels& kernels, const uint8_t*) { return kernels.row_to_utf8; }
+
+// Converts what the kernel for rows takes of a text in a codeset based on ASCII. Where each byte is its own
+// UCS-2 value, there are better ones.
+template <class OutChar>
+void convert_by_row(const xcs_cs_t& codeset, const char** in, const char* in_end, OutChar** out,
+                    OutChar* out_end) {
+  using Out = std::conditional_t<sizeof(OutChar) == 1, uint8_t, uint16_t>;
+  auto* to = reinterpret_cast<Out*>(*out);
+  const VectorKernels& kernels = vectors();
+  const auto kernel = row_kernel(kernels, to);
+  if (kernel == nullptr || codeset.rows->latin1) return;
+  if (in_end - *in < kernels.margin || *out >= out_end) return;
+  auto* from = reinterpret_cast<const uint8_t*>(*in);
+  kernel(codeset.rows->to_unicode, from, reinterpret_cast<const uint8_t*>(in_end), to,
+         reinterpret_cast<const Out*>(out_end));
+  *in = reinterpret_cast<const char*>(from);
+  *out = reinterpret_cast<OutChar*>(to);
+}
+
 inline auto kernel_of(const VectorKernels& kernels, const SingleByte<true>::Reader& reader,
                       const Ucs2Writer<false>&) {
   return reader.latin1() ? kernels.latin1_to_ucs2 : nullptr;

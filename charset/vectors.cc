@@ -19,6 +19,11 @@ bool always() { return true; }
 // microseconds for each question in a virtual machine.
 bool has_sse41() { return x86_cpu_active(x86_cpu_SSE4_1) && x86_cpu_active(x86_cpu_POPCNT); }
 bool has_avx2() { return has_sse41() && x86_cpu_active(x86_cpu_AVX2); }
+bool has_avx512() {
+  return has_avx2() && x86_cpu_active(x86_cpu_BMI2) && x86_cpu_active(x86_cpu_AVX512F) &&
+         x86_cpu_active(x86_cpu_AVX512BW) && x86_cpu_active(x86_cpu_AVX512_VBMI) &&
+         x86_cpu_active(x86_cpu_AVX512_VBMI2);
+}
 #endif
 
 constinit const VectorKernels kNoKernels{};
@@ -27,6 +32,7 @@ constinit const VectorKernels kNoKernels{};
 
 constinit const VectorLevel kVectorLevels[] = {
 #if MAR_HAS_X86_LEVELS
+    {"AVX512", has_avx512, &avx512::kKernels},
     {"AVX2", has_avx2, &avx2::kKernels},
     {"SSE41", has_sse41, &sse41::kKernels},
 #endif

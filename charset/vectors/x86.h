@@ -11,5 +11,8 @@ extern const VectorKernels kKernels;
 namespace avx2 {
 extern const VectorKernels kKernels;
 }
+namespace avx512 {
+extern const VectorKernels kKernels;
+}
 
 }  // namespace mar::charset

@@ -83,11 +83,11 @@ std::basic_string<Unit> text_of(const std::string& mix, size_t size, std::mt1993
   return text.substr(0, size);
 }
 
-// A codeset in which every byte is its own UCS-2 value.
-Codeset latin1() {
+Codeset single_byte(int unit_of(int byte)) {
   CodeMap codes;
-  for (uint16_t byte = 0x80; byte < 0x100; ++byte) codes[{static_cast<char>(byte)}] = byte;
-  return load_image(TableImage(XCS_KIND_ASCII_SBCS, "LATIN1", codes).bytes);
+  for (int byte = 0x80; byte < 0x100; ++byte)
+    codes[{static_cast<char>(byte)}] = static_cast<uint16_t>(unit_of(byte));
+  return load_image(TableImage(XCS_KIND_ASCII_SBCS, "SINGLE", codes).bytes);
 }
 
 // Where a text lies: at the end of the readable pages, or at their front.
@@ -147,7 +147,9 @@ void compare_all(const VectorLevel& level) {
   const size_t step = stride();
   const auto first = [&] { return random() % step; };
   Converter<D> converter;
-  const Codeset codesets[] = {Codeset(xcs_cs_new("UTF8")), latin1()};
+  const Codeset codesets[] = {
+      Codeset(xcs_cs_new("UTF8")), single_byte([](int byte) { return byte; }),
+      single_byte([](int byte) { return byte % 3 == 0 ? 0x2000 + 7 * byte : 0x700 - byte; })};
   for (const Codeset& codeset : codesets) {
     for (const char* mix : kMixes) {
       SCOPED_TRACE(mix);
