@@ -231,6 +231,10 @@ template <class Reader, class Writer>
 constexpr bool kHasKernel = !std::is_null_pointer_v<decltype(kernel_of(
     std::declval<const VectorKernels&>(), std::declval<const Reader&>(), std::declval<const Writer&>()))>;
 
+// Whether that kernel takes ends at every level.
+template <class Reader, class Writer>
+constexpr bool kKernelEnds = false;
+
 constexpr ptrdiff_t kStretch = 128;    // input units that are sure to bring transcode_words forward
 constexpr ptrdiff_t kShortText = 128;  // input units
 
@@ -262,12 +266,14 @@ template <class Kernel, class Reader, class Writer>
                                            Writer& writer, const typename Reader::Unit*& in,
                                            const typename Reader::Unit* in_end, typename Writer::Unit*& out,
                                            typename Writer::Unit* out_end) {
+  bool is_plain = true;
   for (ptrdiff_t stretch = kStretch; in_end - in >= margin;) {
     const auto* const before = in;
     kernel(in, in_end, out, out_end);
+    is_plain = in != before;
     if (in_end - in < margin) break;
     // Text that is never plain soon pays next to nothing for the look at it.
-    stretch = in != before ? kStretch : std::min(4 * stretch, 64 * kStretch);
+    stretch = is_plain ? kStretch : std::min(4 * stretch, 64 * kStretch);
     const auto* const start = in;
     const auto* const stretch_end = in + std::min(in_end - in, stretch);
     if constexpr (kHasWords<Reader, Writer>) {
@@ -279,7 +285,8 @@ template <class Kernel, class Reader, class Writer>
   }
   copy_runs(kNonAscii<typename Reader::Unit>, in, in_end, out, out_end);
   if constexpr (std::is_pointer_v<Kernel>) {
-    if (in_end - in >= kLeastForKernel) kernel_on_copy(kernel, in, in_end, out, out_end);
+    if (kKernelEnds<Reader, Writer> && in_end - in >= kLeastForKernel) kernel(in, in_end, out, out_end);
+    if (is_plain && in_end - in >= kLeastForKernel) kernel_on_copy(kernel, in, in_end, out, out_end);
   }
 }
 

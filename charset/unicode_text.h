@@ -139,6 +139,9 @@ inline auto kernel_of(const VectorKernels& kernels, const Utf8Reader<true>&, con
   return kernels.utf8_to_utf8;
 }
 
+template <>
+inline constexpr bool kKernelEnds<Utf8Reader<true>, Utf8Writer<true>> = true;
+
 template <class Char, bool kAllPlanes>
 using UnicodeReader = std::conditional_t<sizeof(Char) == 2, Ucs2Reader<kAllPlanes>, Utf8Reader<kAllPlanes>>;
 template <class Char, bool kAllPlanes>

@@ -33,7 +33,7 @@ struct VectorKernels {
   ptrdiff_t margin;  // one of the two, for all kernels
   Kernel<uint8_t, uint16_t> utf8_to_ucs2;
   Kernel<uint16_t, uint8_t> ucs2_to_utf8;
-  Kernel<uint8_t, uint8_t> utf8_to_utf8;
+  Kernel<uint8_t, uint8_t> utf8_to_utf8;  // also takes ends
   // For codesets in which every byte is its own UCS-2 value.
   Kernel<uint8_t, uint16_t> latin1_to_ucs2;
   Kernel<uint16_t, uint8_t> ucs2_to_latin1;

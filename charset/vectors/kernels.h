@@ -210,6 +210,31 @@ LEVEL_CODE inline bool changes(Block first, Block second) {
   return any(two | three | four | at_least(first, bytes(0xF8)));
 }
 
+// Copies what is left of a text, at most two blocks, if it is whole characters that do not change, else
+// nothing. The last block ends with the text and repeats what is already copied, so `in` and `out`, where
+// `from` and `to` come from, are more than a block before the end.
+LEVEL_CODE inline bool copy_rest(const uint8_t* in, const uint8_t* from, const uint8_t* in_end, uint8_t* to,
+                                 const uint8_t* out_end, Bits asked) {
+  const ptrdiff_t rest = in_end - from;  // not 0: a margin is left, or `from` is `in`
+  if (in_end - in <= kBlockBytes || rest > 2 * kBlockBytes || rest > out_end - to) return false;
+  const bool has_two = rest > kBlockBytes;
+  const Block first = load(has_two ? from : in);
+  if (has_two) {
+    const Utf8Shape shape = shape_of(first);
+    if (!is_whole(shape, asked) || changes(first, load(from + 1))) return false;
+    asked = asked_of_next(shape);
+  }
+  const ptrdiff_t repeated = (has_two ? 2 : 1) * kBlockBytes - rest;
+  const Block last = load(in_end - kBlockBytes);
+  const Utf8Shape shape = shape_of(last);
+  const Bits known = shape.following & ((Bits{1} << repeated) - 1);
+  if (!is_whole(shape, asked << repeated | known) || asked_of_next(shape) != 0) return false;
+  if (changes(load(in_end - kBlockBytes - 1), last)) return false;
+  if (has_two) store(to, first);
+  store(to + rest - kBlockBytes, last);
+  return true;
+}
+
 // Takes what decoding and encoding would reproduce: ASCII and well-formed sequences, but no overlong forms.
 LEVEL_CODE void utf8_to_utf8(const uint8_t*& in, const uint8_t* in_end, uint8_t*& out,
                              const uint8_t* out_end) {
@@ -217,13 +242,10 @@ LEVEL_CODE void utf8_to_utf8(const uint8_t*& in, const uint8_t* in_end, uint8_t*
   constexpr ptrdiff_t kInMargin = kBlockBytes + (kSurplus + 1) * 4;
   constexpr ptrdiff_t kOutMargin = kBlockBytes + kSurplus + 4;
   static_assert(kInMargin <= kMostMargin);
-  if (in_end - in < kInMargin || out_end - out < kOutMargin) return;
-  const uint8_t* const in_stop = in_end - kInMargin;
-  const uint8_t* const out_stop = out_end - kOutMargin;
   const uint8_t* from = in;
   uint8_t* to = out;
   Bits asked = 0;
-  for (; from <= in_stop && to <= out_stop; from += kBlockBytes, to += kBlockBytes) {
+  for (; in_end - from >= kInMargin && out_end - to >= kOutMargin; from += kBlockBytes, to += kBlockBytes) {
     const Block block = load(from);
     if ((high_bits(block) | asked) != 0) {
       const Utf8Shape shape = shape_of(block);
@@ -231,6 +253,11 @@ LEVEL_CODE void utf8_to_utf8(const uint8_t*& in, const uint8_t* in_end, uint8_t*
       asked = asked_of_next(shape);
     }
     store(to, block);
+  }
+  if (copy_rest(in, from, in_end, to, out_end, asked)) {
+    out = to + (in_end - from);
+    in = in_end;
+    return;
   }
   const ptrdiff_t begun = begun_bytes(from, asked);
   in = from - begun;
