@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <csignal>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
@@ -82,6 +83,16 @@ TEST(MarctlPing, CountsAndMeasures) {
   EXPECT_EQ(lines[3]["min_ms"], std::min(first, third));
   EXPECT_EQ(lines[3]["max_ms"], std::max(first, third));
   EXPECT_EQ(lines[3]["avg_ms"], (first + third) / 2);
+}
+
+TEST(MarctlPing, SumsUpWhenInterrupted) {
+  EngineThread engine;
+  Program pinging(marctl_command("ping --count 2 --interval 1000"));
+  ASSERT_EQ(pinging.line().substr(0, 7), "ping 1:");
+  kill(pinging.pid(), SIGINT);
+  const Ran ran = finish(pinging);
+  EXPECT_EQ(ran.status, 0);
+  EXPECT_EQ(ran.output.substr(0, 18), "1 sent, 1 answered") << ran.output;
 }
 
 TEST(MarctlWait, EndsWhenTheEngineIsUpOrDown) {

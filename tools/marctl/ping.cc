@@ -1,10 +1,12 @@
 #include <algorithm>
+#include <cmath>
+#include <csignal>
 #include <cstdio>
+#include <ctime>
 #include <string>
 
 #include "engine_client/commands.h"
 #include "tools/marctl/modes.h"
-#include "tools/marctl/time_left.h"
 
 namespace mar::ctl {
 
@@ -24,6 +26,33 @@ struct RoundTrips {
     ++answered;
   }
   double average_ms() const { return answered == 0 ? 0 : sum_ms / answered; }
+};
+
+// The first interrupt (SIGINT) asks for the summary, which waits for the ping under way; a second one ends
+// the process as ever. One of a process.
+class Interrupt {
+ public:
+  Interrupt() {
+    sigemptyset(&signals_);
+    sigaddset(&signals_, SIGINT);
+    struct sigaction action {};
+    action.sa_handler = [](int) { came_ = 1; };
+    action.sa_flags = static_cast<int>(SA_RESTART | SA_RESETHAND);
+    sigaction(SIGINT, &action, nullptr);
+  }
+
+  // Waits for one so long and says whether it came, now or earlier.
+  bool comes_within(double seconds) const {
+    const timespec time{static_cast<time_t>(seconds), static_cast<long>(std::fmod(seconds, 1) * 1e9)};
+    pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
+    const bool came = came_ != 0 || sigtimedwait(&signals_, nullptr, &time) == SIGINT;
+    pthread_sigmask(SIG_UNBLOCK, &signals_, nullptr);
+    return came;
+  }
+
+ private:
+  sigset_t signals_;
+  static inline volatile std::sig_atomic_t came_ = 0;
 };
 
 std::string text_of_ms(double ms) {
@@ -66,11 +95,12 @@ bool report_summary(const Style& style, const RoundTrips& trips) {
 }  // namespace
 
 ExitStatus run_ping(const Arguments& arguments) {
+  const Interrupt interrupt;
   Session session(arguments.limits);
   RoundTrips trips;
   ExitStatus status = ExitStatus::kDone;
   while (trips.sent < arguments.count) {
-    if (trips.sent > 0) TimeLeft(0).pause(arguments.interval_s);
+    if (trips.sent > 0 && interrupt.comes_within(arguments.interval_s)) break;
     const Reply reply = session.run(mar_ping_engine);
     ++trips.sent;
     if (reply.done()) trips.add(reply.round_trip_ms);
