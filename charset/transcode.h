@@ -286,6 +286,7 @@ template <class Kernel, class Reader, class Writer>
   copy_runs(kNonAscii<typename Reader::Unit>, in, in_end, out, out_end);
   if constexpr (std::is_pointer_v<Kernel>) {
     if (kKernelEnds<Reader, Writer> && in_end - in >= kLeastForKernel) kernel(in, in_end, out, out_end);
+    // Text in which the last look found nothing plain is hardly worth the copies.
     if (is_plain && in_end - in >= kLeastForKernel) kernel_on_copy(kernel, in, in_end, out, out_end);
   }
 }

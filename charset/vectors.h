@@ -1,9 +1,9 @@
 // The converters' vector forms: for each level of instructions one set of kernels, of which the best that the
 // processor has is chosen at run time. docs/converters.md draws their method.
 //
-// The loop of transcode.h stays the definition of every conversion. A kernel takes whole blocks from the
-// front of the text whose shape is plain, for which it writes the very units that the loop would write. It
-// leaves everything else to the loop: other blocks, both ends of the text and all result codes.
+// The loop of transcode.h stays the definition of every conversion. A kernel takes plain text from the
+// front, in whole blocks and at some levels up to the end, for which it writes the very units that the loop
+// would write. It leaves the rest, and all result codes, to the loop.
 #pragma once
 
 #include <atomic>
@@ -12,10 +12,10 @@
 
 namespace mar::charset {
 
-// Advances both pointers past the blocks it takes, perhaps none. `in` then points to the start of a
-// character. Reads nothing outside [in, in_end) and writes nothing outside [out, out_end). Units past the new
-// `out` may be overwritten; then so many whole characters are left, and so much room, that the loop replaces
-// them all.
+// Wants in <= in_end and out <= out_end. Advances both pointers past what it takes, perhaps nothing. `in`
+// then points to the start of a character. Reads nothing outside [in, in_end) and writes nothing outside
+// [out, out_end). Units past the new `out` may be overwritten; then so many whole characters are left, and so
+// much room, that the loop replaces them all.
 template <class In, class Out>
 using Kernel = void (*)(const In*& in, const In* in_end, Out*& out, const Out* out_end);
 
@@ -25,15 +25,16 @@ template <class Out>
 using RowKernel = void (*)(const uint16_t* row, const uint8_t*& in, const uint8_t* in_end, Out*& out,
                            const Out* out_end);
 
-// Units of input from which a kernel may take a block. Those that also take ends pay from kLeastForKernel up.
+// Units of input from which a kernel takes something: one that needs room behind its blocks, and one that
+// also takes ends.
 constexpr ptrdiff_t kKernelMargin = 64;
 constexpr ptrdiff_t kLeastForKernel = 24;
 
 struct VectorKernels {
-  ptrdiff_t margin;  // one of the two, for all kernels
+  ptrdiff_t margin;  // of the level: one of the two
   Kernel<uint8_t, uint16_t> utf8_to_ucs2;
   Kernel<uint16_t, uint8_t> ucs2_to_utf8;
-  Kernel<uint8_t, uint8_t> utf8_to_utf8;  // also takes ends
+  Kernel<uint8_t, uint8_t> utf8_to_utf8;  // takes ends at every level
   // For codesets in which every byte is its own UCS-2 value.
   Kernel<uint8_t, uint16_t> latin1_to_ucs2;
   Kernel<uint16_t, uint8_t> ucs2_to_latin1;

@@ -9,7 +9,8 @@
 
 #include "charset/vectors/x86.h"
 
-// GCC 12 takes the undefined registers of its own intrinsics for an oversight.
+// GCC 12 takes the undefined registers of its own intrinsics for an oversight. In kernels.h the other levels
+// still get these warnings.
 #if defined(__GNUC__) && !defined(__clang__)
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"
 #pragma GCC diagnostic ignored "-Wuninitialized"
@@ -35,7 +36,7 @@ constexpr ptrdiff_t kMostMargin = 192;
 LEVEL_CODE inline Block load(const void* at) { return _mm512_loadu_si512(at); }
 LEVEL_CODE inline void store(void* at, Block block) { _mm512_storeu_si512(at, block); }
 
-// A constant of which the compiler knows nothing: it would otherwise make it anew in each round of a loop.
+// Hides the value of a constant from the compiler, which would otherwise rebuild it in every round of a loop.
 LEVEL_CODE inline Block constant(Block block) {
   __asm__("" : "+v"(block));
   return block;
@@ -82,8 +83,8 @@ LEVEL_CODE inline Block for_unpacking(Block block) {
   return _mm512_permutexvar_epi64(_mm512_setr_epi64(0, 4, 1, 5, 2, 6, 3, 7), block);
 }
 
-// By the forms that merge: when a whole block is kept, Bochs 2.7, in which the tests run, clears it in the
-// forms that fill up with zeros.
+// In the merging forms: Bochs 2.7, in which the tests run, wrongly clears the block in the zeroing forms when
+// all of it is kept.
 LEVEL_CODE inline Block kept_words(Block block, WordMask mask) {
   return _mm512_mask_compress_epi16(block, mask, block);
 }
@@ -128,8 +129,8 @@ LEVEL_CODE inline uint8_t* store_bytes(uint8_t* to, Block block, Bits kept) {
   return to + ones(kept);
 }
 
-// Of the words of a block the first bytes, and the second ones unless they are zero: of a character of one
-// byte it is, of another it is not.
+// Keeps the first byte of each word, and the second unless it is zero, as it is for a character of one byte
+// only.
 LEVEL_CODE inline Bits one_or_two(Block block) {
   return _mm512_test_epi8_mask(block, block) | 0x5555'5555'5555'5555;
 }
@@ -138,8 +139,8 @@ LEVEL_CODE inline uint8_t* store_one_or_two(uint8_t* to, Block block, WordMask) 
   return store_bytes(to, block, one_or_two(block));
 }
 
-// The sequences of a block's units, in lanes of 32 bits. Of a lane the first byte is kept, and those that are
-// not zero.
+// The sequences of a block's units, in lanes of 32 bits. Kept are each lane's first byte and its other bytes
+// that are not zero.
 LEVEL_CODE inline Halves one_to_three(Block fronts, Block lasts, WordMask is_short) {
   fronts = for_unpacking(fronts);
   lasts = for_unpacking(_mm512_maskz_mov_epi16(~is_short, lasts));
@@ -173,8 +174,8 @@ LEVEL_CODE inline bool store_threes(uint16_t* to, const uint8_t* from) {
 
 #include "charset/vectors/kernels.h"
 
-// The kernels for what the margins of those above leave. They take as much as a block at a time, whole
-// characters only, and write not one unit more.
+// The kernels for what the margins of those above leave. They take at most a block at a time, in whole
+// characters, and write nothing past the result.
 
 inline ptrdiff_t part_size(ptrdiff_t left, ptrdiff_t most) { return left < most ? left : most; }
 
@@ -198,7 +199,7 @@ LEVEL_CODE inline Utf8Part utf8_part(const uint8_t* in, const uint8_t* in_end) {
   const Block block = load_front(in, size);
   const Utf8Shape shape = shape_of(block);
   const Bits asked = shape.leads << 1 | shape.leads3 << 2 | shape.leads4 << 3;
-  if (size == 0 || (asked & front(size)) != shape.following) return {block, shape, 0};
+  if (size <= 0 || (asked & front(size)) != shape.following) return {block, shape, 0};
   return {block, shape, size - cut_bytes(shape, size)};
 }
 
@@ -241,7 +242,7 @@ LEVEL_CODE inline bool store_utf8(Block units, ptrdiff_t count, uint8_t*& out, c
 LEVEL_CODE void ucs2_to_utf8_end(const uint16_t*& in, const uint16_t* in_end, uint8_t*& out,
                                  const uint8_t* out_end) {
   constexpr ptrdiff_t kUnits = kBlockBytes / 2;
-  while (in != in_end) {
+  while (in < in_end) {
     const ptrdiff_t size = part_size(in_end - in, kUnits);
     const Block units = _mm512_maskz_loadu_epi16(static_cast<WordMask>(front(size)), in);
     if (any(equal_words(units & words(0xF800), words(0xD800)))) return;
@@ -264,7 +265,7 @@ LEVEL_CODE void utf8_to_utf8_end(const uint8_t*& in, const uint8_t* in_end, uint
 
 LEVEL_CODE void latin1_to_utf8_end(const uint8_t*& in, const uint8_t* in_end, uint8_t*& out,
                                    const uint8_t* out_end) {
-  while (in != in_end) {
+  while (in < in_end) {
     const ptrdiff_t size = part_size(in_end - in, kBlockBytes / 2);
     const Block units = _mm512_cvtepu8_epi16(_mm512_castsi512_si256(load_front(in, size)));
     const Block sequences = sequences_of(units).fronts;
@@ -300,13 +301,13 @@ LEVEL_CODE inline Block narrowed(Block first, Block second) {
 }
 
 LEVEL_CODE inline Row loaded(const uint16_t* row) {
-  Row loaded;
+  Row table;
   for (int i = 0; i != 2; ++i) {
     const Block first = load(row + 128 + 64 * i), second = load(row + 128 + 64 * i + 32);
-    loaded.low[i] = narrowed(first, second);
-    loaded.high[i] = narrowed(words_right<8>(first), words_right<8>(second));
+    table.low[i] = narrowed(first, second);
+    table.high[i] = narrowed(words_right<8>(first), words_right<8>(second));
   }
-  return loaded;
+  return table;
 }
 
 // The low and high bytes of the units of a block. The lower seven bits of a byte choose; ASCII stays.
@@ -362,7 +363,7 @@ LEVEL_CODE void row_to_utf8(const uint16_t* row, const uint8_t*& in, const uint8
       out = store_one_to_three(out, sequences.fronts, sequences.lasts, sequences.is_one, sequences.is_short);
     }
   }
-  while (in != in_end) {
+  while (in < in_end) {
     const ptrdiff_t size = part_size(in_end - in, kUnits);
     if (!store_utf8(first_units_of(table, load_front(in, size)), size, out, out_end)) return;
     in += size;

@@ -22,8 +22,8 @@
 //   store_one_or_two     of each word one byte where the mask says so, else two; returns their end
 //   store_one_to_three   of a word and the word of `lasts` together one byte where is_one says so, else two
 //                        where is_short does, else three; returns their end
-//   store_threes         kThrees characters of three bytes; false, with nothing stored, if there are not as
-//   many
+//   store_threes         kThrees characters of three bytes; false, with nothing stored, if fewer are at the
+//   front
 // Those that keep a part store more than they keep. They take the block in parts of so many of its units or
 // bytes, and each part's store ends where its part would if all of it were kept:
 //   kUnitsPart           units of a part for store_units
@@ -211,14 +211,14 @@ LEVEL_CODE inline bool changes(Block first, Block second) {
 }
 
 // Copies what is left of a text, at most two blocks, if it is whole characters that do not change, else
-// nothing. The last block ends with the text and repeats what is already copied, so `in` and `out`, where
-// `from` and `to` come from, are more than a block before the end.
+// nothing. The last block ends with the text and overlaps what is already copied. That needs more than a
+// block since `in`: `from` and `to` have moved on from `in` and `out`.
 LEVEL_CODE inline bool copy_rest(const uint8_t* in, const uint8_t* from, const uint8_t* in_end, uint8_t* to,
                                  const uint8_t* out_end, Bits asked) {
   const ptrdiff_t rest = in_end - from;  // not 0: a margin is left, or `from` is `in`
   if (in_end - in <= kBlockBytes || rest > 2 * kBlockBytes || rest > out_end - to) return false;
   const bool has_two = rest > kBlockBytes;
-  const Block first = load(has_two ? from : in);
+  const Block first = load(has_two ? from : in);  // without two blocks, any that can be read
   if (has_two) {
     const Utf8Shape shape = shape_of(first);
     if (!is_whole(shape, asked) || changes(first, load(from + 1))) return false;
@@ -228,6 +228,7 @@ LEVEL_CODE inline bool copy_rest(const uint8_t* in, const uint8_t* from, const u
   const Block last = load(in_end - kBlockBytes);
   const Utf8Shape shape = shape_of(last);
   const Bits known = shape.following & ((Bits{1} << repeated) - 1);
+  // Bits that are shifted out belong to a lead inside the last block, which asked_of_next() sees.
   if (!is_whole(shape, asked << repeated | known) || asked_of_next(shape) != 0) return false;
   if (changes(load(in_end - kBlockBytes - 1), last)) return false;
   if (has_two) store(to, first);
