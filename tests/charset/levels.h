@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cstdlib>
 #include <vector>
 
 #include "charset/vectors.h"
@@ -10,6 +12,12 @@
 namespace mar {
 
 using charset::VectorLevel;
+
+// N: every Nth length of a text is tested. An emulated processor would take minutes for all of them.
+inline size_t stride() {
+  const char* const wanted = std::getenv("MAR_TEST_STRIDE");
+  return wanted != nullptr ? std::max(1ul, std::strtoul(wanted, nullptr, 10)) : 1;
+}
 
 class EachLevel : public testing::TestWithParam<const VectorLevel*> {
  protected:

@@ -59,7 +59,8 @@ enter:
   xor %edx, %edx                       # no function for it to call at its end
   jmp *%rdi
 
-# What the program's instruction "syscall" jumps to. Only %rax changes.
+# What the program's instruction "syscall" jumps to. Only %rax changes, beside %rcx and
+# %r11, which the instruction itself overwrites.
   .globl system_call_entry
 system_call_entry:
   mov %rsp, program_stack
@@ -85,9 +86,9 @@ system_call_entry:
   pop %rdi
   pop %r11
   pop %rcx
-  mov program_stack, %rsp
-  push %r11
+  push %r11                            # not on the program's stack, which may be in use below its end
   popfq
+  mov program_stack, %rsp
   jmp *%rcx
 
 # One entry of 16 bytes for each exception. Some push an error code themselves.

@@ -130,7 +130,7 @@ extern "C" int64_t system_call(uint64_t number, uint64_t a, uint64_t b, uint64_t
       return 2;
     case SYS_brk:
       return static_cast<int64_t>(move_break(a));
-    case SYS_mmap:
+    case SYS_mmap:  // anywhere, for reading and writing; a guard page is made by mprotect()
       return map(b);
     case SYS_munmap:
       return unmap(a, b);
