@@ -302,7 +302,7 @@ LEVEL_CODE inline Block narrowed(Block first, Block second) {
 
 LEVEL_CODE inline Row loaded(const uint16_t* row) {
   Row table;
-  for (int i = 0; i != 2; ++i) {
+  for (ptrdiff_t i = 0; i != 2; ++i) {
     const Block first = load(row + 128 + 64 * i), second = load(row + 128 + 64 * i + 32);
     table.low[i] = narrowed(first, second);
     table.high[i] = narrowed(words_right<8>(first), words_right<8>(second));
