@@ -141,6 +141,8 @@ inline auto kernel_of(const VectorKernels& kernels, const Utf8Reader<true>&, con
 
 template <>
 inline constexpr bool kKernelEnds<Utf8Reader<true>, Utf8Writer<true>> = true;
+template <>
+inline constexpr bool kKernelEnds<Ucs2Reader<true>, Utf8Writer<true>> = true;
 
 template <class Char, bool kAllPlanes>
 using UnicodeReader = std::conditional_t<sizeof(Char) == 2, Ucs2Reader<kAllPlanes>, Utf8Reader<kAllPlanes>>;

@@ -33,8 +33,8 @@ constexpr ptrdiff_t kLeastForKernel = 24;
 struct VectorKernels {
   ptrdiff_t margin;  // of the level: one of the two
   Kernel<uint8_t, uint16_t> utf8_to_ucs2;
-  Kernel<uint16_t, uint8_t> ucs2_to_utf8;
-  Kernel<uint8_t, uint8_t> utf8_to_utf8;  // takes ends at every level
+  Kernel<uint16_t, uint8_t> ucs2_to_utf8;  // this and the next take ends at every level
+  Kernel<uint8_t, uint8_t> utf8_to_utf8;
   // For codesets in which every byte is its own UCS-2 value.
   Kernel<uint8_t, uint16_t> latin1_to_ucs2;
   Kernel<uint16_t, uint8_t> ucs2_to_latin1;

@@ -49,6 +49,9 @@ LEVEL_CODE inline ByteMask high_mask(Block block) { return block; }
 LEVEL_CODE inline Bits bits(ByteMask mask) { return static_cast<Bits>(_mm256_movemask_epi8(mask)); }
 LEVEL_CODE inline bool any(ByteMask mask) { return bits(mask) != 0; }
 LEVEL_CODE inline ptrdiff_t ones(Bits bits) { return __builtin_popcount(bits); }
+LEVEL_CODE inline ptrdiff_t ones_of(WordMask mask, ptrdiff_t count) {
+  return ones(bits(mask) & ((Bits{1} << 2 * count) - 1)) / 2;
+}
 
 LEVEL_CODE inline __m128i front(Block block) { return _mm256_castsi256_si128(block); }
 LEVEL_CODE inline __m128i back(Block block) { return _mm256_extracti128_si256(block, 1); }

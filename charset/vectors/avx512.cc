@@ -68,6 +68,9 @@ LEVEL_CODE inline Block words_right(Block block) {
 LEVEL_CODE inline Block pair_sums(Block a, Block factors) { return _mm512_maddubs_epi16(a, factors); }
 LEVEL_CODE inline bool none(Block block, Block bits) { return _mm512_test_epi8_mask(block, bits) == 0; }
 LEVEL_CODE inline ptrdiff_t ones(Bits bits) { return __builtin_popcountll(bits); }
+LEVEL_CODE inline ptrdiff_t ones_of(WordMask mask, ptrdiff_t count) {
+  return ones(mask & ((Bits{1} << count) - 1));
+}
 
 LEVEL_CODE inline Block widened(const uint8_t* from) {
   return _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(from)));
@@ -225,7 +228,7 @@ LEVEL_CODE void utf8_to_ucs2_end(const uint8_t*& in, const uint8_t* in_end, uint
 }
 
 // Stores so many units, not 0, as UTF-8; false, with nothing stored, if there is no room.
-LEVEL_CODE inline bool store_utf8(Block units, ptrdiff_t count, uint8_t*& out, const uint8_t* out_end) {
+LEVEL_CODE inline bool store_utf8_part(Block units, ptrdiff_t count, uint8_t*& out, const uint8_t* out_end) {
   const Sequences sequences = sequences_of(units);
   const Halves halves = one_to_three(sequences.fronts, sequences.lasts, sequences.is_short);
   const ptrdiff_t first_lanes = part_size(count, kBlockBytes / 4);
@@ -246,7 +249,7 @@ LEVEL_CODE void ucs2_to_utf8_end(const uint16_t*& in, const uint16_t* in_end, ui
     const ptrdiff_t size = part_size(in_end - in, kUnits);
     const Block units = _mm512_maskz_loadu_epi16(static_cast<WordMask>(front(size)), in);
     if (any(equal_words(units & words(0xF800), words(0xD800)))) return;
-    if (!store_utf8(units, size, out, out_end)) return;
+    if (!store_utf8_part(units, size, out, out_end)) return;
     in += size;
   }
 }
@@ -365,7 +368,7 @@ LEVEL_CODE void row_to_utf8(const uint16_t* row, const uint8_t*& in, const uint8
   }
   while (in < in_end) {
     const ptrdiff_t size = part_size(in_end - in, kUnits);
-    if (!store_utf8(first_units_of(table, load_front(in, size)), size, out, out_end)) return;
+    if (!store_utf8_part(first_units_of(table, load_front(in, size)), size, out, out_end)) return;
     in += size;
   }
 }

@@ -13,6 +13,7 @@
 //   where                the block's bytes where a comparison's mask says so, zeros elsewhere
 //   words_left, _right   shifts each word by so many bits
 //   pair_sums            words: byte by factor, added to the next byte by the next factor
+//   ones_of              how many of the first words a mask has, of a part of a block
 //   none                 whether the blocks have no set bit in common
 //   ones                 how many bits are set
 //   widened              the bytes at an address as words
@@ -171,7 +172,45 @@ LEVEL_CODE inline uint8_t* store_short(uint8_t* to, Block units) {
   return to + kBlockBytes;
 }
 
-// Takes everything but surrogates.
+// Stores a block of units; null if there are surrogates.
+LEVEL_CODE inline uint8_t* store_utf8(uint8_t* to, Block units) {
+  if (none(units, words(0xFF80))) {
+    store_narrowed(to, units);
+    return to + kBlockBytes / 2;
+  }
+  if (none(units, words(0xF800))) return store_short(to, units);
+  if (any(equal_words(units & words(0xF800), words(0xD800)))) return nullptr;
+  const Sequences sequences = sequences_of(units);
+  return store_one_to_three(to, sequences.fronts, sequences.lasts, sequences.is_one, sequences.is_short);
+}
+
+// Bytes of the first units of a block in UTF-8.
+LEVEL_CODE inline ptrdiff_t utf8_bytes(Block units, ptrdiff_t count) {
+  return 3 * count - ones_of(equal_words(units & words(0xFF80), Block{}), count) -
+         ones_of(equal_words(units & words(0xF800), Block{}), count);
+}
+
+// Converts what is left of a text, at most four blocks, if it has no surrogates, and returns the end of the
+// output; else null. The last block ends with the text and overlaps what is already converted. That needs a
+// block since `in`, where `from` has moved on from.
+LEVEL_CODE inline uint8_t* convert_rest(const uint16_t* in, const uint16_t* from, const uint16_t* in_end,
+                                        uint8_t* to, const uint8_t* out_end) {
+  constexpr ptrdiff_t kUnits = kBlockBytes / 2, kMostBytes = 3 * kUnits;
+  if (in_end - in < kUnits || in_end - from > 4 * kUnits) return nullptr;
+  uint8_t buffer[5 * kMostBytes + kWordsPart];
+  uint8_t* const start = buffer + kMostBytes;  // behind what a last block may repeat
+  uint8_t* end = start;
+  for (; in_end - from >= kUnits && end != nullptr; from += kUnits) end = store_utf8(end, load(from));
+  if (from != in_end && end != nullptr) {
+    const Block last = load(in_end - kUnits);
+    end = store_utf8(end - utf8_bytes(last, kUnits - (in_end - from)), last);
+  }
+  if (end == nullptr || end - start > out_end - to) return nullptr;
+  __builtin_memcpy(to, start, static_cast<size_t>(end - start));
+  return to + (end - start);
+}
+
+// Takes everything but surrogates, and the end.
 LEVEL_CODE void ucs2_to_utf8(const uint16_t*& in, const uint16_t* in_end, uint8_t*& out,
                              const uint8_t* out_end) {
   constexpr ptrdiff_t kUnits = kBlockBytes / 2;
@@ -179,23 +218,16 @@ LEVEL_CODE void ucs2_to_utf8(const uint16_t*& in, const uint16_t* in_end, uint8_
   constexpr ptrdiff_t kInMargin = kUnits + (kSurplus + 1) * 2;
   constexpr ptrdiff_t kOutMargin = 3 * kUnits + kSurplus + 4;
   static_assert(kInMargin <= kMostMargin);
-  if (in_end - in < kInMargin || out_end - out < kOutMargin) return;
-  const uint16_t* const in_stop = in_end - kInMargin;
-  const uint8_t* const out_stop = out_end - kOutMargin;
   const uint16_t* from = in;
   uint8_t* to = out;
-  for (; from <= in_stop && to <= out_stop; from += kUnits) {
-    const Block units = load(from);
-    if (none(units, words(0xFF80))) {
-      store_narrowed(to, units);
-      to += kUnits;
-    } else if (none(units, words(0xF800))) {
-      to = store_short(to, units);
-    } else {
-      if (any(equal_words(units & words(0xF800), words(0xD800)))) break;
-      const Sequences sequences = sequences_of(units);
-      to = store_one_to_three(to, sequences.fronts, sequences.lasts, sequences.is_one, sequences.is_short);
-    }
+  for (; in_end - from >= kInMargin && out_end - to >= kOutMargin; from += kUnits) {
+    uint8_t* const end = store_utf8(to, load(from));
+    if (end == nullptr) break;
+    to = end;
+  }
+  if (uint8_t* const end = convert_rest(in, from, in_end, to, out_end); end != nullptr) {
+    from = in_end;
+    to = end;
   }
   in = from;
   out = to;
