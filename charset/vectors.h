@@ -25,8 +25,8 @@ template <class Out>
 using RowKernel = void (*)(const uint16_t* row, const uint8_t*& in, const uint8_t* in_end, Out*& out,
                            const Out* out_end);
 
-// Units of input from which a kernel takes something: one that needs room behind its blocks, and one that
-// also takes ends.
+// The shortest input, in units, that is worth a kernel's while: for kernels that need input past their
+// blocks, and for those that also take ends.
 constexpr ptrdiff_t kKernelMargin = 64;
 constexpr ptrdiff_t kLeastForKernel = 24;
 

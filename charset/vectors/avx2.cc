@@ -20,11 +20,9 @@ using WordMask = Block;
 using Bits = uint32_t;
 constexpr ptrdiff_t kBlockBytes = 32;
 constexpr Bits kAllBytes = 0xFFFFFFFF;
-constexpr ptrdiff_t kUnitsPart = 8;
-constexpr ptrdiff_t kBytesPart = 8;
-constexpr ptrdiff_t kWordsPart = 16;
 constexpr ptrdiff_t kThrees = 8;
 constexpr ptrdiff_t kMostMargin = kKernelMargin;
+constexpr bool kMasksEnds = false;
 
 LEVEL_CODE inline Block load(const void* at) { return _mm256_loadu_si256(static_cast<const Block*>(at)); }
 LEVEL_CODE inline void store(void* at, Block block) { _mm256_storeu_si256(static_cast<Block*>(at), block); }

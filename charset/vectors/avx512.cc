@@ -32,6 +32,7 @@ constexpr ptrdiff_t kBytesPart = 64;
 constexpr ptrdiff_t kWordsPart = 64;
 constexpr ptrdiff_t kThrees = 16;
 constexpr ptrdiff_t kMostMargin = 192;
+constexpr bool kMasksEnds = true;
 
 LEVEL_CODE inline Block load(const void* at) { return _mm512_loadu_si512(at); }
 LEVEL_CODE inline void store(void* at, Block block) { _mm512_storeu_si512(at, block); }
@@ -201,8 +202,7 @@ LEVEL_CODE inline Utf8Part utf8_part(const uint8_t* in, const uint8_t* in_end) {
   const ptrdiff_t size = part_size(in_end - in, kBlockBytes);
   const Block block = load_front(in, size);
   const Utf8Shape shape = shape_of(block);
-  const Bits asked = shape.leads << 1 | shape.leads3 << 2 | shape.leads4 << 3;
-  if (size <= 0 || (asked & front(size)) != shape.following) return {block, shape, 0};
+  if (size <= 0 || (asked_of_this(shape) & front(size)) != shape.following) return {block, shape, 0};
   return {block, shape, size - cut_bytes(shape, size)};
 }
 
@@ -248,7 +248,7 @@ LEVEL_CODE void ucs2_to_utf8_end(const uint16_t*& in, const uint16_t* in_end, ui
   while (in < in_end) {
     const ptrdiff_t size = part_size(in_end - in, kUnits);
     const Block units = _mm512_maskz_loadu_epi16(static_cast<WordMask>(front(size)), in);
-    if (any(equal_words(units & words(0xF800), words(0xD800)))) return;
+    if (has_surrogates(units)) return;
     if (!store_utf8_part(units, size, out, out_end)) return;
     in += size;
   }

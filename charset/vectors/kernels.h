@@ -23,14 +23,15 @@
 //   store_one_or_two     of each word one byte where the mask says so, else two; returns their end
 //   store_one_to_three   of a word and the word of `lasts` together one byte where is_one says so, else two
 //                        where is_short does, else three; returns their end
-//   store_threes         kThrees characters of three bytes; false, with nothing stored, if fewer are at the
-//   front
+//   store_threes         kThrees characters of three bytes; false if there are fewer, with nothing stored
 // Those that keep a part store more than they keep. They take the block in parts of so many of its units or
 // bytes, and each part's store ends where its part would if all of it were kept:
 //   kUnitsPart           units of a part for store_units
 //   kBytesPart           bytes of a part for store_bytes
 //   kWordsPart           bytes of a part for store_one_or_two and store_one_to_three
-// And kMostMargin is the number of units for which at least one block is taken.
+// And two of the level itself:
+//   kMostMargin          units of a text of which at least one block is taken
+//   kMasksEnds           the level has kernels of its own for the ends, which load and store by masks
 //
 // Every function that touches a Block has the attribute. None uses a lambda or a function of the standard
 // library: those would not have it, and such a function could be used by the rest of the program, too.
@@ -52,10 +53,14 @@ LEVEL_CODE inline Utf8Shape shape_of(Block block) {
   return {high & ~second, second, third, third & high_bits(words_left<3>(block))};
 }
 
+// Where the leads ask for following bytes in this block.
+inline Bits asked_of_this(const Utf8Shape& shape) {
+  return shape.leads << 1 | shape.leads3 << 2 | shape.leads4 << 3;
+}
+
 // Whether following bytes are just where the leads of this block and those before it ask for them.
 inline bool is_whole(const Utf8Shape& shape, Bits asked_before) {
-  const Bits asked = asked_before | shape.leads << 1 | shape.leads3 << 2 | shape.leads4 << 3;
-  return (asked & kAllBytes) == shape.following;
+  return ((asked_before | asked_of_this(shape)) & kAllBytes) == shape.following;
 }
 
 // Where the leads ask for following bytes in the next block.
@@ -147,6 +152,14 @@ LEVEL_CODE void utf8_to_ucs2(const uint8_t*& in, const uint8_t* in_end, uint16_t
   out = to - (asked != 0);
 }
 
+// The units that UTF-8 writes in one byte, and in two at most.
+LEVEL_CODE inline WordMask ones_in(Block units) { return equal_words(units & words(0xFF80), Block{}); }
+LEVEL_CODE inline WordMask shorts_in(Block units) { return equal_words(units & words(0xF800), Block{}); }
+
+LEVEL_CODE inline bool has_surrogates(Block units) {
+  return any(equal_words(units & words(0xF800), words(0xD800)));
+}
+
 struct Sequences {
   Block fronts;  // the first two bytes of a sequence
   Block lasts;   // the third one
@@ -154,8 +167,7 @@ struct Sequences {
 };
 
 LEVEL_CODE inline Sequences sequences_of(Block units) {
-  const WordMask is_one = equal_words(units & words(0xFF80), Block{});
-  const WordMask is_short = equal_words(units & words(0xF800), Block{});
+  const WordMask is_one = ones_in(units), is_short = shorts_in(units);
   const Block upper = words_right<6>(units);
   const Block last = (units & words(0x3F)) | words(0x80);
   const Block two = upper | words(0xC0) | words_left<8>(last);
@@ -165,7 +177,7 @@ LEVEL_CODE inline Sequences sequences_of(Block units) {
 
 // Stores units below 0x800 as one byte or two.
 LEVEL_CODE inline uint8_t* store_short(uint8_t* to, Block units) {
-  const WordMask is_one = equal_words(units & words(0xFF80), Block{});
+  const WordMask is_one = ones_in(units);
   const Block two = words_right<6>(units) | words(0x80C0) | words_left<8>(units & words(0x3F));
   if (any(is_one)) return store_one_or_two(to, choose(two, units, is_one), is_one);
   store(to, two);
@@ -179,15 +191,14 @@ LEVEL_CODE inline uint8_t* store_utf8(uint8_t* to, Block units) {
     return to + kBlockBytes / 2;
   }
   if (none(units, words(0xF800))) return store_short(to, units);
-  if (any(equal_words(units & words(0xF800), words(0xD800)))) return nullptr;
+  if (has_surrogates(units)) return nullptr;
   const Sequences sequences = sequences_of(units);
   return store_one_to_three(to, sequences.fronts, sequences.lasts, sequences.is_one, sequences.is_short);
 }
 
 // Bytes of the first units of a block in UTF-8.
 LEVEL_CODE inline ptrdiff_t utf8_bytes(Block units, ptrdiff_t count) {
-  return 3 * count - ones_of(equal_words(units & words(0xFF80), Block{}), count) -
-         ones_of(equal_words(units & words(0xF800), Block{}), count);
+  return 3 * count - ones_of(ones_in(units), count) - ones_of(shorts_in(units), count);
 }
 
 // Converts what is left of a text, at most four blocks, if it has no surrogates, and returns the end of the
@@ -198,7 +209,7 @@ LEVEL_CODE inline uint8_t* convert_rest(const uint16_t* in, const uint16_t* from
   constexpr ptrdiff_t kUnits = kBlockBytes / 2, kMostBytes = 3 * kUnits;
   if (in_end - in < kUnits || in_end - from > 4 * kUnits) return nullptr;
   uint8_t buffer[5 * kMostBytes + kWordsPart];
-  uint8_t* const start = buffer + kMostBytes;  // behind what a last block may repeat
+  uint8_t* const start = buffer + kMostBytes;  // leaves room for what a last block repeats
   uint8_t* end = start;
   for (; in_end - from >= kUnits && end != nullptr; from += kUnits) end = store_utf8(end, load(from));
   if (from != in_end && end != nullptr) {
@@ -221,11 +232,12 @@ LEVEL_CODE void ucs2_to_utf8(const uint16_t*& in, const uint16_t* in_end, uint8_
   const uint16_t* from = in;
   uint8_t* to = out;
   for (; in_end - from >= kInMargin && out_end - to >= kOutMargin; from += kUnits) {
-    uint8_t* const end = store_utf8(to, load(from));
-    if (end == nullptr) break;
-    to = end;
+    uint8_t* const block_end = store_utf8(to, load(from));
+    if (block_end == nullptr) break;
+    to = block_end;
   }
-  if (uint8_t* const end = convert_rest(in, from, in_end, to, out_end); end != nullptr) {
+  uint8_t* const end = kMasksEnds ? nullptr : convert_rest(in, from, in_end, to, out_end);
+  if (end != nullptr) {
     from = in_end;
     to = end;
   }
@@ -287,7 +299,7 @@ LEVEL_CODE void utf8_to_utf8(const uint8_t*& in, const uint8_t* in_end, uint8_t*
     }
     store(to, block);
   }
-  if (copy_rest(in, from, in_end, to, out_end, asked)) {
+  if (!kMasksEnds && copy_rest(in, from, in_end, to, out_end, asked)) {
     out = to + (in_end - from);
     in = in_end;
     return;

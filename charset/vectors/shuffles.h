@@ -1,8 +1,9 @@
 // Controls of byte shuffles, computed at compile time: each moves the bytes of a register that count to its
-// front. The kernels of all levels share them.
+// front. SSE41 and AVX2 share them.
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 namespace mar::charset {
@@ -13,6 +14,11 @@ struct alignas(16) Shuffle {
   std::array<uint8_t, 16> control;
 };
 using Shuffles = std::array<Shuffle, 256>;  // by eight mask bits, the first lane's lowest
+
+// What one shuffle and its store take: kernels.h says of what.
+constexpr ptrdiff_t kUnitsPart = 8;
+constexpr ptrdiff_t kBytesPart = 8;
+constexpr ptrdiff_t kWordsPart = 16;
 
 // For so many lanes of `lane_bytes`: of each lane, bytes(bits) bytes count, from its first one. The mask bits
 // of a lane are `bits`.
