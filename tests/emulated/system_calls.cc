@@ -17,7 +17,7 @@ namespace mar::emulated {
 
 namespace {
 
-constexpr uint64_t kBreakEnd = 64 << 20;  // from the program's end to here: what brk() gives
+constexpr uint64_t kBreakEnd = 64 << 20;  // brk() gives out the memory between the program and this address
 uint64_t break_now, map_now;
 
 // The only file: the last one that was created.
@@ -120,7 +120,7 @@ extern "C" int64_t system_call(uint64_t number, uint64_t a, uint64_t b, uint64_t
       return a == kFile ? read(reinterpret_cast<char*>(b), c) : 0;
     case SYS_newfstatat:
       return status(a, *reinterpret_cast<struct stat*>(c));
-    case SYS_futex:  // nobody waits
+    case SYS_futex:  // no other thread is waiting
     case SYS_close:
     case SYS_mkdir:
     case SYS_chdir:
