@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <ctime>
-#include <new>
 
 #include "contract/queue_layout.h"
 #include "contract/status.h"
@@ -71,9 +71,9 @@ bool QueueSemaphores::implCreate(key_t key, int count) {
       return false;
     }
   }
-  auto* zeros = new (std::nothrow) unsigned short[static_cast<size_t>(count)]();
+  auto* zeros = static_cast<unsigned short*>(std::calloc(static_cast<size_t>(count), sizeof(unsigned short)));
   const int cleared = zeros == nullptr ? -1 : sys::semaphores_set_all(VSemaphore, zeros);
-  delete[] zeros;
+  std::free(zeros);
   if (cleared == -1) {
     trace_ln("%s - ERROR - semctl SETALL errno = %d", kLocation, errno);
     return false;

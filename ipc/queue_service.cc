@@ -141,8 +141,8 @@ bool QueueCore::MarkChain(const uint32_t& first, SlotSet& marked, int& items) co
     uint8_t* const slot = SlotAt(offset);
     if (slot == nullptr) return false;
     const size_t index = (offset - VLayout.slot_offset(VCapacity, 0)) / VLayout.item_size_bytes;
-    if (marked.test(index)) return false;
-    marked.set(index);
+    if (marked[index]) return false;
+    marked[index] = true;
     ++items;
     offset = load_shared(*NextOf(slot));
   }
@@ -158,7 +158,7 @@ long QueueCore::RecoverLocked(SlotSet& chained, int& recovered) {
   const bool was_full = load_shared(VHeader->itemCount) >= VCapacity;
   uint32_t free_list = load_shared(VHeader->freeList);
   for (uint16_t i = 0; i < VCapacity; ++i) {
-    if (chained.test(i)) continue;
+    if (chained[i]) continue;
     const auto offset = static_cast<uint32_t>(VLayout.slot_offset(VCapacity, i));
     store_shared(*NextOf(VBase + offset), free_list);
     store_shared(VHeader->freeList, offset);
