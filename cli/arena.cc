@@ -21,7 +21,8 @@ void* Arena::allocate_zeroed(size_t count, size_t size_bytes) {
   size_t total_bytes;
   if (__builtin_mul_overflow(count, size_bytes, &total_bytes)) total_bytes = SIZE_MAX;
   const Room room = find_room(total_bytes);
-  if (room.content != nullptr && !room.is_zero) std::memset(room.content, 0, total_bytes);
+  // Not all of it: a page that is fresh stays so until the caller needs it.
+  if (room.used_bytes > 0) std::memset(room.content, 0, std::min(total_bytes, room.used_bytes));
   return room.content;
 }
 
@@ -65,13 +66,14 @@ Arena::Room Arena::find_room(size_t size_bytes) {
 Arena::Room Arena::place(size_t block_bytes) {
   const StaticMutexHold hold(mutex_);
   if (block_bytes > kSizeBytes - used_bytes_) return {};
-  const bool is_zero = used_bytes_ >= dirty_bytes_;
+  const uint32_t content_begins = used_bytes_ + sizeof(Block);
   auto* const block = reinterpret_cast<Block*>(memory_ + used_bytes_);
   *block = {block_bytes, last_bytes_, false, false};
   last_bytes_ = static_cast<uint32_t>(block_bytes);
   used_bytes_ += last_bytes_;
+  const uint32_t once_used = std::max(dirty_bytes_, content_begins) - content_begins;
   dirty_bytes_ = std::max(dirty_bytes_, used_bytes_);
-  return {block + 1, is_zero};
+  return {block + 1, once_used};
 }
 
 Arena::Room Arena::map(size_t block_bytes) {
@@ -80,7 +82,7 @@ Arena::Room Arena::map(size_t block_bytes) {
   if (at == MAP_FAILED) return {};
   auto* const block = static_cast<Block*>(at);
   *block = {mapped_bytes, 0, true, false};
-  return {block + 1, true};
+  return {block + 1};
 }
 
 }  // namespace mar::cli

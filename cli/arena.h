@@ -28,15 +28,14 @@ class Arena {
   };
   struct Room {
     void* content = nullptr;
-    bool is_zero = false;
+    size_t used_bytes = 0;  // of the content, from its start: past them it is zero
   };
 
   Room find_room(size_t size_bytes);
   Room place(size_t size_bytes);
   static Room map(size_t size_bytes);
 
-  // A command needs 31 KB for its buffers. The GNU C++ library, where it is linked, reserves 73 KB.
-  static constexpr size_t kSizeBytes = size_t{128} * 1024;
+  static constexpr size_t kSizeBytes = size_t{64} * 1024;  // a command needs 31 KB for its buffers
 
   StaticMutex mutex_;
   uint32_t used_bytes_ MAR_GUARDED_BY(mutex_) = 0;
