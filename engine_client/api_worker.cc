@@ -69,7 +69,7 @@ int32_t exchange_and_judge(const Command& command, const CmdRecord& row, uint8_t
     std::memcpy(request + header_size, command.payload, command.payload_size_bytes);
 
   ZARNLog(kBackend, kCommandLevel, "%s:%s: zarn_send_and_rcv()", command.log_name, kInvokingBanner);
-  const int32_t exchanged = zarn_send_and_rcv(request, static_cast<int>(total), reply);
+  const int32_t exchanged = exchange_into_zeros(request, static_cast<int>(total), reply);
   if (exchanged != MAR_OK) return exchanged;
   if (command.after_exchange != nullptr) command.after_exchange(command.log_name);
   return judge(row, reply);

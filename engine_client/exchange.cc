@@ -1,5 +1,6 @@
 #include "engine_client/exchange.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 
@@ -31,43 +32,63 @@ int look_after_failure() {
   return EngineIsRunning();
 }
 
-}  // namespace
-
-}  // namespace mar
-
-int zarn_send_rcv_from_mar_engine(const unsigned char* request, int length, unsigned char** reply) {
-  Exchange exchange{.request = request, .length = length, .answer = *reply};
+// The bare exchange.
+void exchange_bare(Exchange& exchange) {
   exchange.connected = thread_connection() != nullptr;
   const Turn turn(!exchange.connected);
   if (!turn.taken()) {
     note_cause(MAR_CAUSE_DEADLINE);
-    return 0;
+    return;
   }
   ZARNLog(kBackend, kExchangeLevel, "%s: %s", kBareName, kEntryBanner);
   exchange_where_nothing_is_owed(exchange);
   ZARNLog(kBackend, kExchangeLevel, "%s: %s Return code rc = %d", kBareName, kCompletedBanner,
           static_cast<int>(exchange.rc));
-  *reply = exchange.answer;
-  return exchange.succeeded ? 1 : 0;
 }
 
-int zarn_send_and_rcv(const unsigned char* request, int length, unsigned char* reply) {
+// The guarded exchange. After MAR_OK the answer is there, and the caller's to free.
+int exchange_guarded(Exchange& exchange) {
   static constexpr char kName[] = "zarn_send_and_rcv";
   // An open connection notices by itself.
   if (thread_connection() == nullptr && EngineIsRunning() == 0) return MAR_ENGINE_NOT_RUNNING;
   ZARNLog(kBackend, kExchangeLevel, "%s: %s", kName, kEntryBanner);
   ZARNLog(kBackend, kExchangeLevel, "%s:%s: zarn_send_rcv_from_mar_engine()", kName, kInvokingBanner);
-  unsigned char* answer = nullptr;
-  int result = zarn_send_rcv_from_mar_engine(request, length, &answer);
-  if (result != 1) {
+  exchange_bare(exchange);
+  int result = MAR_OK;
+  if (!exchange.succeeded) {
     result = look_after_failure() != 0 ? MAR_EXCHANGE_FAILED : MAR_ENGINE_NOT_RUNNING;
-  } else if (answer == nullptr) {
+  } else if (exchange.answer == nullptr) {
     result = MAR_ENGINE_NOT_RUNNING;  // no memory for the answer: a failure like any other buffer's
-  } else if (reply != nullptr) {
-    std::memcpy(reply, answer, CLI_MAX_BUFFER_SIZE);
   }
   ZARNLog(kBackend, kExchangeLevel, "%s: %s Return code rc = %d", kName, kCompletedBanner, result);
-  std::free(answer);
+  return result;
+}
+
+}  // namespace
+
+int exchange_into_zeros(const unsigned char* request, int length, unsigned char* reply) {
+  Exchange exchange{.request = request, .length = length};
+  const int result = exchange_guarded(exchange);
+  if (result == MAR_OK && exchange.answer_length > 0)
+    std::memcpy(reply, exchange.answer, std::min<size_t>(exchange.answer_length, CLI_MAX_BUFFER_SIZE));
+  std::free(exchange.answer);
+  return result;
+}
+
+}  // namespace mar
+
+int zarn_send_rcv_from_mar_engine(const unsigned char* request, int length, unsigned char** reply) {
+  Exchange exchange{.request = request, .length = length, .answer = *reply};
+  exchange_bare(exchange);
+  *reply = exchange.answer;
+  return exchange.succeeded ? 1 : 0;
+}
+
+int zarn_send_and_rcv(const unsigned char* request, int length, unsigned char* reply) {
+  Exchange exchange{.request = request, .length = length};
+  const int result = exchange_guarded(exchange);
+  if (result == MAR_OK && reply != nullptr) std::memcpy(reply, exchange.answer, CLI_MAX_BUFFER_SIZE);
+  std::free(exchange.answer);
   return result;
 }
 

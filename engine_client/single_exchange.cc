@@ -137,23 +137,21 @@ bool read_answer(Exchange& exchange, Route& route) {
   return false;
 }
 
-// A copy of the answer for the caller, never smaller than what a read routine may look at.
-// Null without memory.
-unsigned char* copy_answer(const CkesBuffer& received) {
+// A copy of the answer for the caller, never smaller than what a read routine may look at; null without
+// memory. Past its end a short answer reads as zeros, never as old memory.
+void copy_answer(const CkesBuffer& received, Exchange& exchange) {
   ZARNLog(kBackend, kExchangeLevel, "%s: returning the message from the engine", kBareName);
   const auto length = static_cast<size_t>(received.GetLength());
-  const size_t size = std::max<size_t>(length, CLI_MAX_BUFFER_SIZE);
-  auto* answer = static_cast<unsigned char*>(std::malloc(size));
-  if (answer == nullptr) {
+  exchange.answer =
+      static_cast<unsigned char*>(std::calloc(1, std::max<size_t>(length, CLI_MAX_BUFFER_SIZE)));
+  if (exchange.answer == nullptr) {
     note_cause(MAR_CAUSE_NO_MEMORY);
     ZARNLog(kBackend, kExchangeLevel,
             "%s: Error: memory allocation fault for msg_from. Can't return message from engine", kBareName);
-    return nullptr;
+    return;
   }
-  // Past its end a short answer reads as zeros, never as old memory.
-  if (length > 0) std::memcpy(answer, received.GetBuffer(), length);
-  std::memset(answer + length, 0, size - length);
-  return answer;
+  if (length > 0) std::memcpy(exchange.answer, received.GetBuffer(), length);
+  exchange.answer_length = length;
 }
 
 bool is_free_to_ask(Exchange& exchange, const Route& route) {
@@ -170,7 +168,7 @@ void exchange_over(Route& route, Exchange& exchange) {
   }
   exchange.succeeded =
       is_free_to_ask(exchange, route) && write_request(exchange, route) && read_answer(exchange, route);
-  if (exchange.succeeded) exchange.answer = copy_answer(route.answer());
+  if (exchange.succeeded) copy_answer(route.answer(), exchange);
   route.close(exchange.rc);
 }
 

@@ -1,6 +1,8 @@
 // One request and its answer, on whichever channel and thread they may travel.
 #pragma once
 
+#include <cstddef>
+
 #include "ipc/cause.h"
 #include "runtime/error_stack.h"
 #include "util/deadline.h"
@@ -10,9 +12,10 @@ namespace mar {
 // One request, its answer and how it went.
 struct Exchange {
   const unsigned char* request;
-  int length;              // bytes
-  unsigned char* answer;   // from malloc once the exchange has succeeded
-  bool connected = false;  // on a connection of its own, not on the process's channel
+  int length;                       // bytes
+  unsigned char* answer = nullptr;  // from malloc once the exchange has succeeded
+  size_t answer_length = 0;         // bytes of it that came; zeros fill it up to CLI_MAX_BUFFER_SIZE
+  bool connected = false;           // on a connection of its own, not on the process's channel
   bool succeeded = false;
   long rc = 0;                // the channel's last code
   Deadline deadline = {};     // of the call

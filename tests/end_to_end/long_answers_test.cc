@@ -68,17 +68,19 @@ TEST_F(LongAnswers, ArriveWhole) {
 }
 
 TEST_F(LongAnswers, AreCutForACallerOfTheShortExchange) {
-  Child client([] {
-    unsigned char reply[CLI_MAX_BUFFER_SIZE + 1];
-    reply[CLI_MAX_BUFFER_SIZE] = 0xAA;
-    const long result = zarn_send_and_rcv(kDump, sizeof kDump, reply);
-    const bool whole = piece(0, CLI_MAX_BUFFER_SIZE) == std::string(reply, reply + CLI_MAX_BUFFER_SIZE);
-    return whole && reply[CLI_MAX_BUFFER_SIZE] == 0xAA ? result : 0;
-  });
-  const auto request = engine.request();
-  ASSERT_TRUE(request.has_value());
-  send_long(*request, 30000);
-  EXPECT_EQ(client.result(), 1);
+  for (const auto exchange : {zarn_send_and_rcv, mar::exchange_into_zeros}) {
+    Child client([exchange] {
+      unsigned char reply[CLI_MAX_BUFFER_SIZE + 1] = {};
+      reply[CLI_MAX_BUFFER_SIZE] = 0xAA;
+      const long result = exchange(kDump, sizeof kDump, reply);
+      const bool whole = piece(0, CLI_MAX_BUFFER_SIZE) == std::string(reply, reply + CLI_MAX_BUFFER_SIZE);
+      return whole && reply[CLI_MAX_BUFFER_SIZE] == 0xAA ? result : 0;
+    });
+    const auto request = engine.request();
+    ASSERT_TRUE(request.has_value());
+    send_long(*request, 30000);
+    EXPECT_EQ(client.result(), 1);
+  }
 }
 
 TEST_F(LongAnswers, TakeFromEachRecordNoMoreThanItHolds) {
