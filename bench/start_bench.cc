@@ -1,5 +1,6 @@
 // t1 from start to exit, with an engine that answers, beside the least program that does the same. Prints the
-// page faults of each, too. On one core, or with the engine on another:
+// page faults of each, too. On one core, or with the engine on another. Compare copies of the programs: a
+// file that the linker has written lies in the page cache in smaller pieces, and starts up to a tenth slower.
 //   build/bench/bench/start_bench [--json FILE] one-core|two-cores MAR_STANDIN ONE_SHOT T1...
 #include <fcntl.h>
 #include <spawn.h>
@@ -13,7 +14,6 @@
 #include <vector>
 
 #include "bench/echoing_engine.h"
-#include "bench/floor.h"
 #include "bench/side_by_side.h"
 #include "contract/names.h"
 #include "ipc/naming.h"
@@ -58,16 +58,10 @@ int main(int argc, char** argv) {
   if (one_core) pin_to_core(0);
   const pid_t engine = bench::start_engine(argv[2], "50");
   if (!one_core) pin_to_core(0);
-  const floor::Queue queue = floor::Queue::create();
-  floor::start_server([queue] { floor::serve(queue); });
   IpcKeys keys;
   if (!impl_ipc_keys(CLI_IPC_NAME, keys)) return 1;
 
-  std::vector<std::vector<std::string>> commands = {{argv[3]}};
-  const floor::Queue::Objects& objects = queue.objects();
-  for (const int number : {objects.memory, objects.lock_set, objects.wake_set})
-    commands[0].push_back(std::to_string(number));
-  commands[0].emplace_back(CLI_IPC_NAME);
+  std::vector<std::vector<std::string>> commands = {{argv[3], CLI_IPC_NAME}};
   for (const key_t key : {keys.segment_semaphores, keys.segment, keys.queue_semaphores})
     commands[0].push_back(std::to_string(key));
   for (int i = 4; i < argc; ++i) commands.push_back({argv[i], "dump"});
