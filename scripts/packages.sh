@@ -7,6 +7,9 @@
 build_packages='cmake ninja-build g++ pkg-config libcli11-dev libfmt-dev libicu-dev libssl-dev nlohmann-json3-dev'
 # shellcheck disable=SC2034
 test_packages='libgtest-dev strace mandoc locales'
+# For the preset release-small.
+# shellcheck disable=SC2034
+small_packages='clang libc++-dev musl-dev'
 # shellcheck disable=SC2034
 emulator_packages='bochs bochs-term vgabios'
 
