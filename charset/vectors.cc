@@ -1,10 +1,10 @@
 #include "charset/vectors.h"
 
+#include "charset/vectors/levels.h"
+
 #if defined(__x86_64__) && __has_include(<sys/platform/x86.h>)
 #define MAR_HAS_X86_LEVELS 1
 #include <sys/platform/x86.h>
-
-#include "charset/vectors/x86.h"
 #else
 #define MAR_HAS_X86_LEVELS 0
 #endif
@@ -35,6 +35,8 @@ constinit const VectorLevel kVectorLevels[] = {
     {"AVX512", has_avx512, &avx512::kKernels},
     {"AVX2", has_avx2, &avx2::kKernels},
     {"SSE41", has_sse41, &sse41::kKernels},
+#elif defined(__aarch64__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+    {"NEON", always, &neon::kKernels},
 #endif
     {"scalar", always, &kNoKernels},
 };

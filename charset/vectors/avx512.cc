@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "charset/vectors/x86.h"
+#include "charset/vectors/levels.h"
 
 // GCC 12 takes the undefined registers of its own intrinsics for an oversight. In kernels.h the other levels
 // still get these warnings.

@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #include "charset/vectors/shuffles.h"
-#include "charset/vectors/x86.h"
+#include "charset/vectors/levels.h"
 
 #define LEVEL_CODE [[gnu::target("sse4.1,popcnt")]]
 

@@ -1,4 +1,4 @@
-// The kernels of the levels that x86-64 processors have. Each level is a file of its own.
+// The kernels of each level, which is a file of its own: three for x86-64 processors, one for 64-bit ARM.
 #pragma once
 
 #include "charset/vectors.h"
@@ -12,6 +12,9 @@ namespace avx2 {
 extern const VectorKernels kKernels;
 }
 namespace avx512 {
+extern const VectorKernels kKernels;
+}
+namespace neon {
 extern const VectorKernels kKernels;
 }
 
