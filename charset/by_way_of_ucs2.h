@@ -24,7 +24,7 @@ template <class Reader, class Writer>
 void from_utf8_by_ucs2(Reader& reader, Writer& writer, const char*& text, const char* text_end, char*& result,
                        char* result_end) {
   const VectorKernels& kernels = vectors();
-  const auto to_ucs2 = kernels.utf8_to_ucs2;
+  const auto to_ucs2 = kernels.utf8_to_bmp;
   if (to_ucs2 == nullptr) return;
   auto* in = reinterpret_cast<const uint8_t*>(text);
   auto* out = reinterpret_cast<uint8_t*>(result);
@@ -53,7 +53,7 @@ template <class Reader>
 void to_utf8_by_ucs2(Reader& reader, const char*& text, const char* text_end, char*& result,
                      char* result_end) {
   static_assert(!Reader::kSupplementary);
-  const auto to_utf8 = vectors().ucs2_to_utf8;
+  const auto to_utf8 = vectors().bmp_to_utf8;
   if (to_utf8 == nullptr) return;
   auto* in = reinterpret_cast<const uint8_t*>(text);
   auto* out = reinterpret_cast<uint8_t*>(result);

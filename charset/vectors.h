@@ -35,6 +35,10 @@ struct VectorKernels {
   Kernel<uint8_t, uint16_t> utf8_to_ucs2;
   Kernel<uint16_t, uint8_t> ucs2_to_utf8;  // this and the next take ends at every level
   Kernel<uint8_t, uint8_t> utf8_to_utf8;
+  // For codesets without characters from U+10000 up, whose surrogates stand for themselves and in which a
+  // lead of four bytes is another one of three. Both are left to the loop.
+  Kernel<uint8_t, uint16_t> utf8_to_bmp;
+  Kernel<uint16_t, uint8_t> bmp_to_utf8;
   // For codesets in which every byte is its own UCS-2 value.
   Kernel<uint8_t, uint16_t> latin1_to_ucs2;
   Kernel<uint16_t, uint8_t> ucs2_to_latin1;

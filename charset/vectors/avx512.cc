@@ -67,6 +67,8 @@ LEVEL_CODE inline Block words_right(Block block) {
   return _mm512_srli_epi16(block, kBits);
 }
 LEVEL_CODE inline Block pair_sums(Block a, Block factors) { return _mm512_maddubs_epi16(a, factors); }
+LEVEL_CODE inline Block sums(Block a, Block b) { return _mm512_add_epi8(a, b); }
+LEVEL_CODE inline Block moved_up(Block block) { return _mm512_maskz_expand_epi8(kAllBytes << 1, block); }
 LEVEL_CODE inline bool none(Block block, Block bits) { return _mm512_test_epi8_mask(block, bits) == 0; }
 LEVEL_CODE inline ptrdiff_t ones(Bits bits) { return __builtin_popcountll(bits); }
 LEVEL_CODE inline ptrdiff_t ones_of(WordMask mask, ptrdiff_t count) {
@@ -383,9 +385,11 @@ void with_end(const In*& in, const In* in_end, Out*& out, const Out* out_end) {
 
 constinit const VectorKernels kKernels = {
     kLeastForKernel,
-    with_end<utf8_to_ucs2, utf8_to_ucs2_end>,
-    with_end<ucs2_to_utf8, ucs2_to_utf8_end>,
+    with_end<utf8_to_ucs2<true>, utf8_to_ucs2_end>,
+    with_end<ucs2_to_utf8<true>, ucs2_to_utf8_end>,
     with_end<utf8_to_utf8, utf8_to_utf8_end>,
+    with_end<utf8_to_ucs2<false>, utf8_to_ucs2_end>,
+    with_end<ucs2_to_utf8<false>, ucs2_to_utf8_end>,
     latin1_to_ucs2,
     ucs2_to_latin1,
     with_end<latin1_to_utf8, latin1_to_utf8_end>,

@@ -16,6 +16,8 @@
 //   ones_of              how many of the first words a mask has, of a part of a block
 //   none                 whether the blocks have no set bit in common
 //   ones                 how many bits are set
+//   sums                 adds each byte to the other block's
+//   moved_up             each byte at the next place, the first one zero
 //   widened              the bytes at an address as words
 //   store_narrowed       a byte for each unit of a block, all below 0x100
 //   store_units          of the units with these low and high bytes those with a bit; returns their end
@@ -106,8 +108,43 @@ LEVEL_CODE inline void convert_threes(const uint8_t*& from, const uint8_t* in_st
   for (; from <= in_stop && to <= out_stop && store_threes(to, from); from += 3 * kThrees) to += kThrees;
 }
 
-// Takes ASCII and well-formed sequences of two and three bytes. Surrogates and overlong forms among them are
-// no matter: the loop makes the same units of them.
+// The overlong sequences of four bytes, and the bytes above 0xF7: the loop has rules of its own for them.
+// `second` is the block one byte further on.
+LEVEL_CODE inline ByteMask bad_fours(Block first, Block second) {
+  const ByteMask overlong = equal_bytes(first, bytes(0xF0)) & equal_bytes(second & bytes(0xF0), bytes(0x80));
+  return overlong | at_least(first, bytes(0xF8));
+}
+
+// Converts a block with characters of four bytes, which become two units: the first one is made where the
+// character starts, the other one a byte further on. Begins with the character that the block before has
+// begun, and leaves one that this block only begins. False, with nothing stored, if something is for the
+// loop.
+LEVEL_CODE inline bool convert_fours(const uint8_t*& from, uint16_t*& to, Bits& asked) {
+  from -= begun_bytes(from, asked);
+  to -= asked != 0;
+  asked = 0;
+  const Block first = load(from), second = load(from + 1), third = load(from + 2);
+  const Utf8Shape shape = shape_of(first);
+  if (!is_whole(shape, 0) || any(bad_fours(first, second))) return false;
+  const ByteMask is_four = at_least(first, bytes(0xF0));
+  const ByteMask is_next = at_least(moved_up(first), bytes(0xF0));
+  // The bits from 10 up, less 0x40, which is 0x10000: eight of them, and three with what was borrowed.
+  const Block eight = (words_left<2>(second) & bytes(0xFC)) | (words_right<4>(third) & bytes(0x03));
+  const Block borrowed = choose(bytes(0xD8), bytes(0xD7), equal_bytes(second & bytes(0x30), Block{}));
+  const Block last = (words_left<6>(second) & bytes(0xC0)) | (third & bytes(0x3F));
+  const Block middle = (words_right<2>(second) & bytes(0x03)) | bytes(0xDC);
+  Units units = units_of(first, second, third);
+  units.low = choose(choose(units.low, sums(eight, bytes(0xC0)), is_four), last, is_next);
+  units.high = choose(choose(units.high, sums(first & bytes(0x07), borrowed), is_four), middle, is_next);
+  const ptrdiff_t cut = begun_bytes(from + kBlockBytes, asked_of_next(shape));
+  to = store_units(to, units.low, units.high, (~shape.following | shape.leads4 << 1) & kAllBytes >> cut);
+  from += kBlockBytes - cut;
+  return true;
+}
+
+// Takes ASCII and well-formed sequences, those of four bytes only for codesets of all planes. Surrogates and
+// overlong forms of two and three bytes among them are no matter: the loop makes the same units of them.
+template <bool kAllPlanes>
 LEVEL_CODE void utf8_to_ucs2(const uint8_t*& in, const uint8_t* in_end, uint16_t*& out,
                              const uint16_t* out_end) {
   // Units past the result: of a part at least a third count, and one may be given back.
@@ -131,7 +168,11 @@ LEVEL_CODE void utf8_to_ucs2(const uint8_t*& in, const uint8_t* in_end, uint16_t
       continue;
     }
     const Utf8Shape shape = shape_of(block);
-    if (shape.leads4 != 0 || !is_whole(shape, asked)) break;
+    if (shape.leads4 != 0) {
+      if (!kAllPlanes || !convert_fours(from, to, asked)) break;
+      continue;
+    }
+    if (!is_whole(shape, asked)) break;
     const Units units = units_of(block, load(from + 1), load(from + 2));
     to = store_units(to, units.low, units.high, ~shape.following & kAllBytes);
     from += kBlockBytes;
@@ -196,51 +237,91 @@ LEVEL_CODE inline uint8_t* store_utf8(uint8_t* to, Block units) {
   return store_one_to_three(to, sequences.fronts, sequences.lasts, sequences.is_one, sequences.is_short);
 }
 
+// Stores a block that has surrogates, each pair as four bytes: three where the first one is, one where the
+// other one is. Leaves a pair that this block only begins. Null, with nothing stored, if one is not of a
+// pair.
+LEVEL_CODE inline uint8_t* store_pairs(uint8_t* to, const uint16_t*& from) {
+  constexpr ptrdiff_t kUnits = kBlockBytes / 2;
+  const Block units = load(from), next = load(from + 1);
+  const WordMask is_high = equal_words(units & words(0xFC00), words(0xD800));
+  const WordMask is_low = equal_words(units & words(0xFC00), words(0xDC00));
+  const WordMask is_before_low = equal_words(next & words(0xFC00), words(0xDC00));
+  if ((*from & 0xFC00) == 0xDC00 || any(is_high ^ is_before_low)) return nullptr;
+  const Block plane = sums(words_right<6>(units) & words(0x000F), words(1));
+  const Block first = words_right<2>(plane) | words_left<12>(plane & words(0x0003)) |
+                      words_left<6>(units & words(0x003C)) | words(0x80F0);
+  const Block second =
+      words_left<4>(units & words(0x0003)) | (words_right<6>(next) & words(0x000F)) | words(0x80);
+  const Sequences others = sequences_of(units);
+  const Block fronts = choose(choose(others.fronts, first, is_high), others.lasts, is_low);
+  uint8_t* const end = store_one_to_three(to, fronts, choose(others.lasts, second, is_high),
+                                          others.is_one | is_low, others.is_short | is_low);
+  const bool is_begun = (from[kUnits - 1] & 0xFC00) == 0xD800;
+  from += kUnits - is_begun;
+  return end - 3 * is_begun;
+}
+
+// Stores what it can of a block and moves on past it. Null, with nothing stored, if there are surrogates,
+// unless for codesets of all planes they are pairs and the text does not end with the block.
+template <bool kAllPlanes>
+LEVEL_CODE inline uint8_t* store_block(uint8_t* to, const uint16_t*& from, const uint16_t* in_end) {
+  constexpr ptrdiff_t kUnits = kBlockBytes / 2;
+  uint8_t* const end = store_utf8(to, load(from));
+  if (end == nullptr) return kAllPlanes && in_end - from > kUnits ? store_pairs(to, from) : nullptr;
+  from += kUnits;
+  return end;
+}
+
 // Bytes of the first units of a block in UTF-8.
 LEVEL_CODE inline ptrdiff_t utf8_bytes(Block units, ptrdiff_t count) {
   return 3 * count - ones_of(ones_in(units), count) - ones_of(shorts_in(units), count);
 }
 
-// Converts what is left of a text, at most four blocks, if it has no surrogates, and returns the end of the
-// output; else null. The last block ends with the text and overlaps what is already converted. That needs a
+// Converts what is left of a text, at most four blocks, up to a block that is not stored; nothing if there is
+// no room for it. The last block ends with the text and overlaps what is already converted. That needs a
 // block since `in`, where `from` has moved on from.
-LEVEL_CODE inline uint8_t* convert_rest(const uint16_t* in, const uint16_t* from, const uint16_t* in_end,
-                                        uint8_t* to, const uint8_t* out_end) {
+template <bool kAllPlanes>
+LEVEL_CODE inline void convert_rest(const uint16_t* in, const uint16_t*& from, const uint16_t* in_end,
+                                    uint8_t*& to, const uint8_t* out_end) {
   constexpr ptrdiff_t kUnits = kBlockBytes / 2, kMostBytes = 3 * kUnits;
-  if (in_end - in < kUnits || in_end - from > 4 * kUnits) return nullptr;
+  if (in_end - in < kUnits || in_end - from > 4 * kUnits) return;
   uint8_t buffer[5 * kMostBytes + kWordsPart];
   uint8_t* const start = buffer + kMostBytes;  // leaves room for what a last block repeats
   uint8_t* end = start;
-  for (; in_end - from >= kUnits && end != nullptr; from += kUnits) end = store_utf8(end, load(from));
-  if (from != in_end && end != nullptr) {
-    const Block last = load(in_end - kUnits);
-    end = store_utf8(end - utf8_bytes(last, kUnits - (in_end - from)), last);
+  const uint16_t* at = from;
+  uint8_t* block_end = start;
+  while (in_end - at >= kUnits && (block_end = store_block<kAllPlanes>(end, at, in_end)) != nullptr)
+    end = block_end;
+  const Block last = load(in_end - kUnits);
+  if (block_end != nullptr && at != in_end && !has_surrogates(last)) {
+    end = store_utf8(end - utf8_bytes(last, kUnits - (in_end - at)), last);
+    at = in_end;
   }
-  if (end == nullptr || end - start > out_end - to) return nullptr;
+  if (end - start > out_end - to) return;
   __builtin_memcpy(to, start, static_cast<size_t>(end - start));
-  return to + (end - start);
+  to += end - start;
+  from = at;
 }
 
-// Takes everything but surrogates, and the end.
+// Takes everything but surrogates, and for codesets of all planes also pairs of them that are not near the
+// end.
+template <bool kAllPlanes>
 LEVEL_CODE void ucs2_to_utf8(const uint16_t*& in, const uint16_t* in_end, uint8_t*& out,
                              const uint8_t* out_end) {
   constexpr ptrdiff_t kUnits = kBlockBytes / 2;
-  constexpr ptrdiff_t kSurplus = kWordsPart - kWordsPart / 4;  // bytes past the result
+  // Bytes past the result: of a part at least a fourth count, or one less.
+  constexpr ptrdiff_t kSurplus = kWordsPart - kWordsPart / 4 + 1;
   constexpr ptrdiff_t kInMargin = kUnits + (kSurplus + 1) * 2;
   constexpr ptrdiff_t kOutMargin = 3 * kUnits + kSurplus + 4;
   static_assert(kInMargin <= kMostMargin);
   const uint16_t* from = in;
   uint8_t* to = out;
-  for (; in_end - from >= kInMargin && out_end - to >= kOutMargin; from += kUnits) {
-    uint8_t* const block_end = store_utf8(to, load(from));
-    if (block_end == nullptr) break;
-    to = block_end;
-  }
-  uint8_t* const end = kMasksEnds ? nullptr : convert_rest(in, from, in_end, to, out_end);
-  if (end != nullptr) {
-    from = in_end;
+  while (in_end - from >= kInMargin && out_end - to >= kOutMargin) {
+    uint8_t* const end = store_block<kAllPlanes>(to, from, in_end);
+    if (end == nullptr) break;
     to = end;
   }
+  if (!kMasksEnds) convert_rest<kAllPlanes>(in, from, in_end, to, out_end);
   in = from;
   out = to;
 }
@@ -250,8 +331,7 @@ LEVEL_CODE void ucs2_to_utf8(const uint16_t*& in, const uint16_t* in_end, uint8_
 LEVEL_CODE inline bool changes(Block first, Block second) {
   const ByteMask two = equal_bytes(first & bytes(0xFE), bytes(0xC0));
   const ByteMask three = equal_bytes(first, bytes(0xE0)) & equal_bytes(second & bytes(0xE0), bytes(0x80));
-  const ByteMask four = equal_bytes(first, bytes(0xF0)) & equal_bytes(second & bytes(0xF0), bytes(0x80));
-  return any(two | three | four | at_least(first, bytes(0xF8)));
+  return any(two | three | bad_fours(first, second));
 }
 
 // Copies what is left of a text, at most two blocks, if it is whole characters that do not change, else
@@ -309,96 +389,4 @@ LEVEL_CODE void utf8_to_utf8(const uint8_t*& in, const uint8_t* in_end, uint8_t*
   out = to - begun;
 }
 
-// Takes everything.
-LEVEL_CODE void latin1_to_ucs2(const uint8_t*& in, const uint8_t* in_end, uint16_t*& out,
-                               const uint16_t* out_end) {
-  for (; in_end - in >= kBlockBytes && out_end - out >= kBlockBytes; in += kBlockBytes, out += kBlockBytes) {
-    store(out, widened(in));
-    store(out + kBlockBytes / 2, widened(in + kBlockBytes / 2));
-  }
-}
-
-// Takes units below 0x100.
-LEVEL_CODE void ucs2_to_latin1(const uint16_t*& in, const uint16_t* in_end, uint8_t*& out,
-                               const uint8_t* out_end) {
-  for (; in_end - in >= kBlockBytes && out_end - out >= kBlockBytes; in += kBlockBytes, out += kBlockBytes) {
-    const Block first = load(in), second = load(in + kBlockBytes / 2);
-    if (!none(first | second, words(0xFF00))) return;
-    store_narrowed(out, first);
-    store_narrowed(out + kBlockBytes / 2, second);
-  }
-}
-
-// Takes everything.
-LEVEL_CODE void latin1_to_utf8(const uint8_t*& in, const uint8_t* in_end, uint8_t*& out,
-                               const uint8_t* out_end) {
-  constexpr ptrdiff_t kSurplus = kWordsPart / 2;  // bytes past the result
-  constexpr ptrdiff_t kInMargin = kBlockBytes + kSurplus;
-  constexpr ptrdiff_t kOutMargin = 2 * kBlockBytes + kSurplus + 3;
-  static_assert(kInMargin <= kMostMargin);
-  if (in_end - in < kInMargin || out_end - out < kOutMargin) return;
-  const uint8_t* const in_stop = in_end - kInMargin;
-  const uint8_t* const out_stop = out_end - kOutMargin;
-  const uint8_t* from = in;
-  uint8_t* to = out;
-  for (; from <= in_stop && to <= out_stop; from += kBlockBytes) {
-    const Block block = load(from);
-    if (high_bits(block) == 0) {
-      store(to, block);
-      to += kBlockBytes;
-    } else {
-      to = store_short(to, widened(from));
-      to = store_short(to, widened(from + kBlockBytes / 2));
-    }
-  }
-  in = from;
-  out = to;
-}
-
-// The units below 0x100 of the characters that start at each byte. `second` is the block one byte further on.
-LEVEL_CODE inline Block latin1_units(Block first, Block second) {
-  const Block two = (words_left<6>(first) & bytes(0xC0)) | (second & bytes(0x3F));
-  return choose(first, two, high_mask(first));
-}
-
-// Takes ASCII and well-formed sequences of two bytes whose value is below 0x100.
-LEVEL_CODE void utf8_to_latin1(const uint8_t*& in, const uint8_t* in_end, uint8_t*& out,
-                               const uint8_t* out_end) {
-  constexpr ptrdiff_t kSurplus = kBytesPart / 2 + 1;  // bytes past the result: one may be given back
-  constexpr ptrdiff_t kInMargin = kBlockBytes + (kSurplus + 1) * 3;
-  constexpr ptrdiff_t kOutMargin = kBlockBytes + kSurplus + 1;
-  static_assert(kInMargin <= kMostMargin);
-  if (in_end - in < kInMargin || out_end - out < kOutMargin) return;
-  const uint8_t* const in_stop = in_end - kInMargin;
-  const uint8_t* const out_stop = out_end - kOutMargin;
-  const uint8_t* from = in;
-  uint8_t* to = out;
-  Bits asked = 0;
-  for (; from <= in_stop && to <= out_stop; from += kBlockBytes) {
-    const Block block = load(from);
-    const Bits high = high_bits(block);
-    if ((high | asked) == 0) {
-      store(to, block);
-      to += kBlockBytes;
-      continue;
-    }
-    if (high == kAllBytes) {
-      // Letters alone. A character that the block before has begun is converted again.
-      from -= asked != 0;
-      to -= asked != 0;
-      asked = 0;
-      const Block pairs = load(from);
-      if (!none(pairs ^ words(0x80C0), words(0xC0FC))) break;
-      store_narrowed(to, pair_sums(pairs & words(0x3F1F), words(0x0140)));
-      to += kBlockBytes / 2;
-      continue;
-    }
-    const Bits leads = high & high_bits(words_left<1>(block));
-    const Bits following = high & ~leads;
-    if (any(at_least(block, bytes(0xC4))) || ((asked | leads << 1) & kAllBytes) != following) break;
-    asked = leads >> (kBlockBytes - 1);
-    to = store_bytes(to, latin1_units(block, load(from + 1)), ~following & kAllBytes);
-  }
-  in = from - (asked != 0);
-  out = to - (asked != 0);
-}
+#include "charset/vectors/latin1_kernels.h"

@@ -44,6 +44,8 @@ inline Block words_right(Block block) {
 inline Block pair_sums(Block a, Block factors) {
   return as_bytes(vpaddq_u16(vmull_u8(vget_low_u8(a), vget_low_u8(factors)), vmull_high_u8(a, factors)));
 }
+inline Block sums(Block a, Block b) { return vaddq_u8(a, b); }
+inline Block moved_up(Block block) { return vextq_u8(Block{}, block, 15); }
 inline Block choose(Block a, Block b, ByteMask mask) { return vbslq_u8(mask, b, a); }
 inline Block where(ByteMask mask, Block block) { return block & mask; }
 inline ByteMask at_least(Block a, Block b) { return vcgeq_u8(a, b); }
@@ -114,9 +116,18 @@ inline bool store_threes(uint16_t* to, const uint8_t* from) {
 
 }  // namespace
 
-constinit const VectorKernels kKernels = {kKernelMargin,  utf8_to_ucs2,   ucs2_to_utf8,   utf8_to_utf8,
-                                          latin1_to_ucs2, ucs2_to_latin1, latin1_to_utf8, utf8_to_latin1,
-                                          nullptr,        nullptr};
+constinit const VectorKernels kKernels = {kKernelMargin,
+                                          utf8_to_ucs2<true>,
+                                          ucs2_to_utf8<true>,
+                                          utf8_to_utf8,
+                                          utf8_to_ucs2<false>,
+                                          ucs2_to_utf8<false>,
+                                          latin1_to_ucs2,
+                                          ucs2_to_latin1,
+                                          latin1_to_utf8,
+                                          utf8_to_latin1,
+                                          nullptr,
+                                          nullptr};
 
 }  // namespace mar::charset::neon
 

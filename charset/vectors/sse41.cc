@@ -6,8 +6,8 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "charset/vectors/shuffles.h"
 #include "charset/vectors/levels.h"
+#include "charset/vectors/shuffles.h"
 
 #define LEVEL_CODE [[gnu::target("sse4.1,popcnt")]]
 
@@ -39,6 +39,8 @@ LEVEL_CODE inline Block words_right(Block block) {
   return _mm_srli_epi16(block, kBits);
 }
 LEVEL_CODE inline Block pair_sums(Block a, Block factors) { return _mm_maddubs_epi16(a, factors); }
+LEVEL_CODE inline Block sums(Block a, Block b) { return _mm_add_epi8(a, b); }
+LEVEL_CODE inline Block moved_up(Block block) { return _mm_slli_si128(block, 1); }
 LEVEL_CODE inline Block choose(Block a, Block b, ByteMask mask) { return _mm_blendv_epi8(a, b, mask); }
 LEVEL_CODE inline Block where(ByteMask mask, Block block) { return block & mask; }
 LEVEL_CODE inline ByteMask at_least(Block a, Block b) { return equal_bytes(_mm_max_epu8(a, b), a); }
@@ -111,9 +113,18 @@ LEVEL_CODE inline bool store_threes(uint16_t* to, const uint8_t* from) {
 
 }  // namespace
 
-constinit const VectorKernels kKernels = {kKernelMargin,  utf8_to_ucs2,   ucs2_to_utf8,   utf8_to_utf8,
-                                          latin1_to_ucs2, ucs2_to_latin1, latin1_to_utf8, utf8_to_latin1,
-                                          nullptr,        nullptr};
+constinit const VectorKernels kKernels = {kKernelMargin,
+                                          utf8_to_ucs2<true>,
+                                          ucs2_to_utf8<true>,
+                                          utf8_to_utf8,
+                                          utf8_to_ucs2<false>,
+                                          ucs2_to_utf8<false>,
+                                          latin1_to_ucs2,
+                                          ucs2_to_latin1,
+                                          latin1_to_utf8,
+                                          utf8_to_latin1,
+                                          nullptr,
+                                          nullptr};
 
 }  // namespace mar::charset::sse41
 

@@ -14,11 +14,12 @@ namespace {
 
 constexpr size_t kPage = 4096;  // units; buffers are whole pages between unreadable ones
 
-// A text is made of runs; of each run one letter says what its characters are. ASCII, 1: below 0x100, 2, 3
-// and 4: characters of so many UTF-8 bytes, x: units by chance, d: a sequence of three bytes damaged, b: a
-// character that ends a block of 32 bytes.
-constexpr const char* kMixes[] = {"a",   "1",   "2",    "3", "4",  "a1", "a2",  "a3", "a4",   "23",
-                                  "a23", "a34", "a234", "x", "ax", "2x", "a3x", "3d", "a23d", "b4"};
+// A text is made of runs; of each run one letter says what its characters are. a: ASCII, 1: below 0x100, 2, 3
+// and 4: characters of so many UTF-8 bytes, x: units by chance, d: a sequence of three bytes or four damaged,
+// o: append_odd(), b: a character that ends a block of 32 bytes.
+constexpr const char* kMixes[] = {"a",   "1",  "2",   "3",     "4",    "a1",  "a2", "a3",
+                                  "a4",  "23", "a23", "a34",   "a234", "x",   "ax", "2x",
+                                  "a3x", "3d", "4d",  "a234d", "4o",   "a3o", "b4"};
 
 uint32_t character(char kind, std::mt19937& random) {
   const auto between = [&](uint32_t first, uint32_t last) {
@@ -58,6 +59,16 @@ void append(Bytes& text, uint32_t value) {
   }
 }
 
+// What stands for a character by the loop's own rules: a surrogate, or an overlong sequence.
+void append_odd(Units& text, std::mt19937& random) {
+  text += static_cast<uint16_t>(0xD800 + random() % 0x800);
+}
+void append_odd(Bytes& text, std::mt19937& random) {
+  const auto following = random() % 3;
+  text += {"\xC0\xE0\xF0"[following], static_cast<char>(0x80 | random() % 16)};
+  for (auto i = following; i != 0; --i) text += static_cast<char>(0x80 | random() % 64);
+}
+
 template <class Unit>
 std::basic_string<Unit> text_of(const std::string& mix, size_t size, std::mt19937& random) {
   std::basic_string<Unit> text;
@@ -67,9 +78,11 @@ std::basic_string<Unit> text_of(const std::string& mix, size_t size, std::mt1993
     for (auto run = 1 + random() % (kind == 'b' ? 1 : random() % 4 == 0 ? 90 : 9); run != 0; --run) {
       if (kind == 'x') {
         text += static_cast<Unit>(random());
+      } else if (kind == 'o') {
+        append_odd(text, random);
       } else if (kind == 'd') {
         const size_t start = text.size();
-        append(text, character('3', random));
+        append(text, character(random() % 2 == 0 ? '3' : '4', random));
         Unit& damaged = text[start + random() % (text.size() - start)];
         damaged =
             static_cast<Unit>(static_cast<uint32_t>(damaged) ^ uint32_t{1} << random() % (8 * sizeof(Unit)));
