@@ -11,6 +11,8 @@ test_packages='libgtest-dev strace mandoc locales'
 # shellcheck disable=SC2034
 small_packages='clang libc++-dev musl-dev'
 # shellcheck disable=SC2034
+arm_packages='g++-aarch64-linux-gnu googletest qemu-user'
+# shellcheck disable=SC2034
 emulator_packages='bochs bochs-term vgabios'
 
 need_packages() {
