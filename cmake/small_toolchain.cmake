@@ -28,8 +28,7 @@ string(APPEND CMAKE_CXX_FLAGS_INIT " -Dstrerrordesc_np=strerror -DMADV_POPULATE_
 
 # Position-independent although static. The number of musl's first thread is an address in the program, and the
 # queue tells clients apart by it: at a fixed address all of them would have the same number, and two clients in
-# process namespaces of their own could have the same process id too. One segment for all that is only read or
-# executed: each segment is a mapping to make and to take down, 2 % of such a program's life.
+# process namespaces of their own could have the same process id too.
 set(CMAKE_EXE_LINKER_FLAGS_INIT
-  "-static-pie -nostdlib++ -B/usr/lib/${musl} -L/usr/lib/${musl} -Wl,--gc-sections -Wl,-z,noseparate-code \
+  "-static-pie -nostdlib++ -B/usr/lib/${musl} -L/usr/lib/${musl} -Wl,--gc-sections \
 -Qunused-arguments")  # the compiler's flags are on this command line too
