@@ -390,3 +390,17 @@ LEVEL_CODE void utf8_to_utf8(const uint8_t*& in, const uint8_t* in_end, uint8_t*
 }
 
 #include "charset/vectors/latin1_kernels.h"
+
+// For levels that have nothing beyond these.
+[[maybe_unused]] constexpr VectorKernels kBlockKernels = {kKernelMargin,
+                                                          utf8_to_ucs2<true>,
+                                                          ucs2_to_utf8<true>,
+                                                          utf8_to_utf8,
+                                                          utf8_to_ucs2<false>,
+                                                          ucs2_to_utf8<false>,
+                                                          latin1_to_ucs2,
+                                                          ucs2_to_latin1,
+                                                          latin1_to_utf8,
+                                                          utf8_to_latin1,
+                                                          nullptr,
+                                                          nullptr};

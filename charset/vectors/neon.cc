@@ -116,18 +116,7 @@ inline bool store_threes(uint16_t* to, const uint8_t* from) {
 
 }  // namespace
 
-constinit const VectorKernels kKernels = {kKernelMargin,
-                                          utf8_to_ucs2<true>,
-                                          ucs2_to_utf8<true>,
-                                          utf8_to_utf8,
-                                          utf8_to_ucs2<false>,
-                                          ucs2_to_utf8<false>,
-                                          latin1_to_ucs2,
-                                          ucs2_to_latin1,
-                                          latin1_to_utf8,
-                                          utf8_to_latin1,
-                                          nullptr,
-                                          nullptr};
+constinit const VectorKernels kKernels = kBlockKernels;
 
 }  // namespace mar::charset::neon
 
