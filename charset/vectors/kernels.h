@@ -258,7 +258,7 @@ LEVEL_CODE inline uint8_t* store_pairs(uint8_t* to, const uint16_t*& from) {
                                           others.is_one | is_low, others.is_short | is_low);
   const bool is_begun = (from[kUnits - 1] & 0xFC00) == 0xD800;
   from += kUnits - is_begun;
-  return end - 3 * is_begun;
+  return is_begun ? end - 3 : end;
 }
 
 // Stores what it can of a block and moves on past it. Null, with nothing stored, if there are surrogates,
