@@ -35,13 +35,6 @@ inline void unlock(int set) {
 
 class Queue {
  public:
-  // The kernel's numbers of its objects, by which another process joins it.
-  struct Objects {
-    int memory, lock_set, wake_set;
-  };
-
-  explicit Queue(Objects objects) : objects_(objects) {}
-
   // Creator's side: two slots, one for each direction.
   static Queue create() {
     Queue queue({shmget(IPC_PRIVATE, 2 * sizeof(TCLIMessage), IPC_CREAT | 0600),
@@ -50,7 +43,6 @@ class Queue {
     return queue;
   }
 
-  const Objects& objects() const { return objects_; }
   void attach() { slots_ = static_cast<TCLIMessage*>(shmat(objects_.memory, nullptr, 0)); }
   void detach() { shmdt(slots_); }
 
@@ -98,6 +90,12 @@ class Queue {
   void unlock() { floor::unlock(objects_.lock_set); }
 
  private:
+  struct Objects {  // the kernel's numbers
+    int memory, lock_set, wake_set;
+  };
+
+  explicit Queue(Objects objects) : objects_(objects) {}
+
   Objects objects_;
   TCLIMessage* slots_ = nullptr;
 };

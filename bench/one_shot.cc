@@ -28,7 +28,7 @@ class BareQueue {
   BareQueue(const char* file, const key_t keys[3]) : file_(file), keys_(keys) {}
 
   void open() {
-    struct stat status;
+    struct stat status;  // one for both names of the queue, as for t1
     stat(file_, &status);
     lock_set_ = semget(keys_[0], 2, 0);
     const int memory = shmget(keys_[1], 1, 0);

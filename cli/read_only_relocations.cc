@@ -1,7 +1,8 @@
-// musl's start of a static program leaves the addresses that it has put in place writable. This protects
-// them, as glibc's does, before anything else of t1 runs.
+// musl's start of a static, position-independent program leaves the addresses that it has put in place
+// writable. This protects them, as glibc's does, before anything else of t1 runs.
 #include <elf.h>
 #include <link.h>
+#include <sys/auxv.h>
 #include <sys/mman.h>
 
 #include <cstddef>
@@ -12,10 +13,10 @@ extern "C" [[gnu::visibility("hidden")]] const ElfW(Ehdr) __ehdr_start;
 
 namespace {
 
-constexpr uintptr_t kPage = 4096;
-
 // The last page's start that is not past `at`.
-char* page_of(const char* at) { return const_cast<char*>(at) - reinterpret_cast<uintptr_t>(at) % kPage; }
+char* page_of(const char* at) {
+  return const_cast<char*>(at) - reinterpret_cast<uintptr_t>(at) % getauxval(AT_PAGESZ);
+}
 
 [[gnu::constructor(101)]] void protect_relocations() {
   const auto* const base = reinterpret_cast<const char*>(&__ehdr_start);

@@ -14,9 +14,6 @@ if(NOT EXISTS ${libcxx_headers}/__config OR NOT EXISTS /usr/lib/${musl}/rcrt1.o)
   message(FATAL_ERROR "The small t1 needs the packages clang, libc++-dev and musl-dev")
 endif()
 
-# Where code is shorter, fewer pages of it are mapped at each start.
-set(CMAKE_CXX_FLAGS_RELEASE "-O2 -DNDEBUG" CACHE STRING "")
-
 # Sections, so that the linker drops what t1 does not use. Nothing throws and nothing unwinds: t1 cancels no thread.
 set(CMAKE_C_FLAGS_INIT "-nostdlibinc -isystem /usr/include/${musl}")
 set(CMAKE_CXX_FLAGS_INIT "-nostdlibinc -isystem ${libcxx_headers} -isystem /usr/include/${musl} \

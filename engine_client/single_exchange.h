@@ -13,7 +13,7 @@ namespace mar {
 struct Exchange {
   const unsigned char* request;
   int length;                       // bytes
-  unsigned char* answer = nullptr;  // from malloc once the exchange has succeeded
+  unsigned char* answer = nullptr;  // to be freed once the exchange has succeeded
   size_t answer_length = 0;         // bytes of it that came; zeros fill it up to CLI_MAX_BUFFER_SIZE
   bool connected = false;           // on a connection of its own, not on the process's channel
   bool succeeded = false;

@@ -277,15 +277,16 @@ LEVEL_CODE inline ptrdiff_t utf8_bytes(Block units, ptrdiff_t count) {
   return 3 * count - ones_of(ones_in(units), count) - ones_of(shorts_in(units), count);
 }
 
-// Converts what is left of a text, at most four blocks, up to a block that is not stored; nothing if there is
-// no room for it. The last block ends with the text and overlaps what is already converted. That needs a
-// block since `in`, where `from` has moved on from.
+// Converts what is left of a text, at most kMostRest units, up to a block that is not stored; nothing if
+// there is no room for it. The last block ends with the text and overlaps what is already converted. That
+// needs a block since `in`, where `from` has moved on from.
+constexpr ptrdiff_t kMostRest = 5 * kBlockBytes / 2;
 template <bool kAllPlanes>
 LEVEL_CODE inline void convert_rest(const uint16_t* in, const uint16_t*& from, const uint16_t* in_end,
                                     uint8_t*& to, const uint8_t* out_end) {
   constexpr ptrdiff_t kUnits = kBlockBytes / 2, kMostBytes = 3 * kUnits;
-  if (in_end - in < kUnits || in_end - from > 4 * kUnits) return;
-  uint8_t buffer[5 * kMostBytes + kWordsPart];
+  if (in_end - in < kUnits || in_end - from > kMostRest) return;
+  uint8_t buffer[kMostBytes + 3 * kMostRest + kWordsPart];
   uint8_t* const start = buffer + kMostBytes;  // leaves room for what a last block repeats
   uint8_t* end = start;
   const uint16_t* at = from;
@@ -313,7 +314,7 @@ LEVEL_CODE void ucs2_to_utf8(const uint16_t*& in, const uint16_t* in_end, uint8_
   constexpr ptrdiff_t kSurplus = kWordsPart - kWordsPart / 4 + 1;
   constexpr ptrdiff_t kInMargin = kUnits + (kSurplus + 1) * 2;
   constexpr ptrdiff_t kOutMargin = 3 * kUnits + kSurplus + 4;
-  static_assert(kInMargin <= kMostMargin);
+  static_assert(kInMargin <= kMostMargin && (kMasksEnds || kInMargin <= kMostRest));
   const uint16_t* from = in;
   uint8_t* to = out;
   while (in_end - from >= kInMargin && out_end - to >= kOutMargin) {

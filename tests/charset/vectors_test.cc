@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <random>
+#include <vector>
 
 #include "tests/charset/conversions.h"
 #include "tests/charset/levels.h"
@@ -177,7 +178,45 @@ void compare_all(const VectorLevel& level) {
   }
 }
 
+template <class Unit>
+std::basic_string<Unit> characters(char kind, int count, std::mt19937& random) {
+  std::basic_string<Unit> text;
+  while (--count >= 0) append(text, character(kind, random));
+  return text;
+}
+
+// The units that a kernel leaves of a text.
+template <class In, class Out, class Unit>
+size_t left_by(charset::Kernel<In, Out> kernel, const std::basic_string<Unit>& text) {
+  std::vector<Out> result(4 * text.size());
+  const auto* in = reinterpret_cast<const In*>(text.data());
+  const In* const end = in + text.size();
+  Out* out = result.data();
+  kernel(in, end, out, out + result.size());
+  return static_cast<size_t>(end - in);
+}
+
 class Vectors : public EachLevel {};
+
+// A kernel that took nothing would convert as the loop does, too.
+TEST_P(Vectors, TakeWhatIsPlain) {
+  const charset::VectorKernels& kernels = *GetParam()->kernels;
+  std::mt19937 random(1);
+  for (int count = 64; kernels.margin != 0 && count <= 200; ++count) {
+    SCOPED_TRACE(count);
+    const Units units = characters<uint16_t>('3', count, random);
+    EXPECT_EQ(left_by(kernels.ucs2_to_utf8, units), 0u);
+    EXPECT_EQ(left_by(kernels.bmp_to_utf8, units), 0u);
+    EXPECT_EQ(left_by(kernels.utf8_to_utf8, characters<char>('3', count, random)), 0u);
+    EXPECT_LT(left_by(kernels.utf8_to_ucs2, characters<char>('3', count, random)), 192u);
+    const Units pairs = characters<uint16_t>('4', count, random);
+    EXPECT_LT(left_by(kernels.ucs2_to_utf8, pairs), 128u);
+    EXPECT_EQ(left_by(kernels.bmp_to_utf8, pairs), pairs.size());
+    const Bytes fours = characters<char>('4', count, random);
+    EXPECT_LT(left_by(kernels.utf8_to_ucs2, fours), 192u);
+    EXPECT_EQ(left_by(kernels.utf8_to_bmp, fours), fours.size());
+  }
+}
 
 TEST_P(Vectors, ToUcs2AsTheScalarLoop) { compare_all<ToUcs2>(*GetParam()); }
 TEST_P(Vectors, FromUcs2AsTheScalarLoop) { compare_all<FromUcs2>(*GetParam()); }
