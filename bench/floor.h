@@ -14,6 +14,7 @@
 #include <ctime>
 
 #include "contract/message.h"
+#include "contract/queue_layout.h"
 
 namespace mar::floor {
 
@@ -31,6 +32,32 @@ inline void lock(int set) {
 inline void unlock(int set) {
   sembuf release{0, -1, SEM_UNDO | IPC_NOWAIT};
   semop(set, &release, 1);
+}
+
+// The real queue, attached.
+struct OpenQueue {
+  int lock_set, wake_set;
+  uint8_t* base;
+  uint64_t slots;
+};
+
+// The calls that open it by its control file, one stat for both of its names.
+//   keys  of its segment's semaphores, of the segment and of its semaphores
+inline OpenQueue open_queue(const char* file, const key_t (&keys)[3]) {
+  OpenQueue queue;
+  struct stat status;
+  stat(file, &status);
+  queue.lock_set = semget(keys[0], 2, 0);
+  const int memory = shmget(keys[1], 1, 0);
+  queue.base = static_cast<uint8_t*>(shmat(memory, nullptr, 0));
+  shmid_ds info;
+  shmctl(memory, IPC_STAT, &info);
+  queue.slots = kCommandQueueLayout.capacity(info.shm_segsz);
+  semctl(queue.lock_set, kCreatorAliveSem, GETVAL);
+  queue.wake_set = semget(keys[2], 2, 0);
+  keep(reinterpret_cast<const QueueHeader*>(queue.base)->queueState);
+  semctl(queue.lock_set, kCreatorAliveSem, GETVAL);
+  return queue;
 }
 
 class Queue {

@@ -67,55 +67,43 @@ void exchange() {
 class Floor {
  public:
   Floor() {
-    if (!impl_ipc_keys(CLI_IPC_NAME, keys_)) std::abort();
-    lock_ = semget(keys_.segment_semaphores, 2, 0);
-    wake_ = semget(keys_.queue_semaphores, 2, 0);
-    memory_ = shmget(keys_.segment, 1, 0);
+    IpcKeys keys;
+    if (!impl_ipc_keys(CLI_IPC_NAME, keys)) std::abort();
+    keys_[0] = keys.segment_semaphores;
+    keys_[1] = keys.segment;
+    keys_[2] = keys.queue_semaphores;
   }
   void exchange() {
-    open();
+    queue_ = floor::open_queue(CLI_IPC_NAME, keys_);
     lock();
     const _TIPCHeadItem* head = find_head();
     walk_chain(*head);
     std::memcpy(slot(header().freeList), &message_, sizeof message_);
-    step(wake_, head->semNumber, 1);
+    step(queue_.wake_set, head->semNumber, 1);
     unlock();
     lock();
     head = find_head();
     unlock();
-    step(wake_, head->semNumber, -1);
+    step(queue_.wake_set, head->semNumber, -1);
     lock();
     walk_chain(*head);
     // The oldest message, which on an empty chain is the one just put.
     const uint32_t first = head->firstItem;
     std::memcpy(&message_, slot(first != 0 ? first : header().freeList), sizeof message_);
-    semctl(wake_, head->semNumber, GETNCNT);
+    semctl(queue_.wake_set, head->semNumber, GETNCNT);
     unlock();
     lock();
     unlock();
-    shmdt(base_);
+    shmdt(queue_.base);
   }
 
  private:
-  void open() {
-    struct stat status;
-    stat(CLI_IPC_NAME, &status);
-    semget(keys_.segment_semaphores, 2, 0);
-    shmget(keys_.segment, 1, 0);
-    base_ = static_cast<uint8_t*>(shmat(memory_, nullptr, 0));
-    shmid_ds info;
-    shmctl(memory_, IPC_STAT, &info);
-    slots_ = kCommandQueueLayout.capacity(info.shm_segsz);
-    semctl(lock_, kCreatorAliveSem, GETVAL);
-    semget(keys_.queue_semaphores, 2, 0);
-    semctl(lock_, kCreatorAliveSem, GETVAL);
-  }
-  const QueueHeader& header() const { return *reinterpret_cast<const QueueHeader*>(base_); }
-  uint8_t* slot(uint32_t offset) const { return base_ + offset; }
+  const QueueHeader& header() const { return *reinterpret_cast<const QueueHeader*>(queue_.base); }
+  uint8_t* slot(uint32_t offset) const { return queue_.base + offset; }
   const _TIPCHeadItem* find_head() const {
-    const auto* const heads = reinterpret_cast<const _TIPCHeadItem*>(base_ + QueueLayout::kHeadsOffset);
+    const auto* const heads = reinterpret_cast<const _TIPCHeadItem*>(queue_.base + QueueLayout::kHeadsOffset);
     uint64_t i = 0;
-    while (i + 1 < slots_ && std::memcmp(&heads[i].owner, &kClient, sizeof kClient) != 0) ++i;
+    while (i + 1 < queue_.slots && std::memcmp(&heads[i].owner, &kClient, sizeof kClient) != 0) ++i;
     return &heads[i];
   }
   void walk_chain(const _TIPCHeadItem& head) const {
@@ -127,13 +115,11 @@ class Floor {
     sembuf operation{semaphore, by, 0};
     semop(set, &operation, 1);
   }
-  void lock() { floor::lock(lock_); }
-  void unlock() { floor::unlock(lock_); }
+  void lock() { floor::lock(queue_.lock_set); }
+  void unlock() { floor::unlock(queue_.lock_set); }
 
-  IpcKeys keys_;
-  int lock_, wake_, memory_;
-  uint8_t* base_ = nullptr;
-  uint64_t slots_ = 0;
+  key_t keys_[3];
+  floor::OpenQueue queue_{};
   TCLIMessage message_{};
 };
 

@@ -25,41 +25,26 @@ using Item = CIPCQueueItem<TCLIMessage>;
 
 class BareQueue {
  public:
-  BareQueue(const char* file, const key_t keys[3]) : file_(file), keys_(keys) {}
-
-  void open() {
-    struct stat status;  // one for both names of the queue, as for t1
-    stat(file_, &status);
-    lock_set_ = semget(keys_[0], 2, 0);
-    const int memory = shmget(keys_[1], 1, 0);
-    base_ = static_cast<uint8_t*>(shmat(memory, nullptr, 0));
-    shmid_ds info;
-    shmctl(memory, IPC_STAT, &info);
-    slots_ = kCommandQueueLayout.capacity(info.shm_segsz);
-    semctl(lock_set_, kCreatorAliveSem, GETVAL);
-    wake_set_ = semget(keys_[2], 2, 0);
-    floor::keep(header().queueState);
-    semctl(lock_set_, kCreatorAliveSem, GETVAL);
-  }
+  BareQueue(const char* file, const key_t (&keys)[3]) : queue_(floor::open_queue(file, keys)) {}
   void close() {
     lock();
     unlock();
-    shmdt(base_);
+    shmdt(queue_.base);
   }
 
   // The owner's head, which may have been an idle one. Leaves the queue locked.
   _TIPCHeadItem& find(_TIPCIdentifier owner) {
     lock();
-    auto* const heads = reinterpret_cast<_TIPCHeadItem*>(base_ + QueueLayout::kHeadsOffset);
+    auto* const heads = reinterpret_cast<_TIPCHeadItem*>(queue_.base + QueueLayout::kHeadsOffset);
     _TIPCHeadItem* idle = nullptr;
-    for (_TIPCHeadItem* head = heads; head != heads + slots_; ++head) {
+    for (_TIPCHeadItem* head = heads; head != heads + queue_.slots; ++head) {
       if (is(head->owner, owner)) return *head;
       if (idle == nullptr && head->state == HEAD_IDLE) idle = head;
     }
     if (is(idle->owner, NULL_IPC_ID)) {
       ++header().headsInUse;
     } else {
-      semctl(wake_set_, idle->semNumber, GETNCNT);
+      semctl(queue_.wake_set, idle->semNumber, GETNCNT);
     }
     idle->owner = owner;
     return *idle;
@@ -82,7 +67,7 @@ class BareQueue {
     unlock();
     const timespec slice{0, 250'000'000};
     sembuf take{head.semNumber, -1, 0};
-    while (semtimedop(wake_set_, &take, 1, &slice) == -1) continue;
+    while (semtimedop(queue_.wake_set, &take, 1, &slice) == -1) continue;
     lock();
     const uint32_t offset = head.firstItem;
     Item& slot = item(offset);
@@ -91,29 +76,25 @@ class BareQueue {
     slot.next = header().freeList;
     header().freeList = offset;
     --header().itemCount;
-    semctl(wake_set_, head.semNumber, GETNCNT);
+    semctl(queue_.wake_set, head.semNumber, GETNCNT);
     head.state = HEAD_IDLE;
     unlock();
   }
-  void unlock() { floor::unlock(lock_set_); }
+  void unlock() { floor::unlock(queue_.lock_set); }
 
  private:
   static bool is(_TIPCIdentifier left, _TIPCIdentifier right) {
     return left.process_id == right.process_id && left.thread_id == right.thread_id;
   }
-  QueueHeader& header() { return *reinterpret_cast<QueueHeader*>(base_); }
-  Item& item(uint32_t offset) { return *reinterpret_cast<Item*>(base_ + offset); }
-  void lock() { floor::lock(lock_set_); }
+  QueueHeader& header() { return *reinterpret_cast<QueueHeader*>(queue_.base); }
+  Item& item(uint32_t offset) { return *reinterpret_cast<Item*>(queue_.base + offset); }
+  void lock() { floor::lock(queue_.lock_set); }
   void step(uint16_t semaphore, short by) {
     sembuf operation{semaphore, by, 0};
-    semop(wake_set_, &operation, 1);
+    semop(queue_.wake_set, &operation, 1);
   }
 
-  const char* file_;
-  const key_t* keys_;
-  int lock_set_ = -1, wake_set_ = -1;
-  uint8_t* base_ = nullptr;
-  uint64_t slots_ = 0;
+  const floor::OpenQueue queue_;
 };
 
 }  // namespace
@@ -127,10 +108,8 @@ int main(int argc, char** argv) {
   const key_t keys[] = {std::atoi(argv[2]), std::atoi(argv[3]), std::atoi(argv[4])};
   static TCLIMessage message{};
   const _TIPCIdentifier self{static_cast<uint32_t>(getpid()), 1};
+  BareQueue(argv[1], keys).close();  // is the engine there?
   BareQueue queue(argv[1], keys);
-  queue.open();  // is the engine there?
-  queue.close();
-  queue.open();
   _TIPCHeadItem& engine = queue.find(ZARNENGINE_ID);
   queue.unlock();
   put_be32(reinterpret_cast<uint8_t*>(&message.command), CMD_DUMP);
