@@ -35,7 +35,7 @@ constinit const VectorLevel kVectorLevels[] = {
     {"AVX512", has_avx512, &avx512::kKernels},
     {"AVX2", has_avx2, &avx2::kKernels},
     {"SSE41", has_sse41, &sse41::kKernels},
-#elif defined(__aarch64__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+#elif MAR_HAS_NEON_LEVEL
     {"NEON", always, &neon::kKernels},
 #endif
     {"scalar", always, &kNoKernels},

@@ -21,8 +21,6 @@ using Bits = uint32_t;
 constexpr ptrdiff_t kBlockBytes = 32;
 constexpr Bits kAllBytes = 0xFFFFFFFF;
 constexpr ptrdiff_t kThrees = 8;
-constexpr ptrdiff_t kMostMargin = kKernelMargin;
-constexpr bool kMasksEnds = false;
 
 LEVEL_CODE inline Block load(const void* at) { return _mm256_loadu_si256(static_cast<const Block*>(at)); }
 LEVEL_CODE inline void store(void* at, Block block) { _mm256_storeu_si256(static_cast<Block*>(at), block); }
@@ -52,9 +50,6 @@ LEVEL_CODE inline ByteMask high_mask(Block block) { return block; }
 LEVEL_CODE inline Bits bits(ByteMask mask) { return static_cast<Bits>(_mm256_movemask_epi8(mask)); }
 LEVEL_CODE inline bool any(ByteMask mask) { return bits(mask) != 0; }
 LEVEL_CODE inline ptrdiff_t ones(Bits bits) { return __builtin_popcount(bits); }
-LEVEL_CODE inline ptrdiff_t ones_of(WordMask mask, ptrdiff_t count) {
-  return ones(bits(mask) & ((Bits{1} << 2 * count) - 1)) / 2;
-}
 
 LEVEL_CODE inline __m128i front(Block block) { return _mm256_castsi256_si128(block); }
 LEVEL_CODE inline __m128i back(Block block) { return _mm256_extracti128_si256(block, 1); }

@@ -3,6 +3,13 @@
 
 #include "charset/vectors.h"
 
+// It is written for one byte order.
+#if defined(__aarch64__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+#define MAR_HAS_NEON_LEVEL 1
+#else
+#define MAR_HAS_NEON_LEVEL 0
+#endif
+
 namespace mar::charset {
 
 namespace sse41 {

@@ -1,12 +1,13 @@
 // NEON as every 64-bit ARM processor has it: blocks of 16 bytes.
-#if defined(__aarch64__) && __BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__
+#include "charset/vectors/levels.h"
+
+#if MAR_HAS_NEON_LEVEL
 
 #include <arm_neon.h>
 
 #include <cstddef>
 #include <cstdint>
 
-#include "charset/vectors/levels.h"
 #include "charset/vectors/shuffles.h"
 
 #define LEVEL_CODE  // no attribute: the compiler may use NEON everywhere
@@ -21,8 +22,6 @@ using Bits = uint32_t;
 constexpr ptrdiff_t kBlockBytes = 16;
 constexpr Bits kAllBytes = 0xFFFF;
 constexpr ptrdiff_t kThrees = 8;
-constexpr ptrdiff_t kMostMargin = kKernelMargin;
-constexpr bool kMasksEnds = false;
 
 inline uint16x8_t as_words(Block block) { return vreinterpretq_u16_u8(block); }
 inline Block as_bytes(uint16x8_t words) { return vreinterpretq_u8_u16(words); }
@@ -59,9 +58,6 @@ inline Bits bits(ByteMask mask) {
   return vgetq_lane_u16(as_words(sums), 0);
 }
 inline ptrdiff_t ones(Bits bits) { return __builtin_popcount(bits); }
-inline ptrdiff_t ones_of(WordMask mask, ptrdiff_t count) {
-  return ones(bits(mask) & ((Bits{1} << 2 * count) - 1)) / 2;
-}
 
 inline Block kept(Block block, const Shuffles& shuffles, uint32_t mask) {
   return vqtbl1q_u8(block, load(&shuffles[mask & 0xFF]));

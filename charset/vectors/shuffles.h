@@ -1,10 +1,12 @@
 // Controls of byte shuffles, computed at compile time: each moves the bytes of a register that count to its
-// front. SSE41 and AVX2 share them.
+// front. SSE41, AVX2 and NEON share them.
 #pragma once
 
 #include <array>
 #include <cstddef>
 #include <cstdint>
+
+#include "charset/vectors.h"
 
 namespace mar::charset {
 
@@ -19,6 +21,9 @@ using Shuffles = std::array<Shuffle, 256>;  // by eight mask bits, the first lan
 constexpr ptrdiff_t kUnitsPart = 8;
 constexpr ptrdiff_t kBytesPart = 8;
 constexpr ptrdiff_t kWordsPart = 16;
+
+constexpr ptrdiff_t kMostMargin = kKernelMargin;
+constexpr bool kMasksEnds = false;
 
 // For so many lanes of `lane_bytes`: of each lane, bytes(bits) bytes count, from its first one. The mask bits
 // of a lane are `bits`.
