@@ -17,7 +17,7 @@ namespace mar::emulated {
 
 namespace {
 
-constexpr uint64_t kBreakEnd = 64 << 20;  // brk() gives out the memory between the program and this address
+constexpr uint64_t kBreakEnd = 64 << 20;  // brk() hands out memory from the program's end up to here
 uint64_t break_now, map_now;
 
 // The only file: the last one that was created.
