@@ -16,7 +16,6 @@
 namespace mar::charset {
 namespace {
 
-constexpr size_t kPathSize = 256;
 constexpr size_t kNameSize = 128;
 
 const char* environment(const char* name) {

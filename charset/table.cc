@@ -14,7 +14,6 @@
 namespace mar::charset {
 namespace {
 
-constexpr size_t kPathSize = 256;
 constexpr int kMaxRedirects = 4;
 
 // The whole regular file in a fresh block of at least one byte, or null. A FIFO would block an open for

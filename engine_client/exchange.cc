@@ -20,7 +20,6 @@ namespace mar {
 
 namespace {
 
-constexpr char kBareName[] = "zarn_send_rcv_from_mar_engine";
 constexpr int64_t kPauseMs = 2000;
 constexpr int kStartRetries = 30;
 

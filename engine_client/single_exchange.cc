@@ -20,7 +20,6 @@ namespace mar {
 
 namespace {
 
-constexpr char kBareName[] = "zarn_send_rcv_from_mar_engine";
 constexpr int kTrailTexts = 50;  // all that an error stack keeps
 
 // Kept as is: the error lines of the three steps print the flag, 0, not the channel's code.

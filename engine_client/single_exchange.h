@@ -9,6 +9,8 @@
 
 namespace mar {
 
+inline constexpr char kBareName[] = "zarn_send_rcv_from_mar_engine";  // what the log calls it
+
 // One request, its answer and how it went.
 struct Exchange {
   const unsigned char* request;

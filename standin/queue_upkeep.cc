@@ -11,8 +11,6 @@ namespace {
 
 bool same(_TIPCIdentifier a, _TIPCIdentifier b) { return CIPCUtils::sameIPCIdentifiers(a, b); }
 
-bool is_client(_TIPCIdentifier owner) { return !same(owner, NULL_IPC_ID) && !same(owner, ZARNENGINE_ID); }
-
 // Owns the slots of a queue that we have filled ourselves. No thread has this number.
 _TIPCIdentifier filler() { return {static_cast<uint32_t>(getpid()), NULL_IPC_ID.thread_id}; }
 

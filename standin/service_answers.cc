@@ -17,12 +17,6 @@ std::string client_name(_TIPCIdentifier client) {
   return std::to_string(client.process_id) + '/' + std::to_string(client.thread_id);
 }
 
-// An answer to the engine itself would come back as a request.
-bool is_client(_TIPCIdentifier sender) {
-  return !CIPCUtils::sameIPCIdentifiers(sender, ZARNENGINE_ID) &&
-         !CIPCUtils::sameIPCIdentifiers(sender, NULL_IPC_ID);
-}
-
 void die() {
   kill(getpid(), SIGKILL);
   pause();  // until the signal is delivered

@@ -9,16 +9,15 @@
 #include "log/dump.h"
 #include "log/log_record.h"
 #include "log/stamp.h"
+#include "tests/log/messages.h"
 #include "tests/support/files.h"
 
 namespace mar {
 
 namespace {
 
-constexpr char kFile[] = "/var/zarn/engine-log";
-
 // What was logged since the last call: the lines without the 22 characters of their stamps.
-std::string logged(const std::string& file = kFile) {
+std::string logged(const std::string& file = kLogFile) {
   std::string text = read_file(file), messages;
   unlink(file.c_str());
   for (size_t at = 0; at < text.size(); at = text.find('\n', at) + 1) {
@@ -62,7 +61,7 @@ TEST(EngineLog, ComponentAndLevelDecide) {
                     {3, 0x7FFFFFFF, -1, 1, ""}};
   EXPECT_EQ(ZARNLog(0, 1, "uninitialised"), 0);
   for (const auto& row : rows) {
-    ZARNLogInit(kFile, 1000, row.threshold, row.components, 0);
+    ZARNLogInit(kLogFile, 1000, row.threshold, row.components, 0);
     errno = 77;
     EXPECT_EQ(ZARNLog(row.component, row.level, "%s", "x"), 0);
     EXPECT_EQ(errno, 77);
@@ -95,7 +94,7 @@ TEST(EngineLog, WritesWhereItIsTold) {
 }
 
 TEST(EngineLog, DumpsData) {
-  ZARNLogInit(kFile, 100'000, 2, 1, 0);
+  ZARNLogInit(kLogFile, 100'000, 2, 1, 0);
   const unsigned char data[] = "\x41\x80\x0a\x41\x80%s\x7f\x1f ~!\x00\xff\xfe\xfd end";
   ZARNDump(1, 2, "three", data, 3);
   ZARNDump(1, 2, "twenty", data, 20);

@@ -22,8 +22,6 @@ namespace mar {
 
 namespace {
 
-constexpr char kFile[] = "/var/zarn/log";
-
 // How often a line in the log at `path` makes system call `number`; it may neither block nor kill.
 long calls_of_a_line(const std::string& path, long number) {
   ZARNLogInit(path.c_str(), 1000, 3, 8192, 0);
@@ -53,9 +51,9 @@ TEST(LogFile, PathHelpers) {
 }
 
 TEST(LogFile, ReadsTheFirstBytes) {
-  write_file(kFile, "0123456789");
+  write_file(kLogFile, "0123456789");
   for (const std::string& want : {std::string("0123"), std::string("0123456789\0\0", 12)}) {
-    char* got = ZARN_FileRead(kFile, static_cast<unsigned int>(want.size()));
+    char* got = ZARN_FileRead(kLogFile, static_cast<unsigned int>(want.size()));
     EXPECT_EQ(got == nullptr ? "null" : std::string(got, want.size()), want);
     free(got);
   }
@@ -63,7 +61,7 @@ TEST(LogFile, ReadsTheFirstBytes) {
   EXPECT_EQ(ZARNLogFileSize("/var/zarn/none"), 0);
   errno = EINTR;
   ZARN_FileSendMessage(nullptr, "x");  // returns
-  ZARN_FileSendMessage(kFile, nullptr);
+  ZARN_FileSendMessage(kLogFile, nullptr);
   EXPECT_EQ(errno, EINTR);
 }
 
@@ -89,41 +87,42 @@ TEST(RollOver, KeepsTheWholeLinesOfTheNewestEighth) {
       {"trimmed by another process meanwhile", std::string(1000, 'x'), std::string(1000, 'x')}};
   FILE* stream = nullptr;
   for (const auto& row : rows) {
-    write_file(kFile, row.before);
-    LogFileRollOver(kFile, 1000, &stream);
-    EXPECT_EQ(read_file(kFile), row.after) << row.name;
+    write_file(kLogFile, row.before);
+    LogFileRollOver(kLogFile, 1000, &stream);
+    EXPECT_EQ(read_file(kLogFile), row.after) << row.name;
     EXPECT_EQ(stream, nullptr) << row.name;
   }
   LogFileRollOver("/var/zarn/none", 1000, &stream);
   EXPECT_NE(access("/var/zarn/none", F_OK), 0);
 
   // A last line whose writer still holds the lock is not torn: the next line trims.
-  write_file(kFile, rows[5].before);
-  const Neighbour writer([] { return lockf(open(kFile, O_RDWR | O_CLOEXEC), F_LOCK, 0); });
-  LogFileRollOver(kFile, 1000, &stream);
-  EXPECT_EQ(read_file(kFile), rows[5].before);
-  write_file(kFile, rows[0].before);
-  LogFileRollOver(kFile, 1000, &stream);
-  EXPECT_EQ(read_file(kFile), rows[0].after) << "an ended line needs no lock";
+  write_file(kLogFile, rows[5].before);
+  const Neighbour writer([] { return lockf(open(kLogFile, O_RDWR | O_CLOEXEC), F_LOCK, 0); });
+  LogFileRollOver(kLogFile, 1000, &stream);
+  EXPECT_EQ(read_file(kLogFile), rows[5].before);
+  write_file(kLogFile, rows[0].before);
+  LogFileRollOver(kLogFile, 1000, &stream);
+  EXPECT_EQ(read_file(kLogFile), rows[0].after) << "an ended line needs no lock";
 }
 
 TEST(LogFile, AWrittenLineIsEightSystemCalls) {
   setenv("TZ", "UTC0", 1);
   umask(0);
-  ZARNLogInit(kFile, 100, 3, 8192, 0);
+  ZARNLogInit(kLogFile, 100, 3, 8192, 0);
   log_messages(0, 1);
   struct stat made {};
-  EXPECT_EQ(stat(kFile, &made), 0);
+  EXPECT_EQ(stat(kLogFile, &made), 0);
   EXPECT_EQ(made.st_mode & 07777u, 0666u);
   // The line takes the file to just its limit, which is no reason to trim it.
-  ASSERT_EQ(truncate(kFile, 100 - 46), 0);
+  ASSERT_EQ(truncate(kLogFile, 100 - 46), 0);
   EXPECT_EQ(system_calls_of([] { log_messages(1, 1); }),
             (std::vector<long>{SYS_openat, SYS_lseek, SYS_fcntl, SYS_write, SYS_lseek, SYS_fcntl, SYS_close,
                                SYS_newfstatat}));
-  EXPECT_EQ(read_file(kFile).size(), 100u);
-  ASSERT_EQ(truncate(kFile, 101 - 46), 0);  // one byte past it
+  EXPECT_EQ(read_file(kLogFile).size(), 100u);
+  ASSERT_EQ(truncate(kLogFile, 101 - 46), 0);  // one byte past it
   log_messages(1, 1);
-  EXPECT_EQ(read_file(kFile), "Previous Log Messages were removed because log_size of 100 was exceeded.\n\n");
+  EXPECT_EQ(read_file(kLogFile),
+            "Previous Log Messages were removed because log_size of 100 was exceeded.\n\n");
   EXPECT_TRUE(system_calls_of([] {
                 ZARNLog(1, 3, "component off");
                 ZARNLogDeinit();
@@ -153,13 +152,13 @@ TEST(LogFile, APathThatCannotBeOpenedLosesTheLine) {
 TEST(LogFile, AFullDiskTearsNoLineAndLoggingGoesOn) {
   ASSERT_EQ(mount("tmpfs", "/var/zarn", "tmpfs", 0, "size=64k"), 0);
   write_file("/var/zarn/filler", std::string(40'000, 'f'));
-  ZARNLogInit(kFile, 1'000'000, 3, 8192, 0);
+  ZARNLogInit(kLogFile, 1'000'000, 3, 8192, 0);
   log_messages(0, 1000);
-  const size_t when_full = LogContent(kFile).lines;
+  const size_t when_full = LogContent(kLogFile).lines;
   EXPECT_LT(when_full, 1000u);
   unlink("/var/zarn/filler");
   log_messages(1000, 20);
-  const LogContent content(kFile);
+  const LogContent content(kLogFile);
   EXPECT_EQ(content.torn, "");
   EXPECT_EQ(content.lines, when_full + 20);
 }
@@ -169,17 +168,17 @@ TEST(LogFile, AFileSizeLimitNeitherKillsNorTears) {
   const auto calls = system_calls_of([] {
     const rlimit limit{5000, 5000};
     setrlimit(RLIMIT_FSIZE, &limit);
-    ZARNLogInit(kFile, 1'000'000, 3, 8192, 0);
+    ZARNLogInit(kLogFile, 1'000'000, 3, 8192, 0);
     log_messages(0, 100);
   });
   EXPECT_EQ(std::count(calls.begin(), calls.end(), -1), 0) << "killed";
-  const LogContent content(kFile);
+  const LogContent content(kLogFile);
   EXPECT_EQ(content.torn, "");
   EXPECT_GT(content.lines, 10u);
 
   const auto own_handler = [](int) {};
   signal(SIGXFSZ, own_handler);
-  ZARNLogInit(kFile, 1'000'000, 3, 8192, 0);
+  ZARNLogInit(kLogFile, 1'000'000, 3, 8192, 0);
   EXPECT_EQ(signal(SIGXFSZ, SIG_DFL), static_cast<sighandler_t>(own_handler))
       << "a program's own handler stays";
 }

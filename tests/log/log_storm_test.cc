@@ -20,7 +20,6 @@ namespace mar {
 
 namespace {
 
-constexpr char kFile[] = "/var/zarn/log";
 constexpr int kProcesses = 8;
 constexpr int kThreads = 4;
 
@@ -30,8 +29,8 @@ int setting(const char* name, int usual) {
 }
 
 void start_writers(long max_size, const std::function<void(int writer)>& write) {
-  unlink(kFile);
-  ASSERT_EQ(ZARNLogInit(kFile, max_size, 3, 8192, 0), 0);
+  unlink(kLogFile);
+  ASSERT_EQ(ZARNLogInit(kLogFile, max_size, 3, 8192, 0), 0);
   for (int process = 0; process < kProcesses; ++process) {
     if (fork() != 0) continue;
     std::vector<std::thread> threads;
@@ -60,7 +59,7 @@ TEST(LogStorm, EveryLineArrivesWhole) {
     for (int n = 0; n < lines; ++n) ZARNLog(8192, 1, "%s", message_of(writer, n).c_str());
   });
   expect_writers_end();
-  const LogContent content(kFile);
+  const LogContent content(kLogFile);
   EXPECT_EQ(content.torn, "");
   EXPECT_EQ(content.lines, static_cast<size_t>(kProcesses * kThreads * lines));
   EXPECT_EQ(content.messages.size(), content.lines);
@@ -73,13 +72,13 @@ TEST(LogStorm, RollingOverTearsNothingAndKeepsTheLimit) {
     for (int n = 0; time(nullptr) <= end; ++n) ZARNLog(8192, 1, "%s", message_of(writer, n).c_str());
   });
   long largest = 0;
-  for (struct stat now{}; time(nullptr) < end; stat(kFile, &now))
+  for (struct stat now{}; time(nullptr) < end; stat(kLogFile, &now))
     largest = std::max<long>(largest, now.st_size);
   expect_writers_end();
   // What is in flight: a line of each process, and the lines that one roll-over keeps.
   EXPECT_LE(largest, kLimit + kProcesses * kLongestLine + kLimit / 8);
-  EXPECT_EQ(LogContent(kFile).torn, "");
-  EXPECT_NE(read_file(kFile).find("because log_size of 20000 was exceeded.\n\n"), std::string::npos);
+  EXPECT_EQ(LogContent(kLogFile).torn, "");
+  EXPECT_NE(read_file(kLogFile).find("because log_size of 20000 was exceeded.\n\n"), std::string::npos);
 }
 
 }  // namespace

@@ -1,4 +1,5 @@
-// Messages by which a log file's reader can tell whole lines from torn ones, and processes that share a file.
+// The files that the tests write, messages by which their reader can tell whole lines from torn ones, and
+// processes that share a file.
 #pragma once
 
 #include <unistd.h>
@@ -15,6 +16,10 @@
 #include "tests/support/files.h"
 
 namespace mar {
+
+inline constexpr char kLogFile[] = "/var/zarn/log";
+inline const std::string kTraceDirectory = "/var/qxo/brenvik/common/KFD/logs/";
+inline const std::string kTraceFile = kTraceDirectory + "trace-armdebug.log";
 
 // Message `number` of a writer; its length follows from the number.
 inline std::string message_of(int writer, int number) {

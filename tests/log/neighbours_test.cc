@@ -21,17 +21,13 @@ namespace mar {
 
 namespace {
 
-const std::string kTraceDirectory = "/var/qxo/brenvik/common/KFD/logs/";
-const std::string kTrace = kTraceDirectory + "trace-armdebug.log";
-constexpr char kFile[] = "/var/zarn/log";
-
 class Neighbours : public testing::Test {
  protected:
   Neighbours() {
     create_dir(kTraceDirectory.c_str());
     wcDebugSetLogFormat(0);
     VDebugRun = 1;
-    ZARNLogInit(kFile, 1'000'000, 3, 8192, 0);
+    ZARNLogInit(kLogFile, 1'000'000, 3, 8192, 0);
   }
 };
 
@@ -72,7 +68,7 @@ TEST_F(Neighbours, APipeWithoutAReaderRaisesNoSignal) {
 
 // The kernel asks a lease's holder to give it up, by a signal, when another process opens the file.
 TEST_F(Neighbours, ALeaseDelaysALineAndLosesNone) {
-  for (const std::string& path : {std::string(kFile), kTrace}) {
+  for (const std::string& path : {std::string(kLogFile), kTraceFile}) {
     write_file(path, "");
     const Neighbour holder(
         [&] {
@@ -84,7 +80,7 @@ TEST_F(Neighbours, ALeaseDelaysALineAndLosesNone) {
           sigwaitinfo(&set, nullptr);
           usleep(20'000);  // longer than ten attempts take that do not wait
         });
-    path == kFile ? log_messages(0, 1) : wcDebug("line");
+    path == kLogFile ? log_messages(0, 1) : wcDebug("line");
     EXPECT_NE(read_file(path), "") << path;
   }
 }
@@ -100,8 +96,8 @@ TEST_F(Neighbours, ACancelledThreadFinishesItsLine) {
         pthread_cancel(pthread_self());
         log_messages(0, 1);
         wcDebugln("line");
-        free(ZARN_FileRead(kFile, 4));
-        ZARN_FileSendMessage(kFile, "line\n");
+        free(ZARN_FileRead(kLogFile, 4));
+        ZARN_FileSendMessage(kLogFile, "line\n");
         pthread_testcancel();
         return nullptr;
       },
@@ -110,7 +106,7 @@ TEST_F(Neighbours, ACancelledThreadFinishesItsLine) {
   pthread_join(thread, &result);
   EXPECT_EQ(result, PTHREAD_CANCELED);
   EXPECT_EQ(dup(0), lowest) << "a descriptor stays open";
-  const std::string text = read_file(kFile), traced = read_file(kTrace);
+  const std::string text = read_file(kLogFile), traced = read_file(kTraceFile);
   EXPECT_EQ(text.substr(text.size() - 10), " end\nline\n");
   EXPECT_EQ(traced.substr(traced.rfind('-')), "- line\n");
   EXPECT_EQ(ZARNMutexTryLock(LogMutex()), 0);
@@ -149,7 +145,7 @@ TEST_F(Neighbours, AForkedChildsFirstCallReturns) {
 
   // Nor does fork() wait for a file that another process keeps locked.
   std::jthread stuck;
-  const Neighbour holder([] { return lockf(open(kFile, O_RDWR | O_CLOEXEC), F_LOCK, 0); });
+  const Neighbour holder([] { return lockf(open(kLogFile, O_RDWR | O_CLOEXEC), F_LOCK, 0); });
   stuck = std::jthread([] { log_messages(0, 1); });
   EXPECT_TRUE(eventually([] {
     const long held = ZARNMutexTryLock(LogMutex());

@@ -15,14 +15,12 @@
 #include "log/log_file.h"
 #include "log/trace_location.h"
 #include "log/trace_record.h"
+#include "tests/log/messages.h"
 #include "tests/support/files.h"
 
 namespace mar {
 
 namespace {
-
-const std::string kDirectory = "/var/qxo/brenvik/common/KFD/logs/";
-const std::string kFile = kDirectory + "trace-armdebug.log";
 
 // "<result><value>"; the value stays "-" when it is not written. Text and value are in blocks of just their
 // sizes, so that the address sanitizer sees an overrun.
@@ -66,7 +64,7 @@ TEST(TraceLocation, FollowsThePropertiesFile) {
   EXPECT_EQ(location(key + "/opt/logs\n"), "/opt/logs/KFD/logs/trace-armdebug.log");
   EXPECT_EQ(location(key + "/opt/\n"), "/opt/KFD/logs/trace-armdebug.log");
   EXPECT_EQ(location(key), "/KFD/logs/trace-armdebug.log");
-  EXPECT_EQ(location("#" + key + "/opt/\n"), kFile);
+  EXPECT_EQ(location("#" + key + "/opt/\n"), kTraceFile);
   EXPECT_EQ(location(key + long_value), long_value.substr(0, 4096));
   EXPECT_EQ(location(key + "/123456\n", 9), "/123456/");
   EXPECT_EQ(location(key + "/123456\n", 8), "/123456");
@@ -84,8 +82,8 @@ TEST(TraceLocation, FollowsThePropertiesFile) {
 // The trace file's text since the last call, its times replaced by "MILLIS", "TIME" and,
 // to the nanosecond, "FINE".
 std::string traced() {
-  std::string text = read_file(kFile);
-  unlink(kFile.c_str());
+  std::string text = read_file(kTraceFile);
+  unlink(kTraceFile.c_str());
   regex_t time;
   regcomp(&time, "[0-9]{4}(-[0-9]{2}){2} [0-9]{2}(:[0-9]{2}){2}[.][0-9]{3}(:[0-9]{3}:000)?|[0-9]{13}\"",
           REG_EXTENDED);
@@ -101,10 +99,10 @@ std::string traced() {
 }
 
 TEST(Trace, WritesItsRecords) {
-  create_dir(kDirectory.c_str());
+  create_dir(kTraceDirectory.c_str());
   wcDebugln("off");
   trace_ln("off %d", 1);
-  EXPECT_NE(access(kFile.c_str(), F_OK), 0);
+  EXPECT_NE(access(kTraceFile.c_str(), F_OK), 0);
 
   char host[257] = "";
   gethostname(host, 256);
@@ -133,7 +131,7 @@ TEST(Trace, WritesItsRecords) {
                           std::string(1023, 'k') + "\n" + head + "y");
   wcDebugSetLogFormat(2);
   wcDebugln("x");
-  EXPECT_EQ(access(kFile.c_str(), F_OK), 0);
+  EXPECT_EQ(access(kTraceFile.c_str(), F_OK), 0);
   EXPECT_EQ(traced(), "");
   char cut[] = "##########";
   for (const auto get : {wcDebugGetLogFileSpec, getLogFileSpec, findCommonLogDir}) get(cut + 1, 0);
@@ -143,14 +141,14 @@ TEST(Trace, WritesItsRecords) {
 }
 
 TEST(Trace, ReportsAnUnopenableFileOnce) {
-  rmdir(kDirectory.c_str());
+  rmdir(kTraceDirectory.c_str());
   VDebugRun = 1;
   testing::internal::CaptureStdout();
   wcDebugln("lost");
   wcDebugln("lost");
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "Failed to open trace file [" + kFile + "], make sure that subdirectory exists\n");
-  create_dir(kDirectory.c_str());
+            "Failed to open trace file [" + kTraceFile + "], make sure that subdirectory exists\n");
+  create_dir(kTraceDirectory.c_str());
   wcDebugSetLogFormat(0);
   wcDebug("back");
   EXPECT_EQ(traced().substr(0, 6), "FINE (");

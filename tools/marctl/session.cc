@@ -9,7 +9,7 @@ namespace mar::ctl {
 namespace {
 
 constexpr int32_t kNothingToUpload = 2;
-constexpr double kPauseS = 1;
+constexpr double kStartPauseS = 1;
 
 // What the thread's last call came to.
 Reply reply_of(int32_t result) {
@@ -56,7 +56,7 @@ Reply Session::run(const std::function<int32_t()>& command) {
     }
     const bool again = tries < limits_.retries && !reply.was_sent && may_pass(reply);
     if (!again || left.is_over()) return reply;
-    left.pause(kPauseS);
+    left.pause(kStartPauseS);
   }
 }
 

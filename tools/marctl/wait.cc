@@ -6,7 +6,7 @@ namespace mar::ctl {
 
 namespace {
 
-constexpr double kPauseS = 0.1;
+constexpr double kLookPauseS = 0.1;
 
 // Done when an engine answers. An engine that does not is asked only once.
 Reply look_for_up(const TimeLeft& left) { return Session({left.seconds(), 0}).run(mar_ping_engine); }
@@ -35,7 +35,7 @@ ExitStatus run_wait(const Arguments& arguments) {
   const auto look = arguments.wait_for == "up" ? look_for_up : look_for_down;
   Reply reply = look(left);
   while (!is_final(reply) && !left.is_over()) {
-    left.pause(kPauseS);
+    left.pause(kLookPauseS);
     reply = look(left);
   }
   if (!is_final(reply)) {
