@@ -1,5 +1,10 @@
 #include "charset/single_byte.h"
 
+#include <algorithm>
+#include <bitset>
+#include <iterator>
+#include <numeric>
+
 #include "charset/ebcdic_1047.h"
 #include "charset/table_view.h"
 #include "charset/unicode_text.h"
@@ -24,6 +29,46 @@ xcs_single_rows::Sequence utf8_sequence(uint16_t unit) {
   const uint8_t* const end = Utf8Writer<false>::put<true>(sequence.data(), nullptr, unit, nullptr);
   sequence[3] = static_cast<uint8_t>(end - sequence.data());
   return sequence;
+}
+
+// Whether the unit of a byte becomes that byte again.
+bool comes_back(const xcs_single_rows& rows, uint32_t byte) {
+  return rows.from_unicode[rows.to_unicode[byte]] == byte;
+}
+
+// Gives each class of units the shift at which the fewest of its slots are taken, the largest class first. In
+// nearly every codeset none is: the units of a class are neighbours, and a codeset has few classes.
+void place_in_slots(xcs_single_rows& rows) {
+  using Slots = std::bitset<256>;
+  Slots slots_of_class[xcs_single_rows::kClasses];  // before the shift
+  for (uint32_t byte = 0x80; byte < 0x100; ++byte) {
+    const uint16_t unit = rows.to_unicode[byte];
+    if (comes_back(rows, byte)) slots_of_class[xcs_single_rows::class_of(unit)].set(unit & 0xFF);
+  }
+  std::array<uint8_t, xcs_single_rows::kClasses> order;
+  std::iota(order.begin(), order.end(), uint8_t{0});
+  std::sort(order.begin(), order.end(), [&](uint8_t a, uint8_t b) {
+    const size_t units_a = slots_of_class[a].count(), units_b = slots_of_class[b].count();
+    return units_a != units_b ? units_a > units_b : a < b;
+  });
+  Slots taken;
+  for (const uint8_t each : order) {
+    const Slots& wanted = slots_of_class[each];
+    const auto shifted = [&](uint32_t shift) { return wanted << shift | wanted >> (256 - shift); };
+    uint32_t best = 0;
+    for (uint32_t shift = 0; shift < 256; ++shift) {
+      const size_t lost = (shifted(shift) & taken).count();
+      if (lost < (shifted(best) & taken).count()) best = shift;
+      if (lost == 0) break;
+    }
+    rows.class_shift[each] = static_cast<uint8_t>(best);
+    taken |= shifted(best);
+  }
+  std::fill(std::begin(rows.slot_byte), std::end(rows.slot_byte), uint8_t{0});
+  for (uint32_t byte = 0x80; byte < 0x100; ++byte) {
+    if (comes_back(rows, byte))
+      rows.slot_byte[rows.slot_of(rows.to_unicode[byte])] = static_cast<uint8_t>(byte);
+  }
 }
 
 }  // namespace
@@ -55,6 +100,7 @@ void prepare_single_rows(const xcs_cs_t& codeset, xcs_single_rows& rows) {
   for (uint32_t i = 0; i < 256; ++i) {
     if (rows.to_unicode[i] != i || rows.from_unicode[i] != i) rows.latin1 = false;
   }
+  if (is_ascii && !rows.latin1) place_in_slots(rows);
 }
 
 }  // namespace mar::charset

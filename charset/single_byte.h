@@ -4,23 +4,12 @@
 // hostile.
 #pragma once
 
-#include <array>
 #include <bit>
 #include <cstring>
 
 #include "charset/codeset.h"
+#include "charset/single_rows.h"
 #include "charset/unicode_text.h"
-
-struct xcs_single_rows {
-  // The UTF-8 sequence of a character. The last byte is the sequence's length.
-  using Sequence = std::array<uint8_t, 4>;
-
-  bool latin1;               // each byte is its own UCS-2 value, and the other way round
-  uint16_t to_unicode[256];  // "?" where unmapped; in the mixed EBCDIC family the bytes of single-byte mode
-  // The mixed family does not use the rest.
-  Sequence to_utf8[256];
-  uint8_t from_unicode[0x10000];
-};
 
 namespace mar::charset {
 
@@ -109,24 +98,26 @@ struct SequenceWriter : ConverterSide<uint8_t, sizeof(xcs_single_rows::Sequence)
   }
 };
 
-inline auto row_kernel(const VectorKernels& kernels, const uint16_t*) { return kernels.row_to_ucs2; }
-inline auto row_kernel(const VectorKernels& kernels, const uint8_t*) { return kernels.row_to_utf8; }
-
-// Converts what the kernel for rows takes of a text in a codeset based on ASCII. Where each byte is its own
-// UCS-2 value, there are better ones.
-template <class OutChar>
-void convert_by_row(const xcs_cs_t& codeset, const char** in, const char* in_end, OutChar** out,
-                    OutChar* out_end) {
-  using Out = std::conditional_t<sizeof(OutChar) == 1, uint8_t, uint16_t>;
+// Converts what a kernel takes of a text in a codeset based on ASCII, or into one, as transcode_by_kernel()
+// does. Where each byte is its own UCS-2 value, there are better ones. A function of its own: at most levels
+// there is no kernel, and the loop's code is then the same as without.
+template <class Reader, class Writer, class InChar, class OutChar>
+[[gnu::noinline]] void convert_by_row(RowKernel<typename Reader::Unit, typename Writer::Unit> kernel,
+                                      const xcs_cs_t& codeset, Reader reader, Writer writer,
+                                      const InChar** in, const InChar* in_end, OutChar** out,
+                                      OutChar* out_end) {
+  using In = typename Reader::Unit;
+  using Out = typename Writer::Unit;
+  const ptrdiff_t margin = vectors().margin;
+  if (codeset.rows->latin1 || is_reset(in) || in_end - *in < margin || *out >= out_end) return;
+  const auto with_rows = [&](const In*& from, const In* end, Out*& to, Out* to_end) {
+    kernel(*codeset.rows, from, end, to, to_end);
+  };
+  auto* from = reinterpret_cast<const In*>(*in);
   auto* to = reinterpret_cast<Out*>(*out);
-  const VectorKernels& kernels = vectors();
-  const auto kernel = row_kernel(kernels, to);
-  if (kernel == nullptr || codeset.rows->latin1) return;
-  if (in_end - *in < kernels.margin || *out >= out_end) return;
-  auto* from = reinterpret_cast<const uint8_t*>(*in);
-  kernel(codeset.rows->to_unicode, from, reinterpret_cast<const uint8_t*>(in_end), to,
-         reinterpret_cast<const Out*>(out_end));
-  *in = reinterpret_cast<const char*>(from);
+  transcode_by_kernel(with_rows, margin, reader, writer, from, reinterpret_cast<const In*>(in_end), to,
+                      reinterpret_cast<Out*>(out_end));
+  *in = reinterpret_cast<const InChar*>(from);
   *out = reinterpret_cast<OutChar*>(to);
 }
 

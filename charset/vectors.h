@@ -10,6 +10,8 @@
 #include <cstddef>
 #include <cstdint>
 
+struct xcs_single_rows;
+
 namespace mar::charset {
 
 // Wants in <= in_end and out <= out_end. Advances both pointers past what it takes, perhaps nothing. `in`
@@ -19,10 +21,9 @@ namespace mar::charset {
 template <class In, class Out>
 using Kernel = void (*)(const In*& in, const In* in_end, Out*& out, const Out* out_end);
 
-// The same for a single-byte codeset, whose bytes below 0x80 are ASCII and the others the UCS-2 units that
-// the 256 of `row` have for them.
-template <class Out>
-using RowKernel = void (*)(const uint16_t* row, const uint8_t*& in, const uint8_t* in_end, Out*& out,
+// The same for a single-byte codeset based on ASCII, by its rows.
+template <class In, class Out>
+using RowKernel = void (*)(const xcs_single_rows& rows, const In*& in, const In* in_end, Out*& out,
                            const Out* out_end);
 
 // The shortest input, in units, that is worth a kernel's while: for kernels that need input past their
@@ -45,8 +46,10 @@ struct VectorKernels {
   Kernel<uint8_t, uint8_t> latin1_to_utf8;
   Kernel<uint8_t, uint8_t> utf8_to_latin1;
   // For other single-byte codesets based on ASCII; null where the level has nothing better than the loop.
-  RowKernel<uint16_t> row_to_ucs2;
-  RowKernel<uint8_t> row_to_utf8;
+  RowKernel<uint8_t, uint16_t> row_to_ucs2;
+  RowKernel<uint8_t, uint8_t> row_to_utf8;
+  RowKernel<uint16_t, uint8_t> ucs2_to_row;
+  RowKernel<uint8_t, uint8_t> utf8_to_row;
 };
 
 struct VectorLevel {

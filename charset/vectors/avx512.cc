@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "charset/single_rows.h"
 #include "charset/vectors/levels.h"
 
 // GCC 12 takes the undefined registers of its own intrinsics for an oversight. In kernels.h the other levels
@@ -315,6 +316,8 @@ constinit const VectorKernels kKernels = {
     with_end<utf8_to_latin1, utf8_to_latin1_end>,
     row_to_ucs2,
     row_to_utf8,
+    ucs2_to_row,
+    utf8_to_row,
 };
 
 }  // namespace mar::charset::avx512

@@ -92,4 +92,6 @@ inline ptrdiff_t begun_bytes(const uint8_t* end, Bits asked) {
                                                           latin1_to_utf8,
                                                           utf8_to_latin1,
                                                           nullptr,
+                                                          nullptr,
+                                                          nullptr,
                                                           nullptr};

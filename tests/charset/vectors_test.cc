@@ -3,9 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <memory>
 #include <random>
+#include <set>
 #include <vector>
 
+#include "charset/single_rows.h"
+#include "charset/table_layout.h"
 #include "tests/charset/conversions.h"
 #include "tests/charset/levels.h"
 
@@ -17,10 +21,17 @@ constexpr size_t kPage = 4096;  // units; buffers are whole pages between unread
 
 // A text is made of runs; of each run one letter says what its characters are. a: ASCII, 1: below 0x100, 2, 3
 // and 4: characters of so many UTF-8 bytes, x: units by chance, d: a sequence of three bytes or four damaged,
-// o: append_odd(), b: a character that ends a block of 32 bytes.
-constexpr const char* kMixes[] = {"a",   "1",  "2",   "3",     "4",    "a1",  "a2", "a3",
-                                  "a4",  "23", "a23", "a34",   "a234", "x",   "ax", "2x",
-                                  "a3x", "3d", "4d",  "a234d", "4o",   "a3o", "b4"};
+// o: append_odd(), b: a character that ends a block of 32 bytes, s: of the single-byte codeset sparse_unit().
+constexpr const char* kMixes[] = {"a",  "1",     "2",   "3",    "4",  "a1", "a2", "a3",  "a4",
+                                  "23", "a23",   "a34", "a234", "x",  "ax", "2x", "a3x", "3d",
+                                  "4d", "a234d", "4o",  "a3o",  "b4", "s",  "as", "s3",  "ss2d4"};
+
+// A codeset's units: far apart, two bytes for one unit, and bytes that stand for nothing.
+int sparse_unit(int byte) {
+  const int units[] = {0x2000 + 7 * byte, 0xFFF0 - 29 * byte, 0x700 - byte,
+                       byte < 0xC0 ? 0 : 0x300 + byte / 8};
+  return units[byte % 4];
+}
 
 uint32_t character(char kind, std::mt19937& random) {
   const auto between = [&](uint32_t first, uint32_t last) {
@@ -35,6 +46,8 @@ uint32_t character(char kind, std::mt19937& random) {
       return random() % 8 != 0 ? between(0x800, 0xD7FF) : between(0xE000, 0xFFFF);
     case '4':
       return between(0x10000, 0x10FFFF);
+    case 's':
+      return static_cast<uint32_t>(std::max(sparse_unit(static_cast<int>(between(0x80, 0xFF))), 0x100));
     default:
       return between(' ', '~');
   }
@@ -96,13 +109,22 @@ std::basic_string<Unit> text_of(const std::string& mix, size_t size, std::mt1993
   return text.substr(0, size);
 }
 
-// Of the bytes from 0x80 up, 0 is for those that stand for nothing.
+// Of the bytes from 0x80 up, 0 is for those that stand for nothing. A unit becomes the first one of its
+// bytes.
 Codeset single_byte(int unit_of(int byte)) {
   CodeMap codes;
+  std::set<int> units;
   for (int byte = 0x80; byte < 0x100; ++byte) {
-    if (unit_of(byte) != 0) codes[{static_cast<char>(byte)}] = static_cast<uint16_t>(unit_of(byte));
+    const int unit = unit_of(byte);
+    if (unit != 0 && units.insert(unit).second)
+      codes[{static_cast<char>(byte)}] = static_cast<uint16_t>(unit);
   }
-  return load_image(TableImage(XCS_KIND_ASCII_SBCS, "SINGLE", codes).bytes);
+  TableImage image(XCS_KIND_ASCII_SBCS, "SINGLE", codes);
+  for (size_t byte = 0x80; byte < 0x100; ++byte) {
+    const int unit = unit_of(static_cast<int>(byte));
+    if (unit != 0) image.set(charset::table_layout::kByteEntries + 2 * byte, static_cast<uint16_t>(unit));
+  }
+  return load_image(image.bytes);
 }
 
 // Where a text lies: at the end of the readable pages, or at their front.
@@ -157,10 +179,7 @@ void compare_all(const VectorLevel& level) {
   const auto first = [&] { return random() % step; };
   Converter<D> converter;
   const Codeset codesets[] = {Codeset(xcs_cs_new("UTF8")), single_byte([](int byte) { return byte; }),
-                              single_byte([](int byte) {
-                                const int units[] = {0x2000 + 7 * byte, 0xFFF0 - 29 * byte, 0x700 - byte, 0};
-                                return units[byte % 4];
-                              })};
+                              single_byte(sparse_unit)};
   for (const Codeset& codeset : codesets) {
     for (const char* mix : kMixes) {
       SCOPED_TRACE(mix);
@@ -196,6 +215,24 @@ size_t left_by(charset::Kernel<In, Out> kernel, const std::basic_string<Unit>& t
   return static_cast<size_t>(end - in);
 }
 
+// Whether the kernel finds all bytes of a codeset without the row of all units.
+bool finds_slots(charset::RowKernel<uint16_t, uint8_t> kernel) {
+  const Codeset codeset = single_byte([](int byte) { return byte % 2 != 0 ? 0x400 + byte : 0x2501 + byte; });
+  const auto rows = std::make_unique<xcs_single_rows>(*codeset->rows);
+  std::fill(std::begin(rows->from_unicode), std::end(rows->from_unicode), uint8_t{'?'});
+  Bytes bytes, found(256, '\0');
+  Units text;
+  for (int i = 0; i != 256; ++i) {
+    const int byte = i % 2 * 0x80 ^ i;  // every other one is ASCII
+    bytes += static_cast<char>(byte);
+    text += rows->to_unicode[byte];
+  }
+  const uint16_t* in = text.data();
+  auto* out = reinterpret_cast<uint8_t*>(found.data());
+  kernel(*rows, in, in + text.size(), out, out + found.size());
+  return found == bytes;
+}
+
 class Vectors : public EachLevel {};
 
 // A kernel that took nothing would convert as the loop does, too.
@@ -216,6 +253,7 @@ TEST_P(Vectors, TakeWhatIsPlain) {
     EXPECT_LT(left_by(kernels.utf8_to_ucs2, fours), 192u);
     EXPECT_EQ(left_by(kernels.utf8_to_bmp, fours), fours.size());
   }
+  EXPECT_TRUE(kernels.ucs2_to_row == nullptr || finds_slots(kernels.ucs2_to_row));
 }
 
 TEST_P(Vectors, ToUcs2AsTheScalarLoop) { compare_all<ToUcs2>(*GetParam()); }
