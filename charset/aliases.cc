@@ -12,13 +12,13 @@
 
 #include "charset/ascii.h"
 #include "charset/codeset.h"
+#include "charset/table.h"
 
 namespace mar::charset {
 namespace {
 
 constexpr size_t kNameSize = 128;
 constexpr size_t kLineSize = 128;
-constexpr size_t kPathSize = 256;
 
 void copy_upper(const char* from, char (&to)[kNameSize]) {
   size_t length = 0;

@@ -24,7 +24,7 @@ enum {
   XCS_KIND_GB18030 = 10
 };
 
-struct xcs_single_rows;  // private, see single_byte.h
+struct xcs_single_rows;  // private, see single_rows.h
 struct xcs_flat_tables;  // private, see flat_tables.h
 
 typedef struct xcs_cs_t {

@@ -37,7 +37,7 @@ bool comes_back(const xcs_single_rows& rows, uint32_t byte) {
 }
 
 // Gives each class of units the shift at which the fewest of its slots are taken, the largest class first. In
-// nearly every codeset none is: the units of a class are neighbours, and a codeset has few classes.
+// nearly every codeset none is: its units of one class are neighbours as a rule, and it has few classes.
 void place_in_slots(xcs_single_rows& rows) {
   using Slots = std::bitset<256>;
   Slots slots_of_class[xcs_single_rows::kClasses];  // before the shift

@@ -98,9 +98,9 @@ struct SequenceWriter : ConverterSide<uint8_t, sizeof(xcs_single_rows::Sequence)
   }
 };
 
-// Converts what a kernel takes of a text in a codeset based on ASCII, or into one, as transcode_by_kernel()
-// does. Where each byte is its own UCS-2 value, there are better ones. A function of its own: at most levels
-// there is no kernel, and the loop's code is then the same as without.
+// Converts text from or into a codeset based on ASCII by a kernel, as transcode_by_kernel() does. Where each
+// byte is its own UCS-2 value, there are better kernels. A function of its own: at most levels there is no
+// kernel, and the loop then compiles as if there were none.
 template <class Reader, class Writer, class InChar, class OutChar>
 [[gnu::noinline]] void convert_by_row(RowKernel<typename Reader::Unit, typename Writer::Unit> kernel,
                                       const xcs_cs_t& codeset, Reader reader, Writer writer,

@@ -4,7 +4,7 @@
 #include <array>
 #include <cstdint>
 
-// Of the mixed EBCDIC family only `to_unicode` is filled.
+// The mixed EBCDIC family uses only `to_unicode`.
 struct xcs_single_rows {
   // The UTF-8 sequence of a character. The last byte is the sequence's length.
   using Sequence = std::array<uint8_t, 4>;
@@ -14,9 +14,10 @@ struct xcs_single_rows {
   Sequence to_utf8[256];
   uint8_t from_unicode[0x10000];
 
-  // The way from a unit to its byte by tables so small that vector registers hold them, for codesets based on
-  // ASCII. The byte of a unit from 0x80 up is in the slot of the unit's low byte plus the shift of its class,
-  // or in none: a slot may be free, which is 0, or hold the byte of another unit.
+  // The way from a unit to its byte by tables so small that vector registers hold them; filled only for
+  // codesets based on ASCII that are not latin1. The byte of a unit from 0x80 up is in the slot of the unit's
+  // low byte plus the shift of its class, or in none: a slot may be free, which is 0, or hold the byte of
+  // another unit.
   static constexpr uint32_t kClasses = 64;
   uint8_t class_shift[kClasses];
   uint8_t slot_byte[256];

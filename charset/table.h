@@ -19,5 +19,5 @@ bool verify_table(const xcs_cs_t& codeset);
 // Reads the file `prefix` + `name`, or the table at the end of a chain of at most four redirect files;
 // codeset.h says which prefixes are tried. Returns the whole file, to be released with free(), and its size
 // in bytes in `*size` (may be NULL); NULL and 0 when there is no such table. The two texts and a NUL must fit
-// kPathSize. Only regular files are read.
+// in kPathSize bytes. Only regular files are read.
 extern "C" void* load_table(const char* prefix, const char* name, uint32_t* size);

@@ -21,7 +21,7 @@ namespace mar::charset {
 template <class In, class Out>
 using Kernel = void (*)(const In*& in, const In* in_end, Out*& out, const Out* out_end);
 
-// The same for a single-byte codeset based on ASCII, by its rows.
+// The same for a single-byte codeset based on ASCII that is not latin1, by its rows.
 template <class In, class Out>
 using RowKernel = void (*)(const xcs_single_rows& rows, const In*& in, const In* in_end, Out*& out,
                            const Out* out_end);

@@ -81,6 +81,8 @@ LEVEL_CODE void row_to_utf8(const xcs_single_rows& rows, const uint8_t*& in, con
   }
 }
 
+constexpr ptrdiff_t kMostOthers = 16;  // units of a block that are looked up one by one
+
 // The way from a codeset's units to their bytes.
 struct Slots {
   Block shifts, bytes[4];
@@ -106,14 +108,15 @@ LEVEL_CODE inline Block find_bytes(const Slots& slots, const Units& units) {
 }
 
 // Stores the bytes of those units that have a bit, and nothing past them. What is not in its slot is looked
-// up in the table of all units.
-LEVEL_CODE inline void store_bytes_of(const Units& units, Bits starts, const xcs_single_rows& rows,
+// up in the table of all units. False, with nothing stored, if that is so much that the loop does better.
+LEVEL_CODE inline bool store_bytes_of(const Units& units, Bits starts, const xcs_single_rows& rows,
                                       const Slots& slots, uint8_t* to) {
   const Block found = find_bytes(slots, units);
-  store_front(to, kept_bytes(found, starts), ones(starts));
   const Units back = units_of(slots.row, found);
   Bits others = starts & ~(equal_bytes(back.low, units.low) & equal_bytes(back.high, units.high));
-  if (others == 0) return;
+  if (ones(others) > kMostOthers) return false;
+  store_front(to, kept_bytes(found, starts), ones(starts));
+  if (others == 0) return true;
   uint8_t low[kBlockBytes], high[kBlockBytes];
   store(low, units.low);
   store(high, units.high);
@@ -121,6 +124,7 @@ LEVEL_CODE inline void store_bytes_of(const Units& units, Bits starts, const xcs
     const ptrdiff_t at = __builtin_ctzll(others);
     to[ones(starts & front(at))] = rows.from_unicode[high[at] << 8 | low[at]];
   }
+  return true;
 }
 
 // The low bytes of two blocks of words whose high bytes are zero.
@@ -142,8 +146,8 @@ LEVEL_CODE void ucs2_to_row(const xcs_single_rows& rows, const uint16_t*& in, co
                          packed(words_right<8>(first), words_right<8>(second))};
     if (none(first | second, words(0xFF80))) {
       store_front(out, units.low, size);
-    } else {
-      store_bytes_of(units, front(size), rows, slots, out);
+    } else if (!store_bytes_of(units, front(size), rows, slots, out)) {
+      return;
     }
     in += size;
     out += size;
@@ -162,7 +166,7 @@ LEVEL_CODE void utf8_to_row(const xcs_single_rows& rows, const uint8_t*& in, con
       store_front(out, part.block, part.size);
     } else {
       const Block second = load_after(1, in, part.size), third = load_after(2, in, part.size);
-      store_bytes_of(units_of(part.block, second, third), starts, rows, slots, out);
+      if (!store_bytes_of(units_of(part.block, second, third), starts, rows, slots, out)) return;
     }
     in += part.size;
     out += ones(starts);
