@@ -39,9 +39,9 @@ void exchange_bare(Exchange& exchange) {
     note_cause(MAR_CAUSE_DEADLINE);
     return;
   }
-  ZARNLog(kBackend, kExchangeLevel, "%s: %s", kBareName, kEntryBanner);
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s", kExchangeName, kEntryBanner);
   exchange_where_nothing_is_owed(exchange);
-  ZARNLog(kBackend, kExchangeLevel, "%s: %s Return code rc = %d", kBareName, kCompletedBanner,
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s Return code rc = %d", kExchangeName, kCompletedBanner,
           static_cast<int>(exchange.rc));
 }
 

@@ -46,7 +46,7 @@ class ChannelRoute final : public Route {
     if (open_) zarn_ipc_closex();
   }
   bool open(long& rc) override {
-    ZARNLog(kBackend, kExchangeLevel, "%s: %s:  zarn_ipc_openx()", kBareName, kInvokingBanner);
+    ZARNLog(kBackend, kExchangeLevel, "%s: %s:  zarn_ipc_openx()", kExchangeName, kInvokingBanner);
     rc = zarn_ipc_openx();
     open_ = rc == 0;
     return open_;
@@ -59,8 +59,8 @@ class ChannelRoute final : public Route {
   long read() override { return zarn_ipc_readx(); }
   const CkesBuffer& answer() const override { return *prdbuff; }
   void close(long& rc) override {
-    ZARNLog(kBackend, kExchangeLevel, "%s: closing the channel", kBareName);
-    ZARNLog(kBackend, kExchangeLevel, "%s:%s:zarn_ipc_closex()", kBareName, kInvokingBanner);
+    ZARNLog(kBackend, kExchangeLevel, "%s: closing the channel", kExchangeName);
+    ZARNLog(kBackend, kExchangeLevel, "%s:%s:zarn_ipc_closex()", kExchangeName, kInvokingBanner);
     open_ = false;
     rc = zarn_ipc_closex();
   }
@@ -111,7 +111,8 @@ void fill_message(const unsigned char* request, int length, TCLIMessage& message
 
 // Not inlined: the request would keep its 10 KB of stack, and the answer would need fresh pages for as much.
 [[gnu::noinline]] bool write_request(Exchange& exchange, Route& route) {
-  ZARNLog(kBackend, kExchangeLevel, "%s: inserting the command into a TCLIMessage type variable", kBareName);
+  ZARNLog(kBackend, kExchangeLevel, "%s: inserting the command into a TCLIMessage type variable",
+          kExchangeName);
   TCLIMessage message{};  // zeroed: any process can read what is queued
   const bool fits = fits_message(exchange.length);
   if (fits) {
@@ -119,34 +120,37 @@ void fill_message(const unsigned char* request, int length, TCLIMessage& message
   } else {
     note_cause(MAR_CAUSE_REQUEST_TOO_LONG);
   }
-  ZARNLog(kBackend, kExchangeLevel, "%s: writing the command to the engine", kBareName);
-  ZARNLog(kBackend, kExchangeLevel, "%s: %s: zarn_ipc_writex()", kBareName, kInvokingBanner);
+  ZARNLog(kBackend, kExchangeLevel, "%s: writing the command to the engine", kExchangeName);
+  ZARNLog(kBackend, kExchangeLevel, "%s: %s: zarn_ipc_writex()", kExchangeName, kInvokingBanner);
   exchange.rc = fits ? route.write(message) : ZARN_GENERIC_ERROR;
   if (exchange.rc == 0) return true;
-  ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad write operation. Return code ret_cd = %d", kBareName, 0);
+  ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad write operation. Return code ret_cd = %d", kExchangeName,
+          0);
   return false;
 }
 
 bool read_answer(Exchange& exchange, Route& route) {
-  ZARNLog(kBackend, kExchangeLevel, "%s: reading the message from the engine", kBareName);
-  ZARNLog(kBackend, kExchangeLevel, "%s:%s:  zarn_ipc_readx()", kBareName, kInvokingBanner);
+  ZARNLog(kBackend, kExchangeLevel, "%s: reading the message from the engine", kExchangeName);
+  ZARNLog(kBackend, kExchangeLevel, "%s:%s:  zarn_ipc_readx()", kExchangeName, kInvokingBanner);
   exchange.rc = route.read();
   if (exchange.rc == 0) return true;
-  ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad read operation. Return code ret_cd = %d", kBareName, 0);
+  ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad read operation. Return code ret_cd = %d", kExchangeName,
+          0);
   return false;
 }
 
 // A copy of the answer for the caller, never smaller than what a read routine may look at; null without
 // memory. Past its end a short answer reads as zeros, never as old memory.
 void copy_answer(const CkesBuffer& received, Exchange& exchange) {
-  ZARNLog(kBackend, kExchangeLevel, "%s: returning the message from the engine", kBareName);
+  ZARNLog(kBackend, kExchangeLevel, "%s: returning the message from the engine", kExchangeName);
   const auto length = static_cast<size_t>(received.GetLength());
   exchange.answer =
       static_cast<unsigned char*>(std::calloc(1, std::max<size_t>(length, CLI_MAX_BUFFER_SIZE)));
   if (exchange.answer == nullptr) {
     note_cause(MAR_CAUSE_NO_MEMORY);
     ZARNLog(kBackend, kExchangeLevel,
-            "%s: Error: memory allocation fault for msg_from. Can't return message from engine", kBareName);
+            "%s: Error: memory allocation fault for msg_from. Can't return message from engine",
+            kExchangeName);
     return;
   }
   if (length > 0) std::memcpy(exchange.answer, received.GetBuffer(), length);
@@ -156,13 +160,15 @@ void copy_answer(const CkesBuffer& received, Exchange& exchange) {
 bool is_free_to_ask(Exchange& exchange, const Route& route) {
   if (may_ask(route.queue())) return true;
   exchange.rc = ZARN_GENERIC_ERROR;
-  ZARNLog(kBackend, kExchangeLevel, "%s: Error: answers to earlier requests have not come yet", kBareName);
+  ZARNLog(kBackend, kExchangeLevel, "%s: Error: answers to earlier requests have not come yet",
+          kExchangeName);
   return false;
 }
 
 void exchange_over(Route& route, Exchange& exchange) {
   if (!route.open(exchange.rc)) {
-    ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad open operation. Return code ret_cd = %d", kBareName, 0);
+    ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad open operation. Return code ret_cd = %d", kExchangeName,
+            0);
     return;
   }
   exchange.succeeded =
@@ -258,14 +264,14 @@ void copy_trail(CkesErrorStack& trail) {
 void exchange_where_nothing_is_owed(Exchange& exchange) {
   if (!answer_may_come()) return exchange_here(exchange);
   ZARNLog(kBackend, kExchangeLevel,
-          "%s: an answer to an earlier request may still come, using another identity", kBareName);
+          "%s: an answer to an earlier request may still come, using another identity", kExchangeName);
   exchange.deadline = call_deadline();
   if (impl_run_and_join(exchange_on_own_thread, &exchange)) {
     last_cause() = exchange.cause;
     return copy_trail(exchange.trail);
   }
   note_cause(MAR_CAUSE_NO_MEMORY);
-  ZARNLog(kBackend, kExchangeLevel, "%s: Error: no thread for another identity", kBareName);
+  ZARNLog(kBackend, kExchangeLevel, "%s: Error: no thread for another identity", kExchangeName);
   exchange.rc = ZARN_GENERIC_ERROR;
 }
 

@@ -9,7 +9,7 @@
 
 namespace mar {
 
-inline constexpr char kBareName[] = "zarn_send_rcv_from_mar_engine";  // what the log calls it
+inline constexpr char kExchangeName[] = "zarn_send_rcv_from_mar_engine";  // the exchange's name in the log
 
 // One request, its answer and how it went.
 struct Exchange {

@@ -21,7 +21,7 @@
 
 namespace mar::standin {
 
-// Whether the identity can be a client's: not nobody's, and not the engine's own. An answer to the engine
+// Whether the identity can be a client's: neither NULL_IPC_ID nor the engine's own. An answer to the engine
 // would come back as a request.
 inline bool is_client(_TIPCIdentifier identity) {
   return !CIPCUtils::sameIPCIdentifiers(identity, NULL_IPC_ID) &&
