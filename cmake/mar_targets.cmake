@@ -36,29 +36,31 @@ set_target_properties(mar_options PROPERTIES INTERFACE_POSITION_INDEPENDENT_CODE
 include(CheckPIESupported)
 check_pie_supported(LANGUAGES CXX)
 
-option(MAR_JOIN_SOURCES "Compile the tools, the stand-in and the tests several sources at a time" OFF)
-
-# To read the headers of the option parser, the JSON library and GoogleTest takes longer than to compile what a
-# source adds to them. Where sources are joined, a missing include can go unnoticed; the presets dev and clang
-# find it.
+# mar_joined(<target>): compiles its sources several at a time. Reading the headers of the option parser, the JSON
+# library and GoogleTest takes longer than compiling what a source adds to them. No two of the sources may then define
+# the same name, even in an anonymous namespace, and a missing include goes unnoticed. So each is also compiled by
+# itself: the tools by the preset release, the tests by dev.
 function(mar_joined target)
-  set_target_properties(${target} PROPERTIES UNITY_BUILD ${MAR_JOIN_SOURCES})
-  if(MAR_JOIN_SOURCES)  # g++ takes a joined source for a header, where its warning would be right
-    target_compile_options(${target} PRIVATE $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-subobject-linkage>)
+  set_target_properties(${target} PROPERTIES UNITY_BUILD ON)
+  # g++ takes a joined source for a header, where its warning would be right.
+  target_compile_options(${target} PRIVATE $<$<COMPILE_LANG_AND_ID:CXX,GNU>:-Wno-subobject-linkage>)
+endfunction()
+function(mar_joined_tool target)
+  if(MAR_JOIN_TOOLS)
+    mar_joined(${target})
   endif()
 endfunction()
 
-# For sources that mostly instantiate the templates of those libraries: their speed does not matter, and fully
-# optimised, above all with sanitizers, they would take most of the time of a build.
+# For sources that mostly instantiate the templates of the option parser and the JSON library: their speed does
+# not matter, and fully optimised, above all with sanitizers, they would take most of the time of a build.
 set(mar_light_optimisation -O1)
 if(MAR_SANITIZE)
   set(mar_light_optimisation -O0)
 endif()
 
-# The same for all sources of a program, joined, without two checks. Without the one of null, AddressSanitizer
-# reports the access.
+# The same for all sources of a program, without two checks. Without the one of null, AddressSanitizer reports the
+# access.
 function(mar_lightly_optimised target)
-  mar_joined(${target})
   set_target_properties(${target} PROPERTIES MAR_NO_CHECKS null,vptr)
   target_compile_options(${target} PRIVATE ${mar_light_optimisation})
 endfunction()
