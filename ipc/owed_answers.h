@@ -71,7 +71,7 @@ class OwedAnswers {
   static void unlock_in_child() MAR_UNCHECKED;
   [[gnu::constructor(kForkInnermost)]] static void hold_during_fork();
 
-  // At the end is what every command uses, so that t1 needs one page of this (cli/start_order.ld).
+  // What every command uses comes last, so that t1 writes one page of this object (cli/start_order.ld).
   Debt debts_[kLimit] MAR_GUARDED_BY(mutex_) = {};  // the oldest first
   std::atomic<size_t> count_ = 0;                   // written with the mutex held
   StaticMutex mutex_;
