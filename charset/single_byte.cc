@@ -56,10 +56,12 @@ void place_in_slots(xcs_single_rows& rows) {
     const Slots& wanted = slots_of_class[each];
     const auto shifted = [&](uint32_t shift) { return wanted << shift | wanted >> (256 - shift); };
     uint32_t best = 0;
-    for (uint32_t shift = 0; shift < 256; ++shift) {
+    size_t fewest_lost = wanted.size() + 1;
+    for (uint32_t shift = 0; shift < 256 && fewest_lost != 0; ++shift) {
       const size_t lost = (shifted(shift) & taken).count();
-      if (lost < (shifted(best) & taken).count()) best = shift;
-      if (lost == 0) break;
+      if (lost >= fewest_lost) continue;
+      best = shift;
+      fewest_lost = lost;
     }
     rows.class_shift[each] = static_cast<uint8_t>(best);
     taken |= shifted(best);

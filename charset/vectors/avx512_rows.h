@@ -1,31 +1,32 @@
 // The part of avx512.cc, which includes this, for single-byte codesets based on ASCII: the units of their
 // bytes lie in registers, and so do the bytes of their units.
 
-// The units of a codeset's bytes from 0x80 up, 64 a block: their low and their high bytes.
-struct Row {
-  Block low[2], high[2];
-};
-
-LEVEL_CODE inline Block narrowed(Block first, Block second) {
-  return _mm512_inserti64x4(_mm512_castsi256_si512(_mm512_cvtepi16_epi8(first)), _mm512_cvtepi16_epi8(second),
-                            1);
+// The low bytes of two blocks of words whose high bytes are zero.
+LEVEL_CODE inline Block packed(Block first, Block second) {
+  return _mm512_permutexvar_epi64(_mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7),
+                                  _mm512_packus_epi16(first, second));
 }
 
+// The low and high bytes of two blocks of units.
+LEVEL_CODE inline Units split(Block first, Block second) {
+  return {packed(first & words(0xFF), second & words(0xFF)),
+          packed(words_right<8>(first), words_right<8>(second))};
+}
+
+// The units of a codeset's bytes from 0x80 up, 64 a block.
+struct Row {
+  Units units[2];
+};
+
 LEVEL_CODE inline Row loaded(const uint16_t* row) {
-  Row table;
-  for (ptrdiff_t i = 0; i != 2; ++i) {
-    const Block first = load(row + 128 + 64 * i), second = load(row + 128 + 64 * i + 32);
-    table.low[i] = narrowed(first, second);
-    table.high[i] = narrowed(words_right<8>(first), words_right<8>(second));
-  }
-  return table;
+  return {split(load(row + 128), load(row + 160)), split(load(row + 192), load(row + 224))};
 }
 
 // The low and high bytes of the units of a block. The lower seven bits of a byte choose; ASCII stays.
 LEVEL_CODE inline Units units_of(const Row& row, Block block) {
   const ByteMask is_upper = high_mask(block);
-  return {_mm512_mask2_permutex2var_epi8(row.low[0], block, is_upper, row.low[1]),
-          _mm512_maskz_permutex2var_epi8(is_upper, row.high[0], block, row.high[1])};
+  return {_mm512_mask2_permutex2var_epi8(row.units[0].low, block, is_upper, row.units[1].low),
+          _mm512_maskz_permutex2var_epi8(is_upper, row.units[0].high, block, row.units[1].high)};
 }
 
 LEVEL_CODE void row_to_ucs2(const xcs_single_rows& rows, const uint8_t*& in, const uint8_t* in_end,
@@ -127,12 +128,6 @@ LEVEL_CODE inline bool store_bytes_of(const Units& units, Bits starts, const xcs
   return true;
 }
 
-// The low bytes of two blocks of words whose high bytes are zero.
-LEVEL_CODE inline Block packed(Block first, Block second) {
-  return _mm512_permutexvar_epi64(_mm512_setr_epi64(0, 2, 4, 6, 1, 3, 5, 7),
-                                  _mm512_packus_epi16(first, second));
-}
-
 LEVEL_CODE void ucs2_to_row(const xcs_single_rows& rows, const uint16_t*& in, const uint16_t* in_end,
                             uint8_t*& out, const uint8_t* out_end) {
   const Slots slots = slots_of(rows);
@@ -142,8 +137,7 @@ LEVEL_CODE void ucs2_to_row(const xcs_single_rows& rows, const uint16_t*& in, co
     const ptrdiff_t size = part_size(stop - in, kBlockBytes), in_first = part_size(size, kUnits);
     const Block first = load_front(in, 2 * in_first),
                 second = load_front(in + in_first, 2 * (size - in_first));
-    const Units units = {packed(first & words(0xFF), second & words(0xFF)),
-                         packed(words_right<8>(first), words_right<8>(second))};
+    const Units units = split(first, second);
     if (none(first | second, words(0xFF80))) {
       store_front(out, units.low, size);
     } else if (!store_bytes_of(units, front(size), rows, slots, out)) {
