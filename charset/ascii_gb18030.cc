@@ -40,6 +40,12 @@ class Gb18030Decoder : public ConverterSide<uint8_t, 4, true> {
 
   explicit Gb18030Decoder(const xcs_cs_t& codeset) : ranges_(codeset) {}
 
+  // The linear number of a code of four bytes; above all of them for anything else.
+  static uint32_t four_byte_number(const uint8_t* in) {
+    const bool is_code = in[0] - 0x81u < 0x7E && (in[1] & 0xF0) == 0x30;
+    return is_code ? four_byte_index(in) - kGbFirstFourByte : kGbNoNumber;
+  }
+
   template <bool kWhole>
   Character next(const uint8_t* in, const uint8_t* end) {
     const uint32_t lead = in[0];
@@ -49,7 +55,7 @@ class Gb18030Decoder : public ConverterSide<uint8_t, 4, true> {
     // 0x3A to 0x3F count as second bytes of a four-byte code, too, although no code has them.
     if ((in[1] & 0xF0) == 0x30) {
       if (!kWhole && end - in < 4) return kCutCharacter;
-      return {four_bytes((((lead & 0x7F) * 10 + in[1]) * 126 + in[2]) * 10 + in[3] - 50351), 4};
+      return {four_bytes(four_byte_index(in)), 4};
     }
     // The index would be below 0 after lead 0x81 with a trail below 0x30. Unsigned, it lies above all others.
     const uint32_t index = lead * kGbTrails + in[1] - 24702;
@@ -57,6 +63,10 @@ class Gb18030Decoder : public ConverterSide<uint8_t, 4, true> {
   }
 
  private:
+  static uint32_t four_byte_index(const uint8_t* in) {
+    return (((in[0] & 0x7Fu) * 10 + in[1]) * 126 + in[2]) * 10 + in[3] - 50351;
+  }
+
   uint32_t four_bytes(uint32_t index) {
     if (index < UINT16_MAX) return looked_up(index);
     return index - 213067 <= 0xFFFFF ? index - 147531 : '?';
@@ -96,17 +106,17 @@ class Gb18030Encoder : public ConverterSide<uint8_t, 4, true> {
     return out + 2;
   }
 
- private:
-  static uint8_t* put_byte(uint8_t* out, uint32_t value) {
-    *out = static_cast<uint8_t>(value);
-    return out + 1;
-  }
-
   template <bool kRoomy>
   static uint8_t* put_four(uint8_t* out, const uint8_t* end, uint32_t linear) {
     if (!kRoomy && end - out < 4) return nullptr;
     const auto code = gb_four_bytes(linear);
     return std::copy(code.begin(), code.end(), out);
+  }
+
+ private:
+  static uint8_t* put_byte(uint8_t* out, uint32_t value) {
+    *out = static_cast<uint8_t>(value);
+    return out + 1;
   }
 
   Ranges<kVerified, table_layout::kGbFrom> ranges_;

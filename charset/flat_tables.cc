@@ -11,12 +11,11 @@ bool has_flat_tables(uint16_t kind) { return kind == XCS_KIND_ASCII_DBCS || kind
 
 void free_flat_tables(xcs_flat_tables* flat) {
   if (flat == nullptr) return;
-  const uint16_t* const decoding = flat->decoding;
-  const uint32_t* const encoding = flat->encoding;
-  if (decoding != nullptr) return_flat_bytes(kFlatCodes * sizeof *decoding);
-  if (encoding != nullptr) return_flat_bytes(kFlatUnits * sizeof *encoding);
-  delete[] decoding;
-  delete[] encoding;
+  for (const auto* slot : {&flat->decoding, &flat->encoding, &flat->four_decoding, &flat->four_encoding}) {
+    const uint16_t* const table = *slot;
+    if (table != nullptr) return_flat_bytes(kFlatBytes);
+    delete[] table;
+  }
   delete flat;
 }
 

@@ -14,6 +14,8 @@ constexpr uint32_t kGbFirstFourByte =
 constexpr uint32_t kGbSupplementary =
     123464;  // linear number of a character from U+10000 up, less the character
 
+constexpr uint32_t kGbNoNumber = UINT32_MAX;  // above all linear numbers
+
 // `index` is 1 to 24066.
 constexpr std::array<uint8_t, 2> gb_two_bytes(uint32_t index) {
   return {static_cast<uint8_t>(0x81 + (index - 1) / kGbTrails),

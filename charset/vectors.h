@@ -31,6 +31,12 @@ using RowKernel = void (*)(const xcs_single_rows& rows, const In*& in, const In*
 constexpr ptrdiff_t kKernelMargin = 64;
 constexpr ptrdiff_t kLeastForKernel = 24;
 
+// Bytes that the kernels from codes ask for behind what they write.
+constexpr ptrdiff_t kBytesBehind = 192;
+
+// Where the numbers of GB18030's codes of four bytes begin, behind those of ASCII.
+constexpr uint32_t kFoursBegin = 0x80;
+
 struct VectorKernels {
   ptrdiff_t margin;  // of the level: one of the two
   Kernel<uint8_t, uint16_t> utf8_to_ucs2;
@@ -45,6 +51,14 @@ struct VectorKernels {
   Kernel<uint16_t, uint8_t> ucs2_to_latin1;
   Kernel<uint8_t, uint8_t> latin1_to_utf8;
   Kernel<uint8_t, uint8_t> utf8_to_latin1;
+  // For codesets with codes of two bytes: a text's codes as numbers, and the text of codes. They write to
+  // buffers, where units past the new `out` are not replaced. The second two are for GB18030, with codes of
+  // four bytes. vectors/code_kernels.h has the numbers.
+  Kernel<uint8_t, uint16_t> bytes_to_codes;
+  Kernel<uint16_t, uint8_t> codes_to_bytes;
+  Kernel<uint8_t, uint16_t> fours_to_codes;
+  void (*wide_codes_to_bytes)(const uint16_t* lasts, const uint16_t*& in, const uint16_t* in_end,
+                              uint8_t*& out, const uint8_t* out_end);
   // For other single-byte codesets based on ASCII; null where the level has nothing better than the loop.
   RowKernel<uint8_t, uint16_t> row_to_ucs2;
   RowKernel<uint8_t, uint8_t> row_to_utf8;

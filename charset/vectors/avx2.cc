@@ -38,6 +38,8 @@ LEVEL_CODE inline Block words_right(Block block) {
 }
 LEVEL_CODE inline Block pair_sums(Block a, Block factors) { return _mm256_maddubs_epi16(a, factors); }
 LEVEL_CODE inline Block sums(Block a, Block b) { return _mm256_add_epi8(a, b); }
+LEVEL_CODE inline Block products(Block a, Block b) { return _mm256_mullo_epi16(a, b); }
+LEVEL_CODE inline Block word_sums(Block a, Block b) { return _mm256_add_epi16(a, b); }
 LEVEL_CODE inline Block moved_up(Block block) {
   const Block front_behind = _mm256_permute2x128_si256(block, block, 0x08);  // a half of zeros before it
   return _mm256_alignr_epi8(block, front_behind, 15);
@@ -50,6 +52,16 @@ LEVEL_CODE inline ByteMask high_mask(Block block) { return block; }
 LEVEL_CODE inline Bits bits(ByteMask mask) { return static_cast<Bits>(_mm256_movemask_epi8(mask)); }
 LEVEL_CODE inline bool any(ByteMask mask) { return bits(mask) != 0; }
 LEVEL_CODE inline ptrdiff_t ones(Bits bits) { return __builtin_popcount(bits); }
+
+LEVEL_CODE inline Block even_words(Block a, Block b) {
+  const Block lower = _mm256_set1_epi32(0xFFFF);
+  return _mm256_permute4x64_epi64(_mm256_packus_epi32(a & lower, b & lower), 0xD8);
+}
+
+template <int kMost>
+LEVEL_CODE inline ptrdiff_t more_bytes(Bits mask) {
+  return ones(mask) + (kMost == 4 ? ones(mask & kSecondBits) : 0);
+}
 
 LEVEL_CODE inline __m128i front(Block block) { return _mm256_castsi256_si128(block); }
 LEVEL_CODE inline __m128i back(Block block) { return _mm256_extracti128_si256(block, 1); }
@@ -98,16 +110,18 @@ LEVEL_CODE inline uint8_t* store_one_or_two(uint8_t* to, Block block, WordMask i
   return to + 16 + ones(twos);
 }
 
-LEVEL_CODE inline uint8_t* store_one_to_three(uint8_t* to, Block fronts, Block lasts, WordMask is_one,
-                                              WordMask is_short) {
+template <int kMost>
+LEVEL_CODE inline uint8_t* store_one_to(uint8_t* to, Block fronts, Block lasts, WordMask is_one,
+                                        WordMask is_short) {
+  constexpr const Shuffles& kShuffles = kMost == 3 ? kKeepOneToThree : kKeepOneTwoOrFour;
   const Bits mask = ~bits(choose(is_one, is_short, words(0xFF00)));  // two of a word: more than one, than two
   const Block even = _mm256_unpacklo_epi16(fronts, lasts);           // of units 0 to 3 and 8 to 11
   const Block odd = _mm256_unpackhi_epi16(fronts, lasts);
-  store_kept(to, front(even), kKeepOneToThree, mask);
-  store_kept(to + 4 + ones(mask & 0xFF), front(odd), kKeepOneToThree, mask >> 8);
-  store_kept(to + 8 + ones(mask & 0xFFFF), back(even), kKeepOneToThree, mask >> 16);
-  store_kept(to + 12 + ones(mask & 0xFFFFFF), back(odd), kKeepOneToThree, mask >> 24);
-  return to + 16 + ones(mask);
+  store_kept(to, front(even), kShuffles, mask);
+  store_kept(to + 4 + more_bytes<kMost>(mask & 0xFF), front(odd), kShuffles, mask >> 8);
+  store_kept(to + 8 + more_bytes<kMost>(mask & 0xFFFF), back(even), kShuffles, mask >> 16);
+  store_kept(to + 12 + more_bytes<kMost>(mask & 0xFFFFFF), back(odd), kShuffles, mask >> 24);
+  return to + 16 + more_bytes<kMost>(mask);
 }
 
 LEVEL_CODE inline bool store_threes(uint16_t* to, const uint8_t* from) {

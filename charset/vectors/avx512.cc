@@ -69,6 +69,11 @@ LEVEL_CODE inline Block words_right(Block block) {
 }
 LEVEL_CODE inline Block pair_sums(Block a, Block factors) { return _mm512_maddubs_epi16(a, factors); }
 LEVEL_CODE inline Block sums(Block a, Block b) { return _mm512_add_epi8(a, b); }
+LEVEL_CODE inline Block products(Block a, Block b) { return _mm512_mullo_epi16(a, b); }
+LEVEL_CODE inline Block word_sums(Block a, Block b) { return _mm512_add_epi16(a, b); }
+LEVEL_CODE inline Block even_words(Block a, Block b) {
+  return _mm512_inserti64x4(_mm512_castsi256_si512(_mm512_cvtepi32_epi16(a)), _mm512_cvtepi32_epi16(b), 1);
+}
 LEVEL_CODE inline Block moved_up(Block block) { return _mm512_maskz_expand_epi8(kAllBytes << 1, block); }
 LEVEL_CODE inline bool none(Block block, Block bits) { return _mm512_test_epi8_mask(block, bits) == 0; }
 LEVEL_CODE inline ptrdiff_t ones(Bits bits) { return __builtin_popcountll(bits); }
@@ -145,7 +150,7 @@ LEVEL_CODE inline uint8_t* store_one_or_two(uint8_t* to, Block block, WordMask) 
 
 // The sequences of a block's units, in lanes of 32 bits. Kept are each lane's first byte and its other bytes
 // that are not zero.
-LEVEL_CODE inline Halves one_to_three(Block fronts, Block lasts, WordMask is_short) {
+LEVEL_CODE inline Halves one_to_most(Block fronts, Block lasts, WordMask is_short) {
   fronts = for_unpacking(fronts);
   lasts = for_unpacking(_mm512_maskz_mov_epi16(~is_short, lasts));
   const Block first = _mm512_unpacklo_epi16(fronts, lasts), second = _mm512_unpackhi_epi16(fronts, lasts);
@@ -154,9 +159,9 @@ LEVEL_CODE inline Halves one_to_three(Block fronts, Block lasts, WordMask is_sho
           _mm512_test_epi8_mask(second, second) | kFirstBytes};
 }
 
-LEVEL_CODE inline uint8_t* store_one_to_three(uint8_t* to, Block fronts, Block lasts, WordMask,
-                                              WordMask is_short) {
-  const Halves sequences = one_to_three(fronts, lasts, is_short);
+template <int kMost>
+LEVEL_CODE inline uint8_t* store_one_to(uint8_t* to, Block fronts, Block lasts, WordMask, WordMask is_short) {
+  const Halves sequences = one_to_most(fronts, lasts, is_short);
   to = store_bytes(to, sequences.first, sequences.first_kept);
   return store_bytes(to, sequences.second, sequences.second_kept);
 }
@@ -230,7 +235,7 @@ LEVEL_CODE void utf8_to_ucs2_end(const uint8_t*& in, const uint8_t* in_end, uint
 // Stores so many units, not 0, as UTF-8; false, with nothing stored, if there is no room.
 LEVEL_CODE inline bool store_utf8_part(Block units, ptrdiff_t count, uint8_t*& out, const uint8_t* out_end) {
   const Sequences sequences = sequences_of(units);
-  const Halves halves = one_to_three(sequences.fronts, sequences.lasts, sequences.is_short);
+  const Halves halves = one_to_most(sequences.fronts, sequences.lasts, sequences.is_short);
   const ptrdiff_t first_lanes = part_size(count, kBlockBytes / 4);
   const Bits first_kept = halves.first_kept & front(4 * first_lanes);
   const Bits second_kept = halves.second_kept & front(4 * (count - first_lanes));
@@ -314,6 +319,10 @@ constinit const VectorKernels kKernels = {
     ucs2_to_latin1,
     with_end<latin1_to_utf8, latin1_to_utf8_end>,
     with_end<utf8_to_latin1, utf8_to_latin1_end>,
+    bytes_to_codes,
+    codes_to_bytes,
+    fours_to_codes,
+    wide_codes_to_bytes,
     row_to_ucs2,
     row_to_utf8,
     ucs2_to_row,

@@ -72,7 +72,7 @@ LEVEL_CODE void row_to_utf8(const xcs_single_rows& rows, const uint8_t*& in, con
     } else {
       const Sequences sequences = sequences_of(first_units_of(table, block));
       in += kUnits;
-      out = store_one_to_three(out, sequences.fronts, sequences.lasts, sequences.is_one, sequences.is_short);
+      out = store_one_to<3>(out, sequences.fronts, sequences.lasts, sequences.is_one, sequences.is_short);
     }
   }
   while (in < in_end) {

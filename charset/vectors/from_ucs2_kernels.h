@@ -41,7 +41,7 @@ LEVEL_CODE inline uint8_t* store_utf8(uint8_t* to, Block units) {
   if (none(units, words(0xF800))) return store_short(to, units);
   if (has_surrogates(units)) return nullptr;
   const Sequences sequences = sequences_of(units);
-  return store_one_to_three(to, sequences.fronts, sequences.lasts, sequences.is_one, sequences.is_short);
+  return store_one_to<3>(to, sequences.fronts, sequences.lasts, sequences.is_one, sequences.is_short);
 }
 
 // Stores a block that has surrogates, each pair as four bytes: three where the first one is, one where the
@@ -61,8 +61,8 @@ LEVEL_CODE inline uint8_t* store_pairs(uint8_t* to, const uint16_t*& from) {
       words_left<4>(units & words(0x0003)) | (words_right<6>(next) & words(0x000F)) | words(0x80);
   const Sequences others = sequences_of(units);
   const Block fronts = choose(choose(others.fronts, first, is_high), others.lasts, is_low);
-  uint8_t* const end = store_one_to_three(to, fronts, choose(others.lasts, second, is_high),
-                                          others.is_one | is_low, others.is_short | is_low);
+  uint8_t* const end = store_one_to<3>(to, fronts, choose(others.lasts, second, is_high),
+                                       others.is_one | is_low, others.is_short | is_low);
   const bool is_begun = (from[kUnits - 1] & 0xFC00) == 0xD800;
   from += kUnits - is_begun;
   return is_begun ? end - 3 : end;

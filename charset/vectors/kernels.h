@@ -15,21 +15,23 @@
 //   pair_sums            words: byte by factor, added to the next byte by the next factor
 //   none                 whether the blocks have no set bit in common
 //   ones                 how many bits are set
-//   sums                 adds each byte to the other block's
+//   sums, word_sums      adds each byte, or each word, to the other block's
+//   products             the lower halves of the products of words
+//   even_words           the lower word of each two, of two blocks
 //   moved_up             each byte at the next place, the first one zero
 //   widened              the bytes at an address as words
 //   store_narrowed       a byte for each unit of a block, all below 0x100
 //   store_units          of the units with these low and high bytes those with a bit; returns their end
 //   store_bytes          the same of bytes
 //   store_one_or_two     of each word one byte where the mask says so, else two; returns their end
-//   store_one_to_three   of a word and the word of `lasts` together one byte where is_one says so, else two
-//                        where is_short does, else three; returns their end
+//   store_one_to<kMost>  of a word and the word of `lasts` together one byte where is_one says so, else two
+//                        where is_short does, else kMost, which is 3 or 4; returns their end
 //   store_threes         kThrees characters of three bytes; false if there are fewer, with nothing stored
 // Those that keep a part store more than they keep. They take the block in parts of so many of its units or
 // bytes, and each part's store ends where its part would if all of it were kept:
 //   kUnitsPart           units of a part for store_units
 //   kBytesPart           bytes of a part for store_bytes
-//   kWordsPart           bytes of a part for store_one_or_two and store_one_to_three
+//   kWordsPart           bytes of a part for store_one_or_two and store_one_to
 // And two of the level itself:
 //   kMostMargin          units of a text of which at least one block is taken
 //   kMasksEnds           the level has kernels of its own for the ends, which load and store by masks
@@ -75,7 +77,8 @@ inline ptrdiff_t begun_bytes(const uint8_t* end, Bits asked) {
   return asked == 0 ? 0 : end[-1] >= 0xC0 ? 1 : end[-2] >= 0xC0 ? 2 : 3;
 }
 
-// In this order: the last one needs the first.
+// latin1_kernels.h needs from_ucs2_kernels.h.
+#include "charset/vectors/code_kernels.h"
 #include "charset/vectors/from_ucs2_kernels.h"
 #include "charset/vectors/from_utf8_kernels.h"
 #include "charset/vectors/latin1_kernels.h"
@@ -91,6 +94,10 @@ inline ptrdiff_t begun_bytes(const uint8_t* end, Bits asked) {
                                                           ucs2_to_latin1,
                                                           latin1_to_utf8,
                                                           utf8_to_latin1,
+                                                          bytes_to_codes,
+                                                          codes_to_bytes,
+                                                          fours_to_codes,
+                                                          wide_codes_to_bytes,
                                                           nullptr,
                                                           nullptr,
                                                           nullptr,

@@ -44,6 +44,8 @@ inline Block pair_sums(Block a, Block factors) {
   return as_bytes(vpaddq_u16(vmull_u8(vget_low_u8(a), vget_low_u8(factors)), vmull_high_u8(a, factors)));
 }
 inline Block sums(Block a, Block b) { return vaddq_u8(a, b); }
+inline Block products(Block a, Block b) { return as_bytes(vmulq_u16(as_words(a), as_words(b))); }
+inline Block word_sums(Block a, Block b) { return as_bytes(vaddq_u16(as_words(a), as_words(b))); }
 inline Block moved_up(Block block) { return vextq_u8(Block{}, block, 15); }
 inline Block choose(Block a, Block b, ByteMask mask) { return vbslq_u8(mask, b, a); }
 inline Block where(ByteMask mask, Block block) { return block & mask; }
@@ -58,6 +60,13 @@ inline Bits bits(ByteMask mask) {
   return vgetq_lane_u16(as_words(sums), 0);
 }
 inline ptrdiff_t ones(Bits bits) { return __builtin_popcount(bits); }
+
+inline Block even_words(Block a, Block b) { return as_bytes(vuzp1q_u16(as_words(a), as_words(b))); }
+
+template <int kMost>
+inline ptrdiff_t more_bytes(Bits mask) {
+  return ones(mask) + (kMost == 4 ? ones(mask & kSecondBits) : 0);
+}
 
 inline Block kept(Block block, const Shuffles& shuffles, uint32_t mask) {
   return vqtbl1q_u8(block, load(&shuffles[mask & 0xFF]));
@@ -86,15 +95,16 @@ inline uint8_t* store_one_or_two(uint8_t* to, Block block, WordMask is_one) {
   return to + 8 + ones(twos);
 }
 
-inline uint8_t* store_one_to_three(uint8_t* to, Block fronts, Block lasts, WordMask is_one,
-                                   WordMask is_short) {
+template <int kMost>
+inline uint8_t* store_one_to(uint8_t* to, Block fronts, Block lasts, WordMask is_one, WordMask is_short) {
+  constexpr const Shuffles& kShuffles = kMost == 3 ? kKeepOneToThree : kKeepOneTwoOrFour;
   // Two of each word: more than one, more than two.
   const Bits mask = ~bits(choose(is_one, is_short, words(0xFF00))) & kAllBytes;
   const Block first = as_bytes(vzip1q_u16(as_words(fronts), as_words(lasts)));
   const Block second = as_bytes(vzip2q_u16(as_words(fronts), as_words(lasts)));
-  store(to, kept(first, kKeepOneToThree, mask));
-  store(to + 4 + ones(mask & 0xFF), kept(second, kKeepOneToThree, mask >> 8));
-  return to + 8 + ones(mask);
+  store(to, kept(first, kShuffles, mask));
+  store(to + 4 + more_bytes<kMost>(mask & 0xFF), kept(second, kShuffles, mask >> 8));
+  return to + 8 + more_bytes<kMost>(mask);
 }
 
 inline bool store_threes(uint16_t* to, const uint8_t* from) {

@@ -56,4 +56,9 @@ inline constexpr Shuffles kKeepOneOrTwo = compressing_shuffles(8, 2, [](uint32_t
 inline constexpr Shuffles kKeepOneToThree =
     compressing_shuffles(4, 4, [](uint32_t bits) { return 1 + (bits & 1) + (bits >> 1); });
 
+// The same, but both bits stand for four bytes.
+inline constexpr Shuffles kKeepOneTwoOrFour =
+    compressing_shuffles(4, 4, [](uint32_t bits) { return 1 + (bits & 1) + (bits & 2); });
+constexpr uint32_t kSecondBits = 0xAAAAAAAA;  // of all lanes
+
 }  // namespace mar::charset

@@ -38,6 +38,8 @@ LEVEL_CODE inline Block words_right(Block block) {
 }
 LEVEL_CODE inline Block pair_sums(Block a, Block factors) { return _mm_maddubs_epi16(a, factors); }
 LEVEL_CODE inline Block sums(Block a, Block b) { return _mm_add_epi8(a, b); }
+LEVEL_CODE inline Block products(Block a, Block b) { return _mm_mullo_epi16(a, b); }
+LEVEL_CODE inline Block word_sums(Block a, Block b) { return _mm_add_epi16(a, b); }
 LEVEL_CODE inline Block moved_up(Block block) { return _mm_slli_si128(block, 1); }
 LEVEL_CODE inline Block choose(Block a, Block b, ByteMask mask) { return _mm_blendv_epi8(a, b, mask); }
 LEVEL_CODE inline Block where(ByteMask mask, Block block) { return block & mask; }
@@ -47,6 +49,16 @@ LEVEL_CODE inline ByteMask high_mask(Block block) { return block; }
 LEVEL_CODE inline Bits bits(ByteMask mask) { return static_cast<Bits>(_mm_movemask_epi8(mask)); }
 LEVEL_CODE inline bool any(ByteMask mask) { return bits(mask) != 0; }
 LEVEL_CODE inline ptrdiff_t ones(Bits bits) { return __builtin_popcount(bits); }
+
+LEVEL_CODE inline Block even_words(Block a, Block b) {
+  const Block lower = _mm_set1_epi32(0xFFFF);
+  return _mm_packus_epi32(a & lower, b & lower);
+}
+
+template <int kMost>
+LEVEL_CODE inline ptrdiff_t more_bytes(Bits mask) {
+  return ones(mask) + (kMost == 4 ? ones(mask & kSecondBits) : 0);
+}
 
 LEVEL_CODE inline Block kept(Block block, const Shuffles& shuffles, uint32_t mask) {
   return _mm_shuffle_epi8(block, load(&shuffles[mask & 0xFF]));
@@ -76,13 +88,16 @@ LEVEL_CODE inline uint8_t* store_one_or_two(uint8_t* to, Block block, WordMask i
   return to + 8 + ones(twos);
 }
 
-LEVEL_CODE inline uint8_t* store_one_to_three(uint8_t* to, Block fronts, Block lasts, WordMask is_one,
-                                              WordMask is_short) {
+template <int kMost>
+LEVEL_CODE inline uint8_t* store_one_to(uint8_t* to, Block fronts, Block lasts, WordMask is_one,
+                                        WordMask is_short) {
+  constexpr const Shuffles& kShuffles = kMost == 3 ? kKeepOneToThree : kKeepOneTwoOrFour;
   // Two of each word: more than one, more than two.
   const Bits mask = ~bits(choose(is_one, is_short, words(0xFF00))) & kAllBytes;
-  store(to, kept(_mm_unpacklo_epi16(fronts, lasts), kKeepOneToThree, mask));
-  store(to + 4 + ones(mask & 0xFF), kept(_mm_unpackhi_epi16(fronts, lasts), kKeepOneToThree, mask >> 8));
-  return to + 8 + ones(mask);
+  store(to, kept(_mm_unpacklo_epi16(fronts, lasts), kShuffles, mask));
+  store(to + 4 + more_bytes<kMost>(mask & 0xFF),
+        kept(_mm_unpackhi_epi16(fronts, lasts), kShuffles, mask >> 8));
+  return to + 8 + more_bytes<kMost>(mask);
 }
 
 // Four characters of three bytes as lanes of 32 bits.

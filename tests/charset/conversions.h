@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "charset/convert.h"
+#include "charset/flat_tables.h"
 #include "tests/charset/table_images.h"
 
 namespace mar {
@@ -47,6 +48,14 @@ Converted<D> convert(xcs_cs_t* codeset, const InText<D>& in, size_t room = 1000,
   EXPECT_EQ(out.find_first_not_of(kUntouched, room - out_left), out.npos) << "written past the text";
   out.resize(room - out_left);
   return {out, static_cast<uint32_t>(in.size()) - in_left, result};
+}
+
+// Converts so much both ways that the flat tables are built, if they may be.
+inline void convert_much(xcs_cs_t* codeset) {
+  const Bytes bytes(charset::kFlatWorth, 'a');
+  const Units units(charset::kFlatWorth, 'a');
+  EXPECT_EQ(convert<ToUcs2>(codeset, bytes, bytes.size()).consumed, bytes.size());
+  EXPECT_EQ(convert<FromUcs2>(codeset, units, units.size()).consumed, units.size());
 }
 
 template <class D>

@@ -5,6 +5,7 @@
 
 #include <random>
 #include <thread>
+#include <utility>
 
 #include "tests/charset/conversions.h"
 #include "tests/charset/levels.h"
@@ -14,14 +15,6 @@ namespace mar {
 namespace {
 
 constexpr const char* kFamilies[] = {"ASCIIDBCS", "GB18030"};
-
-// Converts so much in every direction that the tables are built, if they may be.
-void convert_much(xcs_cs_t* codeset) {
-  const Bytes bytes(charset::kFlatWorth, 'a');
-  const Units units(charset::kFlatWorth, 'a');
-  EXPECT_EQ(convert<ToUcs2>(codeset, bytes, bytes.size()).consumed, bytes.size());
-  EXPECT_EQ(convert<FromUcs2>(codeset, units, units.size()).consumed, units.size());
-}
 
 // The family's characters, codes by chance that share their first byte, ASCII and any units.
 template <class Unit>
@@ -75,9 +68,49 @@ TEST_P(FlatTables, ConvertAsTheTableFile) {
       if (HasFatalFailure()) return;
     }
     Units all;
-    for (uint32_t unit = 0; unit != charset::kFlatUnits; ++unit) all += static_cast<uint16_t>(unit);
+    for (uint32_t unit = 0; unit != charset::kFlatEntries; ++unit) all += static_cast<uint16_t>(unit);
     expect_the_same<FromUcs2>(by_file.get(), by_tables.get(), all);
+    Bytes fours;
+    for (uint32_t number = 0; number != 80000; ++number) {
+      const auto code = charset::gb_four_bytes(number);
+      fours.append(code.begin(), code.end());
+    }
+    expect_the_same<ToUcs2>(by_file.get(), by_tables.get(), fours);
   }
+}
+
+// Else the loop would convert it, and nothing else would show that.
+TEST_P(FlatTables, LongTextGoesThroughTheKernels) {
+  static const charset::VectorKernels* real;
+  static int calls;
+  real = GetParam()->kernels;
+  calls = 0;
+  if (real->bytes_to_codes == nullptr) return;
+  charset::VectorKernels counting = *real;
+  counting.bytes_to_codes = [](auto& from, auto* end, auto& to, auto* to_end) {
+    ++calls;
+    real->bytes_to_codes(from, end, to, to_end);
+  };
+  counting.codes_to_bytes = [](auto& from, auto* end, auto& to, auto* to_end) {
+    ++calls;
+    real->codes_to_bytes(from, end, to, to_end);
+  };
+  const Codeset codeset = family(kFamilies[0]).codeset();
+  convert_much(codeset.get());
+  charset::use_vectors({"counting", nullptr, &counting});
+  Bytes bytes;
+  for (int i = 0; i != 200; ++i) bytes += "\x81\x40";
+  const Units units(200, 0x3000);
+  const auto kernels_used = [] { return std::exchange(calls, 0) != 0; };
+  const Bytes utf8 = convert<ToUtf8>(codeset.get(), bytes).out;
+  EXPECT_TRUE(kernels_used()) << "to UTF-8";
+  convert<ToUcs2>(codeset.get(), bytes);
+  EXPECT_TRUE(kernels_used()) << "to UCS-2";
+  convert<FromUcs2>(codeset.get(), units);
+  EXPECT_TRUE(kernels_used()) << "from UCS-2";
+  convert<FromUtf8>(codeset.get(), utf8);
+  EXPECT_TRUE(kernels_used()) << "from UTF-8";
+  charset::use_vectors(*GetParam());
 }
 
 INSTANTIATE_TEST_SUITE_P(Level, FlatTables, testing::ValuesIn(EachLevel::supported()), EachLevel::name);

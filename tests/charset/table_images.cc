@@ -171,17 +171,26 @@ std::vector<Family> make_families() {
   const CodeMap ascii = {{"A", 'A'}, {"~", '~'}, {"\x7F", 0x7F}};
   const CodeMap invariant = {{"\xC1", 'A'}, {"\x81", 'a'}, {"\x6F", '?'}, {"\x15", '\n'}};
   const CodeMap sbcs = {{"\x80", 0x20AC}, {"\xE9", 0xE9}, {"\xFF", 0x401}};
-  const CodeMap dbcs = {
-      {"\xA1", 0xFF61}, {"\xE9", 0xE9}, {"\x81\x40", 0x3000}, {"\x81\xFC", 0x25EF}, {"\xFC\x4B", 0x9ED1}};
+  const CodeMap dbcs = {{"\xA1", 0xFF61},     {"\xE9", 0xE9},       {"\x81\x40", 0x3000},
+                        {"\x81\xFC", 0x25EF}, {"\xFC\x4B", 0x9ED1}, {{'\xFC', '\0'}, 0x3001}};
   const CodeMap mbcs = {
       {"\x80", 0x401},          {"\x8E\xA1", 0xFF61},   {"\xA4\xA2", 0x3042},        {"\xA4\xFE", 0x3043},
       {"\x8F\xB0\xA1", 0x4E02}, {"\x8F\xB1\xA2", 0xE9}, {"\x8D\xA2\xA1\xA3", 0x4E5A}};
   const CodeMap ebcdic = {{"\x5A", '!'}, {"\x51", 0xE9}, {"\x9F", 0x20AC}, {"\xFF", 0x9F}};
   const CodeMap mixed = {
       {"\x5A", '!'}, {"\x51", 0xE9}, {"\x41\x41", 0x4E00}, {"\x44\x8F", 0x3041}, {"\xFE\x60", 0xD7}};
-  const TableImage gb18030(
-      {{0x80, 0x80, 0, 0x80}, {0xA5, 0xA8, 2, 24103}, {0x4E02, 0x4E05, 1, 0}}, {1, 0xFFFF, 2, 24066},
-      {{1, 2, 1, 0}, {24066, 24066, 2, 0x4E05}, {24103, 24106, 2, 0xA5}}, {0x4E02, 0x4E04});
+  const TableImage gb18030({{0x80, 0x80, 0, 0x80},
+                            {0xA5, 0xA8, 2, 24103},
+                            {0x900, 0xDFF, 2, 30000},
+                            {0x4E02, 0x4E05, 1, 0},
+                            {0xE000, 0xEFFF, 2, 61000}},
+                           {1, 0xFFFF, 2, 24066},
+                           {{1, 2, 1, 0},
+                            {24066, 24066, 2, 0x4E05},
+                            {24103, 24106, 2, 0xA5},
+                            {30000, 31279, 2, 0x900},
+                            {61000, 65095, 2, 0xE000}},
+                           {0x4E02, 0x4E04});
   return {table_family("ASCIISBCS", XCS_KIND_ASCII_SBCS, sbcs, ascii),
           table_family("ASCIIDBCS", XCS_KIND_ASCII_DBCS, dbcs, ascii),
           table_family("ASCIIMBCS", XCS_KIND_ASCII_MBCS, mbcs, ascii),
