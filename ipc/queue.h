@@ -1,13 +1,15 @@
 // A message queue in a shared memory segment: N slots for messages and N heads, one for each user,
 // each with a wake-up semaphore of its own. Any number of processes; within one process an object
-// belongs to one thread at a time. Messages are copied in and out; a failure leaves the operation's name
-// on the thread's error stack. Get and KeyGet are cancellation points while they wait, and a cancelled one
-// has taken nothing. Opening a queue may be one, too; nothing else is.
+// belongs to one thread at a time. Messages are copied in and out whole, but for the operations "in place"; a
+// failure leaves the operation's name on the thread's error stack. Get, GetInPlace and KeyGet are
+// cancellation points while they wait, and a cancelled one has taken nothing. Opening a queue may be one,
+// too; nothing else is.
 #pragma once
 
 #include <type_traits>
 
 #include "ipc/queue_core.h"
+#include "ipc/shared_field.h"
 
 #pragma GCC visibility push(default)
 
@@ -35,7 +37,16 @@ class CIPCQueue : public mar::QueueCore {
     return PassOn(PrivateGet(identifier, -1, message), "CIPCQueue::Get()");
   }
 
-  // The same for the channel `key`.
+  // The same without the copy: calls `take` with the message where it lies in the segment. A failure may have
+  // called it or not; LastMoved() tells. `take` runs with the lock held, so it must not block, and must not
+  // throw. Other processes may change the message meanwhile: read each field once (ipc/shared_field.h), check
+  // it, then use it.
+  template <typename Take>
+  [[nodiscard]] long GetInPlace(_TIPCIdentifier identifier, Take take) {
+    return PassOn(GetFromSlot(identifier, -1, OnMessage<const T>(take)), "CIPCQueue::Get()");
+  }
+
+  // As Get, for the channel `key`.
   [[nodiscard]] long KeyGet(long key, T& message) {
     return PassOn(PrivateGet(NULL_IPC_ID, key, message), "CIPCQueue::KeyGet()");
   }
@@ -46,7 +57,8 @@ class CIPCQueue : public mar::QueueCore {
   //   taken  receives whether `message` was filled
   // Returns 0 or a code as KeyGet.
   [[nodiscard]] long KeyTryGet(long key, T& message, bool& taken) {
-    return TryGetBytes(key, &message, taken);
+    auto copy = CopyTo(message);
+    return TryGetFromSlot(key, OnMessage<const T>(copy), taken);
   }
 
   // Appends a copy of `message` to channel `key` (0 .. N-1, from OpenChannel) and wakes its reader. Waits for
@@ -59,7 +71,15 @@ class CIPCQueue : public mar::QueueCore {
     return PassOn(PrivatePut(NULL_IPC_ID, key, message, false), "CIPCQueue::KeyPut()");
   }
 
-  // The same for the head of `identifier`, which is claimed if there is none yet.
+  // The same without the copy: calls `fill` with the slot that takes the message, before that is queued. It
+  // runs under the rules of GetInPlace's `take`. What it leaves out of the slot is what an earlier message
+  // left there, and any process can read what is queued.
+  template <typename Fill>
+  [[nodiscard]] long KeyPutInPlace(long key, Fill fill) {
+    return PassOn(PutInSlot(NULL_IPC_ID, key, OnMessage<T>(fill), false), "CIPCQueue::KeyPut()");
+  }
+
+  // As KeyPut, for the head of `identifier`, which is claimed if there is none yet.
   [[nodiscard]] long Put(_TIPCIdentifier identifier, const T& message) {
     return PassOn(PrivatePut(identifier, -1, message, false), "CIPCQueue::Put()");
   }
@@ -68,10 +88,7 @@ class CIPCQueue : public mar::QueueCore {
   // each message that is freed, still in the segment and with the lock held. Codes as EmptyHead.
   template <typename Visit>
   long EmptyHeadOf(_TIPCIdentifier identifier, Visit visit) {
-    const auto call = [](void* context, const void* message) {
-      (*static_cast<Visit*>(context))(*static_cast<const T*>(message));
-    };
-    return EmptyHeadOfBytes(identifier, {call, &visit});
+    return EmptySlotsOf(identifier, OnMessage<const T>(visit));
   }
   long EmptyHeadOf(_TIPCIdentifier identifier) {
     return EmptyHeadOf(identifier, [](const T&) {});
@@ -80,10 +97,25 @@ class CIPCQueue : public mar::QueueCore {
   // The operations that the functions above use. Key -1 means by identifier; `front` puts the message before
   // those that the head already holds.
   [[nodiscard]] long PrivateGet(_TIPCIdentifier identifier, long key, T& message) {
-    return GetBytes(identifier, key, &message);
+    auto copy = CopyTo(message);
+    return GetFromSlot(identifier, key, OnMessage<const T>(copy));
   }
   [[nodiscard]] long PrivatePut(_TIPCIdentifier identifier, long key, const T& message, bool front) {
-    return PutBytes(identifier, key, &message, front);
+    auto copy = [&message](T& slot) { mar::copy_shared(&slot, &message, sizeof(T)); };
+    return PutInSlot(identifier, key, OnMessage<T>(copy), front);
+  }
+
+ private:
+  static auto CopyTo(T& message) {
+    return [&message](const T& slot) { mar::copy_shared(&message, &slot, sizeof(T)); };
+  }
+
+  // `work`, which takes a T& or a const T&, as the core calls it. It refers to `work`.
+  template <typename Message, typename Work>
+  static Visitor OnMessage(Work& work) {
+    return {
+        [](void* context, void* message) { (*static_cast<Work*>(context))(*static_cast<Message*>(message)); },
+        &work};
   }
 };
 

@@ -206,7 +206,7 @@ long QueueCore::SetState(TQueueState state) {
   return Report({woken}, kLocation);
 }
 
-long QueueCore::PutBytes(_TIPCIdentifier identifier, long key, const void* message, bool front) {
+long QueueCore::PutInSlot(_TIPCIdentifier identifier, long key, const Visitor& fill, bool front) {
   static constexpr char kLocation[] = "CIPCQueue::PrivatePut()";
   VLastMoved = false;
   if (const long code = LockFor(kLocation)) return code;
@@ -223,7 +223,7 @@ long QueueCore::PutBytes(_TIPCIdentifier identifier, long key, const void* messa
   // Read before a head is claimed, so a put that fails on a broken queue stores nothing.
   const bool broken = key == -1 && !ReadLink(VHeader->freeList, free);
   long code = broken ? QUEUE_PUT_FAILED : SelectHead(identifier, key, head);
-  if (code == 0) code = LinkMessage(*head, message, front);
+  if (code == 0) code = LinkMessage(*head, fill, front);
   return UnlockAndReport({code}, kLocation);
 }
 
@@ -242,7 +242,7 @@ QueueCore::Outcome QueueCore::CheckOverflow(bool wait) {
   return {};
 }
 
-long QueueCore::GetBytes(_TIPCIdentifier identifier, long key, void* message) {
+long QueueCore::GetFromSlot(_TIPCIdentifier identifier, long key, const Visitor& take) {
   static constexpr char kLocation[] = "CIPCQueue::PrivateGet()";
   VLastMoved = false;
   const bool by_identifier = key == -1;
@@ -250,7 +250,7 @@ long QueueCore::GetBytes(_TIPCIdentifier identifier, long key, void* message) {
   _TIPCHeadItem* head = nullptr;
   Outcome outcome{SelectHead(identifier, key, head)};
   if (outcome.code == 0) outcome = WaitForItem(*head, by_identifier);
-  if (outcome.code == 0) outcome.code = TakeFirst(*head, by_identifier, message);
+  if (outcome.code == 0) outcome.code = TakeFirst(*head, by_identifier, take);
   return UnlockAndReport(outcome, kLocation);
 }
 

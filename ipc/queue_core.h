@@ -97,10 +97,10 @@ class QueueCore {
   QueueCore& operator=(const QueueCore&) = delete;
 
  protected:
-  // Called with messages that lie in the segment, where other processes may change them, and with
-  // the lock held.
+  // Fills a message, or looks at one, where it lies in the segment: other processes may change it meanwhile.
+  // Called with the lock held, so it must not block, and must not throw.
   struct Visitor {
-    void (*visit)(void* context, const void* message);
+    void (*visit)(void* context, void* message);
     void* context;
   };
 
@@ -109,10 +109,10 @@ class QueueCore {
   ~QueueCore();
 
   // key -1 addresses the head of `identifier`, claiming one if need be; any other key a channel.
-  [[nodiscard]] long PutBytes(_TIPCIdentifier identifier, long key, const void* message, bool front);
-  [[nodiscard]] long GetBytes(_TIPCIdentifier identifier, long key, void* message);
-  [[nodiscard]] long TryGetBytes(long key, void* message, bool& taken);
-  long EmptyHeadOfBytes(_TIPCIdentifier identifier, const Visitor& visitor);
+  [[nodiscard]] long PutInSlot(_TIPCIdentifier identifier, long key, const Visitor& fill, bool front);
+  [[nodiscard]] long GetFromSlot(_TIPCIdentifier identifier, long key, const Visitor& take);
+  [[nodiscard]] long TryGetFromSlot(long key, const Visitor& take, bool& taken);
+  long EmptySlotsOf(_TIPCIdentifier identifier, const Visitor& visitor);
 
   // Adds `location` to the trail of a failure that is recorded already; returns `code`.
   static long PassOn(long code, const char* location);
@@ -163,9 +163,9 @@ class QueueCore {
   long implHeadReset(_TIPCHeadItem& head);
   uint32_t* FindEnd(_TIPCHeadItem& head, int* items = nullptr) const;
   bool ReadLink(const uint32_t& link, Link& found) const;
-  long LinkMessage(_TIPCHeadItem& head, const void* message, bool front);
-  long UnlinkMessage(_TIPCHeadItem& head, void* message, bool& was_full);
-  long TakeFirst(_TIPCHeadItem& head, bool by_identifier, void* message);
+  long LinkMessage(_TIPCHeadItem& head, const Visitor& fill, bool front);
+  long UnlinkMessage(_TIPCHeadItem& head, const Visitor& take, bool& was_full);
+  long TakeFirst(_TIPCHeadItem& head, bool by_identifier, const Visitor& take);
   long ReleaseIfUnwatched(_TIPCHeadItem& head, uint16_t sem_number);
   long implAwakenAll();
   long EmptyLocked(_TIPCHeadItem& head, int& freed, bool& emptied, const Visitor* visitor = nullptr);

@@ -144,7 +144,7 @@ bool QueueCore::ReadLink(const uint32_t& link, Link& found) const {
   return found.next == 0 || SlotAt(found.next) != nullptr;
 }
 
-long QueueCore::LinkMessage(_TIPCHeadItem& head, const void* message, bool front) {
+long QueueCore::LinkMessage(_TIPCHeadItem& head, const Visitor& fill, bool front) {
   uint16_t sem_number = 0;
   uint32_t* const end = FindEnd(head);
   Link free;
@@ -154,10 +154,10 @@ long QueueCore::LinkMessage(_TIPCHeadItem& head, const void* message, bool front
   uint32_t* const link = front ? &head.firstItem : end;
   const uint32_t follower = front ? load_shared(head.firstItem) : 0;
   const auto items = static_cast<uint16_t>(load_shared(VHeader->itemCount) + 1);
-  // The long copy goes into a slot that still heads the free list, so a writer killed here has changed
-  // nothing. Next the slot leaves the free list: a writer killed after that loses a slot, but never leaves
-  // one both free and queued.
-  copy_shared(free.slot, message, MessageSize());
+  // The slot is filled while it still heads the free list, which takes longest: a writer killed here has
+  // changed nothing. Next the slot leaves the free list: a writer killed after that loses a slot, but never
+  // leaves one both free and queued.
+  fill.visit(fill.context, free.slot);
   store_shared(VHeader->freeList, free.next);
   store_shared(*NextOf(free.slot), follower);
   store_shared(*link, free.offset);
@@ -168,7 +168,7 @@ long QueueCore::LinkMessage(_TIPCHeadItem& head, const void* message, bool front
   return posted;
 }
 
-long QueueCore::UnlinkMessage(_TIPCHeadItem& head, void* message, bool& was_full) {
+long QueueCore::UnlinkMessage(_TIPCHeadItem& head, const Visitor& take, bool& was_full) {
   Link first;
   const uint32_t free_list = load_shared(VHeader->freeList);
   if (FindEnd(head) == nullptr || !ReadLink(head.firstItem, first) ||
@@ -177,7 +177,7 @@ long QueueCore::UnlinkMessage(_TIPCHeadItem& head, void* message, bool& was_full
   }
   const uint16_t items = load_shared(VHeader->itemCount);
   was_full = items == VCapacity;
-  copy_shared(message, first.slot, MessageSize());
+  take.visit(take.context, first.slot);
   store_shared(head.firstItem, first.next);
   store_shared(*NextOf(first.slot), free_list);
   store_shared(VHeader->freeList, first.offset);
@@ -187,9 +187,9 @@ long QueueCore::UnlinkMessage(_TIPCHeadItem& head, void* message, bool& was_full
   return 0;
 }
 
-long QueueCore::TakeFirst(_TIPCHeadItem& head, bool by_identifier, void* message) {
+long QueueCore::TakeFirst(_TIPCHeadItem& head, bool by_identifier, const Visitor& take) {
   bool was_full = false;
-  long code = UnlinkMessage(head, message, was_full);
+  long code = UnlinkMessage(head, take, was_full);
   if (code != 0) return code;
   // Kept as is: a failure from here on is reported although the message has been taken.
   uint16_t sem_number = 0;

@@ -12,7 +12,7 @@ long QueueCore::OnHeadOf(_TIPCIdentifier identifier, const char* location, Work 
   return UnlockAndReport({head == nullptr ? 0 : work(*head)}, location);
 }
 
-long QueueCore::TryGetBytes(long key, void* message, bool& taken) {
+long QueueCore::TryGetFromSlot(long key, const Visitor& take, bool& taken) {
   static constexpr char kLocation[] = "CIPCQueue::KeyTryGet()";
   taken = false;
   if (const long code = LockFor(kLocation)) return code;
@@ -23,7 +23,7 @@ long QueueCore::TryGetBytes(long key, void* message, bool& taken) {
   if (code == 0) {
     VSemaphores.implTryGet_ID(sem_number);
     if (load_shared(head->firstItem) != 0) {
-      code = TakeFirst(*head, false, message);
+      code = TakeFirst(*head, false, take);
       taken = code != QUEUE_GET_FAILED;
     }
   }
@@ -41,7 +41,7 @@ long QueueCore::EmptyHead(uint16_t index, _TIPCIdentifier owner, int& freed, boo
   return UnlockAndReport({code}, kLocation);
 }
 
-long QueueCore::EmptyHeadOfBytes(_TIPCIdentifier identifier, const Visitor& visitor) {
+long QueueCore::EmptySlotsOf(_TIPCIdentifier identifier, const Visitor& visitor) {
   int freed = 0;
   bool emptied = false;
   return OnHeadOf(identifier, "CIPCQueue::EmptyHeadOf()",

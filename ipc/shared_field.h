@@ -19,14 +19,14 @@ T load_shared(const T& field) {
 }
 
 template <typename T>
-void store_shared(T& field, std::type_identity_t<T> value) {
+void store_shared(T& field, std::common_type_t<T> value) {
   static_assert(__atomic_always_lock_free(sizeof(T), nullptr));
   __atomic_store_n(&field, value, __ATOMIC_RELEASE);
 }
 
 // Stores `value` if the field still holds `expected`.
 template <typename T>
-void replace_shared(T& field, std::type_identity_t<T> expected, std::type_identity_t<T> value) {
+void replace_shared(T& field, std::common_type_t<T> expected, std::common_type_t<T> value) {
   static_assert(__atomic_always_lock_free(sizeof(T), nullptr));
   __atomic_compare_exchange_n(&field, &expected, value, false, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST);
 }

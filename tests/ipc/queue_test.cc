@@ -137,6 +137,34 @@ TEST_F(OpenQueue, MessagesKeepTheirOrderAndAFrontPutOvertakes) {
   EXPECT_FALSE(taken);
 }
 
+TEST_F(OpenQueue, InPlaceAMessageIsWrittenAndReadInItsSlot) {
+  put(0x41, 0x41);
+  ASSERT_EQ(queue->KeyGet(key, message), 0);
+  const uint32_t slot0 = made.slot(0), slot1 = made.slot(1);
+  const auto fill = [&](TCLIMessage& slot) {
+    EXPECT_EQ(made.u32(4), slot0);  // still free, so that a writer killed here changes nothing
+    slot.command = 0x42;
+  };
+  ASSERT_EQ(queue->KeyPutInPlace(key, fill), 0);
+  EXPECT_EQ(made.u32(4), slot1);
+  EXPECT_EQ(*made.at(slot0), 0x42);
+  EXPECT_EQ(*made.at(slot0 + 8), 0x41);  // left out
+  int taken = 0;
+  const auto take = [&](const TCLIMessage& slot) {
+    EXPECT_EQ(made.u32(24), slot0);  // still queued
+    EXPECT_EQ(slot.command, 0x42u);
+    ++taken;
+  };
+  ASSERT_EQ(queue->GetInPlace(ZARNENGINE_ID, take), 0);
+  EXPECT_EQ(made.u32(4), slot0);
+  EXPECT_EQ(queue->KeyPutInPlace(key, fill), QUEUE_INVALID_KEY);  // no channel any more
+  EXPECT_EQ(error_trail(), "CIPCQueue::PrivatePut()\nCIPCQueue::KeyPut()\n");
+  ASSERT_EQ(queue->SetState(IPCQUEUE_CLOSE), 0);
+  EXPECT_EQ(queue->GetInPlace(ZARNENGINE_ID, take), QUEUE_CLOSED);
+  EXPECT_EQ(error_trail(), "CIPCQueue::PrivateGet()\nCIPCQueue::Get()\n");
+  EXPECT_EQ(taken, 1);
+}
+
 TEST_F(OpenQueue, OnlyChannelsHaveKeys) {
   ASSERT_EQ(queue->Put(kUser, numbered(1)), 0);  // head 1 has an owner but is no channel
   const auto before = made.bytes();
