@@ -19,6 +19,9 @@ void copy(unsigned char* to, const unsigned char* from, int size) {
   if (size > 0) memcpy(to, from, static_cast<size_t>(size));
 }
 
+// What a buffer of `capacity` bytes grows to when it needs `size`: so many appends copy each byte few times.
+int grown(int capacity, int size) { return std::max(size, capacity > INT_MAX / 2 ? INT_MAX : 2 * capacity); }
+
 // The bytes of `text`, its terminator included; -1 if an int cannot hold the count.
 int text_size(const unsigned char* text) {
   if (text == nullptr) return 0;
@@ -65,7 +68,7 @@ bool CkesBuffer::Append(const unsigned char* bytes, int size) {
   if (size < 1 || size > INT_MAX - length) return false;
   Array old;  // outlives the copy: `bytes` may lie in it
   if (length + size > capacity) {
-    const int wanted = std::max(length + size, capacity > INT_MAX / 2 ? INT_MAX : 2 * capacity);
+    const int wanted = grown(capacity, length + size);
     Array fresh = allocate(wanted);
     if (fresh == nullptr) return false;
     copy(fresh.get(), data, length);
@@ -79,6 +82,18 @@ bool CkesBuffer::Append(const unsigned char* bytes, int size) {
 }
 
 bool CkesBuffer::Append(const unsigned char* text) { return Append(text, text_size(text)); }
+
+int CkesBuffer::Reserve(int size) {
+  if (size <= capacity) return capacity;
+  const int wanted = grown(capacity, size);
+  Array fresh = allocate(wanted);
+  if (fresh == nullptr) return capacity;
+  copy(fresh.get(), data, length);
+  delete[] data;
+  data = fresh.release();
+  capacity = wanted;
+  return capacity;
+}
 
 CkesBuffer& CkesBuffer::operator=(const CkesBuffer& other) {
   if (this != &other) (void)Set(other.data, other.length);

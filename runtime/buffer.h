@@ -2,6 +2,8 @@
 // false and leave the buffer as it was; none is a cancellation point.
 #pragma once
 
+#include <algorithm>
+
 #pragma GCC visibility push(default)
 
 class CkesBuffer {
@@ -36,6 +38,12 @@ class CkesBuffer {
   // Kept as is: compares the lengths, then the bytes up to the first zero that both have in the same place.
   // What follows that zero is not compared.
   bool operator==(const CkesBuffer& other) const;
+
+  // For callers that write the bytes themselves. Reserve makes the buffer's memory hold `size` bytes, if
+  // there is that much, and returns how many it holds; the contents stay at its start. SetLength makes the
+  // first `size` bytes of that memory the contents, or as many as it holds.
+  int Reserve(int size);
+  void SetLength(int size) { length = std::clamp(size, 0, capacity); }
 
   // The buffer owns the bytes and moves them when it grows.
   unsigned char* GetBuffer() const { return data; }

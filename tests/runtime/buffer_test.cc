@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 #include <limits.h>
+#include <string.h>
 
 #include <new>
 #include <string>
@@ -106,6 +107,20 @@ TEST(Buffer, GrowsInFewSteps) {
   EXPECT_LE(arrays_made, 12);
   EXPECT_EQ(buffer.GetLength(), 20'480'000);
   EXPECT_EQ(contents(buffer).find_first_not_of('p'), std::string::npos);
+}
+
+TEST(Buffer, GivesRoomToWhoWritesItself) {
+  CkesBuffer buffer(bytes("abc"), 3);
+  const int room = buffer.Reserve(7);
+  ASSERT_GE(room, 7);
+  EXPECT_EQ(contents(buffer), "abc");
+  memcpy(buffer.GetBuffer() + room - 4, "defg", 4);
+  buffer.SetLength(room);
+  EXPECT_EQ(contents(buffer).substr(static_cast<size_t>(room) - 4), "defg");
+  const OutOfMemory out_of_memory;
+  EXPECT_EQ(buffer.Reserve(room + 1), room);
+  buffer.SetLength(3);
+  EXPECT_EQ(contents(buffer), "abc");
 }
 
 TEST(Buffer, WithoutMemoryNothingChanges) {
