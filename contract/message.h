@@ -39,11 +39,11 @@ namespace mar {
 
 // How many of a received record's data bytes may be used. `length` comes from memory that other processes can
 // write: a value above the array's size is cut to it, a negative one to 0.
-inline int usable_length(const TCLIMessage& record) {
-  const int32_t length = record.length;
+inline int usable_length(int32_t length) {
   if (length < 0) return 0;
   return length > CLI_MAX_BUFFER_SIZE ? CLI_MAX_BUFFER_SIZE : length;
 }
+inline int usable_length(const TCLIMessage& record) { return usable_length(record.length); }
 
 }  // namespace mar
 #endif

@@ -1,8 +1,6 @@
 #include "engine_client/exchange.h"
 
-#include <algorithm>
 #include <cstdlib>
-#include <cstring>
 
 #include "contract/message.h"
 #include "engine_client/open_connection.h"
@@ -45,7 +43,7 @@ void exchange_bare(Exchange& exchange) {
           static_cast<int>(exchange.rc));
 }
 
-// The guarded exchange. After MAR_OK the answer is there, and the caller's to free.
+// The guarded exchange. After MAR_OK the answer is there; a block is the caller's to free.
 int exchange_guarded(Exchange& exchange) {
   static constexpr char kName[] = "zarn_send_and_rcv";
   // An open connection notices by itself.
@@ -66,12 +64,8 @@ int exchange_guarded(Exchange& exchange) {
 }  // namespace
 
 int exchange_into_zeros(const unsigned char* request, int length, unsigned char* reply) {
-  Exchange exchange{.request = request, .length = length};
-  const int result = exchange_guarded(exchange);
-  if (result == MAR_OK && exchange.answer_length > 0)
-    std::memcpy(reply, exchange.answer, std::min<size_t>(exchange.answer_length, CLI_MAX_BUFFER_SIZE));
-  std::free(exchange.answer);
-  return result;
+  Exchange exchange{.request = request, .length = length, .reply = reply, .reply_is_zero = true};
+  return exchange_guarded(exchange);
 }
 
 }  // namespace mar
@@ -84,10 +78,9 @@ int zarn_send_rcv_from_mar_engine(const unsigned char* request, int length, unsi
 }
 
 int zarn_send_and_rcv(const unsigned char* request, int length, unsigned char* reply) {
-  Exchange exchange{.request = request, .length = length};
+  Exchange exchange{.request = request, .length = length, .reply = reply};
   const int result = exchange_guarded(exchange);
-  if (result == MAR_OK && reply != nullptr) std::memcpy(reply, exchange.answer, CLI_MAX_BUFFER_SIZE);
-  std::free(exchange.answer);
+  if (reply == nullptr) std::free(exchange.answer);
   return result;
 }
 

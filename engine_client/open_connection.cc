@@ -51,14 +51,12 @@ int OpenConnection::open() {
   return rc;
 }
 
-long OpenConnection::write(TCLIMessage& message) {
-  message.sender = user_;
-  long rc = channel_.write(message);
+long OpenConnection::write(const Request& request) {
+  long rc = channel_.write(request);
   // A full queue is the right one, and there is no time to open another once the deadline has passed.
   if (rc != 0 && rc != QUEUE_OVERFLOW && !channel_.queued() && !call_deadline().has_passed()) {
     rc = open();
-    message.sender = user_;
-    if (rc == 0) rc = channel_.write(message);
+    if (rc == 0) rc = channel_.write(request);
   }
   if (rc != 0 && rc != QUEUE_OVERFLOW) give_up();
   return rc;

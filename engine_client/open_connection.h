@@ -21,9 +21,9 @@ class OpenConnection {
   // Makes ready for a request: opens again after a failure. Codes as open().
   int prepare() { return open_ ? 0 : open(); }
 
-  // Queues a request; sets `message.sender`. If the queue has gone or is another engine's by now, and took
-  // nothing, opens again and tries once more. Codes as zarn_ipc_writex() and open().
-  long write(TCLIMessage& message);
+  // Queues a request. If the queue has gone or is another engine's by now, and took nothing, opens again and
+  // tries once more. Codes as zarn_ipc_writex() and open().
+  long write(const Request& request);
   long read();
 
   // Closes until the next prepare(), after a request whose answer will not be read.

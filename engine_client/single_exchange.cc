@@ -30,7 +30,7 @@ class Route {
  public:
   virtual bool open(long& rc) = 0;
   virtual CIPCQueue<TCLIMessage>* queue() const = 0;
-  virtual long write(TCLIMessage& message) = 0;
+  virtual long write(const Request& request) = 0;
   virtual long read() = 0;
   virtual const CkesBuffer& answer() const = 0;
   virtual void close(long& rc) = 0;
@@ -52,10 +52,7 @@ class ChannelRoute final : public Route {
     return open_;
   }
   CIPCQueue<TCLIMessage>* queue() const override { return pcmd_channel; }
-  long write(TCLIMessage& message) override {
-    message.sender = ipc_user_id;
-    return zarn_ipc_writex(message);
-  }
+  long write(const Request& request) override { return zarn_ipc_writex(request); }
   long read() override { return zarn_ipc_readx(); }
   const CkesBuffer& answer() const override { return *prdbuff; }
   void close(long& rc) override {
@@ -81,7 +78,7 @@ class ConnectionRoute final : public Route {
     return rc == 0;
   }
   CIPCQueue<TCLIMessage>* queue() const override { return connection_.queue(); }
-  long write(TCLIMessage& message) override { return connection_.write(message); }
+  long write(const Request& request) override { return connection_.write(request); }
   long read() override {
     waiting_ = true;
     const long rc = connection_.read();
@@ -102,27 +99,20 @@ bool fits_message(int length) {
 }
 
 // The header's process id is not sent: the record names its sender itself.
-void fill_message(const unsigned char* request, int length, TCLIMessage& message) {
-  message.length = length - kRequestHeaderSize;
-  std::memcpy(&message.command, request + kRequestCodeOffset, sizeof message.command);
-  std::memcpy(message.data, request + kRequestHeaderSize, static_cast<size_t>(message.length));
-  message.kind = CLI_SINGLE;
+Request request_of(const Exchange& exchange) {
+  Request request{0, exchange.request + kRequestHeaderSize, exchange.length - kRequestHeaderSize};
+  std::memcpy(&request.command, exchange.request + kRequestCodeOffset, sizeof request.command);
+  return request;
 }
 
-// Not inlined: the request would keep its 10 KB of stack, and the answer would need fresh pages for as much.
-[[gnu::noinline]] bool write_request(Exchange& exchange, Route& route) {
+bool write_request(Exchange& exchange, Route& route) {
   ZARNLog(kBackend, kExchangeLevel, "%s: inserting the command into a TCLIMessage type variable",
           kExchangeName);
-  TCLIMessage message{};  // zeroed: any process can read what is queued
   const bool fits = fits_message(exchange.length);
-  if (fits) {
-    fill_message(exchange.request, exchange.length, message);
-  } else {
-    note_cause(MAR_CAUSE_REQUEST_TOO_LONG);
-  }
+  if (!fits) note_cause(MAR_CAUSE_REQUEST_TOO_LONG);
   ZARNLog(kBackend, kExchangeLevel, "%s: writing the command to the engine", kExchangeName);
   ZARNLog(kBackend, kExchangeLevel, "%s: %s: zarn_ipc_writex()", kExchangeName, kInvokingBanner);
-  exchange.rc = fits ? route.write(message) : ZARN_GENERIC_ERROR;
+  exchange.rc = fits ? route.write(request_of(exchange)) : ZARN_GENERIC_ERROR;
   if (exchange.rc == 0) return true;
   ZARNLog(kBackend, kExchangeLevel, "%s: Error: bad write operation. Return code ret_cd = %d", kExchangeName,
           0);
@@ -139,10 +129,20 @@ bool read_answer(Exchange& exchange, Route& route) {
   return false;
 }
 
+// Copies what fits; zeros follow.
+void copy_to_reply(const CkesBuffer& received, Exchange& exchange) {
+  constexpr size_t kSize = CLI_MAX_BUFFER_SIZE;
+  const size_t length = std::min(static_cast<size_t>(received.GetLength()), kSize);
+  exchange.answer = exchange.reply;
+  if (length > 0) std::memcpy(exchange.reply, received.GetBuffer(), length);
+  if (!exchange.reply_is_zero) std::memset(exchange.reply + length, 0, kSize - length);
+}
+
 // A copy of the answer for the caller, never smaller than what a read routine may look at; null without
 // memory. Past its end a short answer reads as zeros, never as old memory.
 void copy_answer(const CkesBuffer& received, Exchange& exchange) {
   ZARNLog(kBackend, kExchangeLevel, "%s: returning the message from the engine", kExchangeName);
+  if (exchange.reply != nullptr) return copy_to_reply(received, exchange);
   const auto length = static_cast<size_t>(received.GetLength());
   exchange.answer =
       static_cast<unsigned char*>(std::calloc(1, std::max<size_t>(length, CLI_MAX_BUFFER_SIZE)));
@@ -154,7 +154,6 @@ void copy_answer(const CkesBuffer& received, Exchange& exchange) {
     return;
   }
   if (length > 0) std::memcpy(exchange.answer, received.GetBuffer(), length);
-  exchange.answer_length = length;
 }
 
 bool is_free_to_ask(Exchange& exchange, const Route& route) {

@@ -1,8 +1,6 @@
 // One request and its answer, on whichever channel and thread they may travel.
 #pragma once
 
-#include <cstddef>
-
 #include "ipc/cause.h"
 #include "runtime/error_stack.h"
 #include "util/deadline.h"
@@ -14,10 +12,13 @@ inline constexpr char kExchangeName[] = "zarn_send_rcv_from_mar_engine";  // the
 // One request, its answer and how it went.
 struct Exchange {
   const unsigned char* request;
-  int length;                       // bytes
-  unsigned char* answer = nullptr;  // to be freed once the exchange has succeeded
-  size_t answer_length = 0;         // bytes of it that came; zeros fill it up to CLI_MAX_BUFFER_SIZE
-  bool connected = false;           // on a connection of its own, not on the process's channel
+  int length;                      // bytes
+  unsigned char* reply = nullptr;  // the caller's CLI_MAX_BUFFER_SIZE bytes; a longer answer is cut to them
+  bool reply_is_zero = false;      // so only what came is written there
+  // After success `reply` or, without one, a block to be freed: null without memory for it. Zeros fill either
+  // up to CLI_MAX_BUFFER_SIZE.
+  unsigned char* answer = nullptr;
+  bool connected = false;  // on a connection of its own, not on the process's channel
   bool succeeded = false;
   long rc = 0;                // the channel's last code
   Deadline deadline = {};     // of the call

@@ -40,6 +40,8 @@ int zarn_ipc_openx() {
 
 long zarn_ipc_writex(TCLIMessage& message) { return process_channel.write(message); }
 
+long zarn_ipc_writex(const mar::Request& request) { return process_channel.write(request); }
+
 long zarn_ipc_readx() { return process_channel.read(); }
 
 long zarn_ipc_closex() { return process_channel.close(); }

@@ -34,11 +34,15 @@ int zarn_ipc_openx();
 // Queues a copy of `message` for the engine; never waits for room. Returns 0 or the queue's code.
 long zarn_ipc_writex(TCLIMessage& message);
 
-// Waits for the engine's answer and leaves it in prdbuff. Returns 0, the queue's code, or
-// ZARN_GENERIC_ERROR for a long answer beyond INT_MAX bytes or beyond the memory there is. A record of
-// unexpected kind is an answer too.
+// Waits for the engine's answer and leaves it in prdbuff, where a failure may leave some of it. Returns 0,
+// the queue's code, or ZARN_GENERIC_ERROR for a long answer beyond INT_MAX bytes or beyond the memory there
+// is. A record of unexpected kind is an answer too.
 long zarn_ipc_readx();
 
 // Releases all of the above. Returns 0, or ZARN_GENERIC_ERROR when nothing is open.
 long zarn_ipc_closex();
 }
+
+// As zarn_ipc_writex() above, for a record with the request's command and payload, zeros past it, and
+// ipc_user_id as its sender. The record is made in the queue itself.
+long zarn_ipc_writex(const mar::Request& request);

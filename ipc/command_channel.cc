@@ -1,5 +1,8 @@
 #include "ipc/command_channel.h"
 
+#include <limits.h>
+
+#include <algorithm>
 #include <new>
 
 #include "contract/engine_config.h"
@@ -36,6 +39,18 @@ void log_kind(uint32_t kind) {
     default:
       ZARNLog(kBackend, kExchangeLevel, "%s: Error: Unknow message received. Return code rc = %d", kRead, 0);
   }
+}
+
+// Writes all of the record: any process can read what is queued, so nothing of an earlier message stays.
+void fill_record(TCLIMessage& record, const Request& request, _TIPCIdentifier sender) {
+  const auto length = static_cast<size_t>(request.length);
+  store_shared(record.command, request.command);
+  store_shared(record.length, request.length);
+  copy_shared(record.data, request.payload, length);
+  clear_shared(record.data + length, sizeof record.data - length);
+  store_shared(record.sender.process_id, sender.process_id);
+  store_shared(record.sender.thread_id, sender.thread_id);
+  store_shared(record.kind, CLI_SINGLE);
 }
 
 // Frees what the head of `owner` holds. No request that is yet to be queued has asked for it, and other users
@@ -158,13 +173,15 @@ void CommandChannel::settle_debt() {
   session_.rest_first = false;
 }
 
-long CommandChannel::write(const TCLIMessage& message) {
+// `put` queues the message on the queue that it is given.
+template <typename Put>
+long CommandChannel::write_by(Put put) {
   ZARNLog(kBackend, kExchangeLevel, "%s:%s", kWrite, kEntryBanner);
   long rc = ZARN_GENERIC_ERROR;
   if (CIPCQueue<TCLIMessage>* const queue = parts_.queue) {
     // An answer that comes twice may have come since the last request.
     if (session_.failed || (session_.used && queue->HoldsMessageFor(parts_.user))) drop_leftovers(kWrite);
-    rc = queue->KeyPut(parts_.key, message);
+    rc = put(*queue);
     if (queue->LastMoved()) {  // also when the engine could not be woken or the lock not released
       session_.used = true;
       ++session_.pending.missing;
@@ -181,16 +198,38 @@ long CommandChannel::write(const TCLIMessage& message) {
   return rc;
 }
 
-// Takes one record off the client's head, past what is left of an earlier long answer. A get that fails may
+long CommandChannel::write(const TCLIMessage& message) {
+  return write_by([&](CIPCQueue<TCLIMessage>& queue) { return queue.KeyPut(parts_.key, message); });
+}
+
+long CommandChannel::write(const Request& request) {
+  return write_by([&](CIPCQueue<TCLIMessage>& queue) {
+    return queue.KeyPutInPlace(parts_.key,
+                               [&](TCLIMessage& slot) { fill_record(slot, request, parts_.user); });
+  });
+}
+
+// Takes one record off the client's head, past what is left of an earlier long answer. Its data go into the
+// answer's memory, behind the first `kept` bytes; the answer's length does not change. A get that fails may
 // have taken its record all the same.
-long CommandChannel::get(TCLIMessage& record) {
+long CommandChannel::get(int kept, Received& record) {
+  // Now, because nothing is allocated with the lock held.
+  const int enough = kept > INT_MAX - CLI_MAX_BUFFER_SIZE ? INT_MAX : kept + CLI_MAX_BUFFER_SIZE;
+  const int room = parts_.answer->Reserve(enough) - kept;
   for (;;) {
-    const long rc = parts_.queue->Get(parts_.user, record);
+    bool of_rest = false;
+    const long rc = parts_.queue->GetInPlace(parts_.user, [&](const TCLIMessage& slot) {
+      record.kind = load_shared(slot.kind);
+      // Records of the rest are middle or end records. Any other kind begins the next answer: the engine gave
+      // up the earlier one.
+      of_rest = session_.rest_first && (record.kind == CLI_APPEND || record.kind == CLI_END);
+      record.length = of_rest ? 0 : usable_length(load_shared(slot.length));
+      record.fits = record.length <= room;
+      if (record.length > 0 && record.fits)
+        copy_shared(parts_.answer->GetBuffer() + kept, slot.data, static_cast<size_t>(record.length));
+    });
     if (rc != 0) note_queue_code(rc, MAR_CAUSE_NO_HEAD);
     if (!parts_.queue->LastMoved()) return rc;
-    // Records of the rest are middle or end records. Any other kind begins the next answer: the engine gave
-    // up the earlier one.
-    const bool of_rest = session_.rest_first && (record.kind == CLI_APPEND || record.kind == CLI_END);
     if (session_.rest_first && !of_rest) session_.pending.note_record(CLI_END);
     session_.rest_first = of_rest && record.kind == CLI_APPEND;
     session_.pending.note_record(record.kind);
@@ -198,22 +237,20 @@ long CommandChannel::get(TCLIMessage& record) {
   }
 }
 
-// Adds what a record carries to the answer. False if it does not fit into a buffer, or into memory.
-bool CommandChannel::append(const TCLIMessage& record) {
-  const int length = usable_length(record);
-  if (length == 0 || parts_.answer->Append(record.data, length)) return true;
-  note_cause(MAR_CAUSE_ANSWER_TOO_LONG);
-  return false;
-}
-
 // Reads the records that follow the header of a long answer, up to its end record.
-long CommandChannel::read_rest(TCLIMessage& record) {
+long CommandChannel::read_rest() {
   ZARNLog(kBackend, kExchangeLevel, "%s: just read header of a long message", kRead);
+  Received record;
   long rc = 0;
   do {
-    rc = get(record);
-    if (rc == 0 && !append(record)) rc = ZARN_GENERIC_ERROR;
+    const int kept = parts_.answer->GetLength();
+    rc = get(kept, record);
+    if (rc == 0 && !record.fits) {
+      note_cause(MAR_CAUSE_ANSWER_TOO_LONG);
+      rc = ZARN_GENERIC_ERROR;
+    }
     if (rc == 0) {
+      parts_.answer->SetLength(kept + record.length);
       ZARNLog(kBackend, kExchangeLevel, "%s: Good read operation. Return code rc = %d", kRead, 0);
     } else {
       ZARNLog(kBackend, kExchangeLevel, "%s: Error: pcmd_channel->Get failed. Return code rc = %d", kRead,
@@ -225,21 +262,21 @@ long CommandChannel::read_rest(TCLIMessage& record) {
 }
 
 long CommandChannel::read_answer() {
-  TCLIMessage record;
+  Received record;
   const bool open = parts_.queue != nullptr && parts_.answer != nullptr;
-  const long rc = open ? get(record) : ZARN_GENERIC_ERROR;
+  const long rc = open ? get(0, record) : ZARN_GENERIC_ERROR;
   if (rc != 0) {
     ZARNLog(kBackend, kExchangeLevel, "%s: Error: Reading IPC message. Return code rc = %d", kRead,
             static_cast<int>(rc));
     return rc;
   }
-  // A record without data leaves the buffer as it is.
-  const int length = usable_length(record);
-  if (!parts_.answer->Set(record.data, length) && length > 0) {
+  if (!record.fits) {
     note_cause(MAR_CAUSE_NO_MEMORY);
     return ZARN_GENERIC_ERROR;
   }
-  if (record.kind == CLI_HEADER) return read_rest(record);
+  // A record without data leaves the buffer as it is.
+  if (record.length > 0) parts_.answer->SetLength(record.length);
+  if (record.kind == CLI_HEADER) return read_rest();
   log_kind(record.kind);
   return 0;
 }

@@ -20,6 +20,13 @@ struct ChannelParts {
   CkesBuffer*& answer;    // the last one
 };
 
+// A request that becomes a record in the queue's own slot.
+struct Request {
+  uint32_t command;        // message code, its four bytes in big-endian order
+  const uint8_t* payload;  // not null
+  int length;              // of the payload in bytes; at most CLI_MAX_BUFFER_SIZE
+};
+
 class CommandChannel {
  public:
   // `parts` refers to variables that outlive the channel.
@@ -28,6 +35,7 @@ class CommandChannel {
   // The channel functions zarn_ipc_openx, zarn_ipc_writex, zarn_ipc_readx and zarn_ipc_closex; see there.
   int open();
   long write(const TCLIMessage& message);
+  long write(const Request& request);  // from the channel's user
   long read();
   long close();
 
@@ -50,14 +58,22 @@ class CommandChannel {
     bool failed = false;      // a request or its answer failed
   };
 
+  // A record that has come, but for its data.
+  struct Received {
+    uint32_t kind = CLI_SINGLE;
+    int length = 0;    // of its data in bytes; at most CLI_MAX_BUFFER_SIZE
+    bool fits = true;  // all of them have found room in the answer's memory
+  };
+
   int enter();
   void forget();
   void settle_debt();
   void drop_leftovers(const char* log_name);
-  long get(TCLIMessage& record);
-  bool append(const TCLIMessage& record);
+  template <typename Put>
+  long write_by(Put put);
+  long get(int kept, Received& record);
   long read_answer();
-  long read_rest(TCLIMessage& record);
+  long read_rest();
 
   ChannelParts parts_;
   Session session_;

@@ -67,19 +67,32 @@ TEST_F(LongAnswers, ArriveWhole) {
   }
 }
 
+// A reply of fixed size gets what fits, then zeros, whatever length a record claims.
 TEST_F(LongAnswers, AreCutForACallerOfTheShortExchange) {
-  for (const auto exchange : {zarn_send_and_rcv, mar::exchange_into_zeros}) {
-    Child client([exchange] {
-      unsigned char reply[CLI_MAX_BUFFER_SIZE + 1] = {};
-      reply[CLI_MAX_BUFFER_SIZE] = 0xAA;
-      const long result = exchange(kDump, sizeof kDump, reply);
-      const bool whole = piece(0, CLI_MAX_BUFFER_SIZE) == std::string(reply, reply + CLI_MAX_BUFFER_SIZE);
-      return whole && reply[CLI_MAX_BUFFER_SIZE] == 0xAA ? result : 0;
-    });
-    const auto request = engine.request();
-    ASSERT_TRUE(request.has_value());
-    send_long(*request, 30000);
-    EXPECT_EQ(client.result(), 1);
+  constexpr int32_t kLong = 30000;  // in several records
+  struct {
+    int32_t length;
+    size_t want;  // bytes of the answer in the reply
+  } const rows[] = {{kLong, 10240}, {5, 5}, {INT32_MAX, 10240}, {-1, 0}, {INT32_MIN, 0}};
+  for (const auto& row : rows) {
+    for (const auto exchange : {zarn_send_and_rcv, mar::exchange_into_zeros}) {
+      Child client([&] {
+        unsigned char reply[CLI_MAX_BUFFER_SIZE + 1] = {};
+        if (exchange == zarn_send_and_rcv) memset(reply, 0xAA, CLI_MAX_BUFFER_SIZE);
+        reply[CLI_MAX_BUFFER_SIZE] = 0xAA;
+        const long result = exchange(kDump, sizeof kDump, reply);
+        const std::string want = piece(0, row.want) + std::string(10240 - row.want, '\0') + '\xAA';
+        return want == std::string(std::begin(reply), std::end(reply)) ? result : 0;
+      });
+      const auto request = engine.request();
+      ASSERT_TRUE(request.has_value());
+      if (row.length == kLong) {
+        send_long(*request, kLong);
+      } else {
+        ASSERT_TRUE(engine.send(*request, CLI_SINGLE, row.length, piece(0, 10240)));
+      }
+      EXPECT_EQ(client.result(), 1) << row.length;
+    }
   }
 }
 
@@ -95,9 +108,11 @@ TEST_F(LongAnswers, TakeFromEachRecordNoMoreThanItHolds) {
   EXPECT_EQ(client.result(), 1);
 }
 
-// What the client's stack and heap held before must reach neither the queue nor the caller.
+// What the client's stack and heap and the slots held before must reach neither the queue nor the caller.
 TEST_F(LongAnswers, AndShortOnesCarryNoOldMemory) {
-  Child client([] {
+  constexpr unsigned char kRequest[] = {0, 0, 0, 0, 0, 0, 0, 125, 'a', 'b', 'c'};
+  for (uint16_t i = 0; i < 8; ++i) memset(engine.made().at(engine.made().slot(i)), 0xAA, sizeof(TCLIMessage));
+  Child client([&] {
     unsigned char stack[64 << 10];
     std::vector<std::unique_ptr<unsigned char[]>> heap(8);
     memset(stack, 0xAA, sizeof stack);
@@ -106,14 +121,19 @@ TEST_F(LongAnswers, AndShortOnesCarryNoOldMemory) {
     heap.clear();
     unsigned char* answer = nullptr;
     long result = stack[GetProcessID() % 1000] == 0xAA ? 1 : 0;
-    result &= zarn_send_and_rcv_long_msg(kDump, sizeof kDump, &answer, 0);
+    result &= zarn_send_and_rcv_long_msg(kRequest, sizeof kRequest, &answer, 0);
     for (int i = 4; i < CLI_MAX_BUFFER_SIZE; ++i) result &= answer[i] == 0 ? 1 : 0;
     std::free(answer);
     return result;
   });
   const auto request = engine.request();
   ASSERT_TRUE(request.has_value());
-  EXPECT_EQ(std::count(std::begin(request->data), std::end(request->data), 0), 10240);
+  TCLIMessage want{};
+  std::memcpy(&want.command, kRequest + 4, sizeof want.command);
+  std::memcpy(want.data, kRequest + 8, 3);
+  want.length = 3;
+  want.sender = request->sender;
+  EXPECT_EQ(std::memcmp(&*request, &want, sizeof want), 0);
   ASSERT_TRUE(engine.send(*request, CLI_SINGLE, 4, ScriptedEngine::reply(1200, 1)));
   EXPECT_EQ(client.result(), 1);
 }

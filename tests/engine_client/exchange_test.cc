@@ -31,7 +31,7 @@ int EngineIsRunning() {
   return engine_states[look];
 }
 int zarn_ipc_openx() { return answers ? 0 : -276; }
-long zarn_ipc_writex(TCLIMessage&) { return 0; }
+long zarn_ipc_writex(const mar::Request&) { return 0; }
 long zarn_ipc_readx() {
   prdbuff = new CkesBuffer(reinterpret_cast<const unsigned char*>("answered"), 8);
   return 0;
