@@ -1,5 +1,6 @@
 #include "ipc/naming.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <climits>
 #include <csignal>
@@ -20,10 +21,10 @@ void CIPCUtils::createIPCName(const char* base, const char* suffix, int maxLengt
   append(base);
   if (suffix != nullptr) append(suffix);
   if (isMultiAgent()) {
-    char instance[4097];
-    getMultiAgentName(instance, sizeof instance);
     append(POST_MULTI_DELIMETER);
-    append(instance);
+    constexpr int kInstanceLimit = 4096;  // bytes of an instance's name that count
+    const auto used = static_cast<int>(std::strlen(out));
+    getMultiAgentName(out + used, std::min(maxLength - used, kInstanceLimit + 1));
   }
 }
 
