@@ -62,7 +62,10 @@ long OpenConnection::write(const Request& request) {
   return rc;
 }
 
+// The answer before goes first: a record without data would leave it there. A long one's memory goes, too.
 long OpenConnection::read() {
+  if (answer_->Reserve(0) > CLI_MAX_BUFFER_SIZE) (void)answer_->Set(nullptr, 0);
+  answer_->SetLength(0);
   const long rc = channel_.read();
   if (rc != 0) give_up();
   return rc;

@@ -108,6 +108,22 @@ TEST_F(LongLived, ALateAnswerReachesNobody) {
   }
 }
 
+TEST_F(LongLived, AnAnswerWithoutDataIsNotTheOneBefore) {
+  for (const bool connected : {false, true}) {
+    ScriptedEngine engine;
+    Child client([&] {
+      if (connected) mar_open();
+      const int32_t first = mar_ping_engine();
+      return first * 100 + mar_ping_engine();
+    });
+    const auto first = engine.request();
+    ASSERT_TRUE(first && engine.answer(*first, 7));
+    const auto second = engine.request();
+    ASSERT_TRUE(second && engine.send(*second, CLI_SINGLE, 0, ""));
+    EXPECT_EQ(client.result(), 7 * 100 + MAR_BAD_REPLY) << connected;
+  }
+}
+
 // What is cancelled leaves its answer owed, its head to others, and no turn taken, whatever it was waiting
 // for.
 TEST_F(LongLived, ACancelledCallGivesBackEverything) {
