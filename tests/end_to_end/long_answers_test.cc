@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "engine_client/exchange.h"
+#include "ipc/channel.h"
 #include "ipc/naming.h"
 #include "tests/end_to_end/scripted_engine.h"
 
@@ -136,6 +137,19 @@ TEST_F(LongAnswers, AndShortOnesCarryNoOldMemory) {
   EXPECT_EQ(std::memcmp(&*request, &want, sizeof want), 0);
   ASSERT_TRUE(engine.send(*request, CLI_SINGLE, 4, ScriptedEngine::reply(1200, 1)));
   EXPECT_EQ(client.result(), 1);
+}
+
+// A whole record, which the exchange itself never queues, goes out as it is.
+TEST_F(LongAnswers, CanBeAskedForByAWholeRecord) {
+  TCLIMessage record = numbered(0x55);
+  record.sender = {7, 70};
+  record.kind = 99;
+  ASSERT_EQ(zarn_ipc_openx(), 0);
+  EXPECT_EQ(zarn_ipc_writex(record), 0);
+  EXPECT_EQ(zarn_ipc_closex(), 0);
+  const auto queued = engine.request();
+  ASSERT_TRUE(queued.has_value());
+  EXPECT_EQ(std::memcmp(&*queued, &record, sizeof record), 0);
 }
 
 // A request that no record holds is refused, before anything is read of it.
