@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "charset/convert.h"
+#include "charset/flat_tables.h"
 #include "fuzz/target.h"
 #include "tests/support/files.h"
 
@@ -125,6 +126,16 @@ xcs_cs_t* changed_codeset(const std::string& name, Input& input) {
   return codeset;
 }
 
+// By converting so much that they pay. Unchecked readers then ask them, checked ones the table.
+void build_flat_tables(xcs_cs_t* codeset) {
+  const std::basic_string<uint16_t> text(charset::kFlatWorth, 'a');
+  std::basic_string<uint16_t> units(text.size(), 0);
+  std::string bytes(4 * text.size(), '\0');
+  const auto bytes_size = static_cast<uint32_t>(bytes.size()), size = static_cast<uint32_t>(units.size());
+  xcs_from_ucs2(codeset, text.data(), static_cast<int>(text.size()), bytes.data(), bytes_size);
+  xcs_to_ucs2(codeset, bytes.data(), static_cast<int>(text.size()), units.data(), size);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -132,7 +143,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   xcs_cs_t* codeset = changed_codeset(kTables[input.take<uint8_t>() % std::size(kTables)], input);
   const size_t piece = 1u + input.take<uint8_t>();
   const size_t room = input.take<uint8_t>();
-  const Pieces pieces = {piece, room, static_cast<uint8_t>(input.take<uint8_t>() & 1)};
+  const auto flags = input.take<uint8_t>();
+  const Pieces pieces = {piece, room, static_cast<uint8_t>(flags & 1)};
+  if ((flags & 2) != 0) build_flat_tables(codeset);
   agree<char, uint16_t>(xcs_to_ucs2_r, codeset, input.text, pieces);
   agree<uint16_t, char>(xcs_from_ucs2_r, codeset, input.text, pieces);
   agree<char, char>(xcs_to_utf8_r, codeset, input.text, pieces);
