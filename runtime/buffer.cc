@@ -19,8 +19,19 @@ void copy(unsigned char* to, const unsigned char* from, int size) {
   if (size > 0) memcpy(to, from, static_cast<size_t>(size));
 }
 
-// What a buffer of `capacity` bytes grows to when it needs `size`: so many appends copy each byte few times.
-int grown(int capacity, int size) { return std::max(size, capacity > INT_MAX / 2 ? INT_MAX : 2 * capacity); }
+// Moves the first `length` bytes to a larger array, so that many appends copy each byte few times. False,
+// with nothing changed, if memory runs out.
+//   old  receives the array that they were in
+bool grow(unsigned char*& data, int length, int& capacity, int size, Array& old) {
+  const int wanted = std::max(size, capacity > INT_MAX / 2 ? INT_MAX : 2 * capacity);
+  Array fresh = allocate(wanted);
+  if (fresh == nullptr) return false;
+  copy(fresh.get(), data, length);
+  old.reset(data);
+  data = fresh.release();
+  capacity = wanted;
+  return true;
+}
 
 // The bytes of `text`, its terminator included; -1 if an int cannot hold the count.
 int text_size(const unsigned char* text) {
@@ -67,15 +78,7 @@ bool CkesBuffer::Append(const unsigned char* bytes, int size) {
   if (bytes == nullptr) return size >= 0;
   if (size < 1 || size > INT_MAX - length) return false;
   Array old;  // outlives the copy: `bytes` may lie in it
-  if (length + size > capacity) {
-    const int wanted = grown(capacity, length + size);
-    Array fresh = allocate(wanted);
-    if (fresh == nullptr) return false;
-    copy(fresh.get(), data, length);
-    old.reset(data);
-    data = fresh.release();
-    capacity = wanted;
-  }
+  if (length + size > capacity && !grow(data, length, capacity, length + size, old)) return false;
   copy(data + length, bytes, size);
   length += size;
   return true;
@@ -84,14 +87,8 @@ bool CkesBuffer::Append(const unsigned char* bytes, int size) {
 bool CkesBuffer::Append(const unsigned char* text) { return Append(text, text_size(text)); }
 
 int CkesBuffer::Reserve(int size) {
-  if (size <= capacity) return capacity;
-  const int wanted = grown(capacity, size);
-  Array fresh = allocate(wanted);
-  if (fresh == nullptr) return capacity;
-  copy(fresh.get(), data, length);
-  delete[] data;
-  data = fresh.release();
-  capacity = wanted;
+  Array old;
+  if (size > capacity) (void)grow(data, length, capacity, size, old);
   return capacity;
 }
 
