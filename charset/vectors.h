@@ -31,10 +31,10 @@ using RowKernel = void (*)(const xcs_single_rows& rows, const In*& in, const In*
 constexpr ptrdiff_t kKernelMargin = 64;
 constexpr ptrdiff_t kLeastForKernel = 24;
 
-// Bytes that the kernels from codes ask for behind what they write.
+// Room, in bytes, that the kernels from codes to bytes need past what they write.
 constexpr ptrdiff_t kBytesBehind = 192;
 
-// Where the numbers of GB18030's codes of four bytes begin, behind those of ASCII.
+// The first number of GB18030's codes of four bytes: those below stand for ASCII.
 constexpr uint32_t kFoursBegin = 0x80;
 
 struct VectorKernels {

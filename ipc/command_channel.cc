@@ -210,7 +210,7 @@ long CommandChannel::write(const Request& request) {
 }
 
 // Takes one record off the client's head, past what is left of an earlier long answer. Its data go into the
-// answer's memory, behind the first `kept` bytes; the answer's length does not change. A get that fails may
+// answer's memory, after the first `kept` bytes; the answer's length does not change. A get that fails may
 // have taken its record all the same.
 long CommandChannel::get(int kept, Received& record) {
   // Now, because nothing is allocated with the lock held.

@@ -7,14 +7,14 @@ constexpr Bits kEvenBytes = kAllBytes / 3;
 // The bytes of a block that begin a code of two, where each byte from 0x80 up that does not end such a code
 // begins one. `high` are those from 0x80 up; the first of a run of them begins one, then every other one.
 inline Bits leads_among(Bits high) {
-  // Added to a run, its first bit clears all of the run and sets a bit behind it.
+  // Added to a run, its first bit clears all of the run and sets the bit past it.
   const Bits even_starts = high & ~(high << 1) & kEvenBytes;
   const Bits of_even_runs = high & ~(high + even_starts);
   return high & ~(of_even_runs ^ kEvenBytes);
 }
 
-// Takes everything: a byte below 0x80 is a code, any other one with the byte behind it, whose number has the
-// first byte in its upper half.
+// Takes everything: a byte below 0x80 is a code, any other byte and the one
+// after it are a code whose number has the first byte in its upper half.
 LEVEL_CODE void bytes_to_codes(const uint8_t*& in, const uint8_t* in_end, uint16_t*& out,
                                const uint16_t* out_end) {
   constexpr ptrdiff_t kInMargin = kBlockBytes + 1;
@@ -33,8 +33,7 @@ LEVEL_CODE void bytes_to_codes(const uint8_t*& in, const uint8_t* in_end, uint16
       from += kBlockBytes;
       to += kBlockBytes / 2;
     } else if ((high | begun) == 0) {
-      store(to, widened(from));
-      store(to + kBlockBytes / 2, widened(from + kBlockBytes / 2));
+      store_widened(to, from);
       from += kBlockBytes;
       to += kBlockBytes;
     } else {
@@ -146,8 +145,7 @@ LEVEL_CODE void fours_to_codes(const uint8_t*& in, const uint8_t* in_end, uint16
     const Block block = load(from);
     const Bits high = high_bits(block);
     if (high == 0) {
-      store(to, widened(from));
-      store(to + kBlockBytes / 2, widened(from + kBlockBytes / 2));
+      store_widened(to, from);
       from += kBlockBytes;
       to += kBlockBytes;
       continue;

@@ -88,8 +88,7 @@ LEVEL_CODE void utf8_to_ucs2(const uint8_t*& in, const uint8_t* in_end, uint16_t
   while (from <= in_stop && to <= out_stop) {
     const Block block = load(from);
     if ((high_bits(block) | asked) == 0) {
-      store(to, widened(from));
-      store(to + kBlockBytes / 2, widened(from + kBlockBytes / 2));
+      store_widened(to, from);
       from += kBlockBytes;
       to += kBlockBytes;
       continue;

@@ -39,6 +39,12 @@
 // Every function that touches a Block has the attribute. None uses a lambda or a function of the standard
 // library: those would not have it, and such a function could be used by the rest of the program, too.
 
+// Stores the bytes of a block as words.
+LEVEL_CODE inline void store_widened(uint16_t* to, const uint8_t* from) {
+  store(to, widened(from));
+  store(to + kBlockBytes / 2, widened(from + kBlockBytes / 2));
+}
+
 // The bytes of a block of UTF-8 by what they are, a mask bit for each.
 struct Utf8Shape {
   Bits following;

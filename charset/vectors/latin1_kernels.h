@@ -3,10 +3,8 @@
 // Takes everything.
 LEVEL_CODE void latin1_to_ucs2(const uint8_t*& in, const uint8_t* in_end, uint16_t*& out,
                                const uint16_t* out_end) {
-  for (; in_end - in >= kBlockBytes && out_end - out >= kBlockBytes; in += kBlockBytes, out += kBlockBytes) {
-    store(out, widened(in));
-    store(out + kBlockBytes / 2, widened(in + kBlockBytes / 2));
-  }
+  for (; in_end - in >= kBlockBytes && out_end - out >= kBlockBytes; in += kBlockBytes, out += kBlockBytes)
+    store_widened(out, in);
 }
 
 // Takes units below 0x100.
