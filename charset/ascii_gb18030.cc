@@ -42,7 +42,7 @@ class Gb18030Decoder : public ConverterSide<uint8_t, 4, true> {
 
   // The linear number of a code of four bytes; above all of them for anything else.
   static uint32_t four_byte_number(const uint8_t* in) {
-    const bool is_code = in[0] - 0x81u < 0x7E && (in[1] & 0xF0) == 0x30;
+    const bool is_code = in[0] - 0x81u < 0x7E && is_gb_digit(in[1]);
     return is_code ? four_byte_index(in) - kGbFirstFourByte : kGbNoNumber;
   }
 
@@ -52,8 +52,7 @@ class Gb18030Decoder : public ConverterSide<uint8_t, 4, true> {
     if (lead < 0x80) return {lead, 1};
     if (lead == 0x80 || lead == 0xFF) return {'?', 1};
     if (!kWhole && end - in < 2) return kCutCharacter;
-    // 0x3A to 0x3F count as second bytes of a four-byte code, too, although no code has them.
-    if ((in[1] & 0xF0) == 0x30) {
+    if (is_gb_digit(in[1])) {
       if (!kWhole && end - in < 4) return kCutCharacter;
       return {four_bytes(four_byte_index(in)), 4};
     }
@@ -69,7 +68,8 @@ class Gb18030Decoder : public ConverterSide<uint8_t, 4, true> {
 
   uint32_t four_bytes(uint32_t index) {
     if (index < UINT16_MAX) return looked_up(index);
-    return index - 213067 <= 0xFFFFF ? index - 147531 : '?';
+    const uint32_t character = gb_supplementary(index - kGbFirstFourByte);
+    return character != 0 ? character : '?';
   }
 
   uint32_t looked_up(uint32_t index) {

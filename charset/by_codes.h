@@ -8,6 +8,7 @@
 #include <cstring>
 #include <iterator>
 
+#include "charset/gb18030.h"
 #include "charset/unicode_text.h"
 
 namespace mar::charset {
@@ -17,7 +18,7 @@ constexpr ptrdiff_t kLongestCode = 4;  // bytes
 constexpr uint16_t kNoFlatEntry = 0;   // in a flat table: ask the table file
 
 // Whether the second byte of a code is a digit, as in codes of four bytes. Its first byte is the lower one.
-constexpr bool has_digit(uint16_t code) { return code >> 12 == 3; }
+constexpr bool has_digit(uint16_t code) { return is_gb_digit(code >> 8); }
 
 // Looks up the keys in front of the first one without an entry; returns how many.
 inline ptrdiff_t look_up(const uint16_t* table, const uint16_t* keys, ptrdiff_t count, uint16_t* entries) {
@@ -36,21 +37,21 @@ inline ptrdiff_t look_up(const uint16_t* table, const uint16_t* keys, ptrdiff_t 
   return done;
 }
 
-// The tables of a decoder: characters by code of two bytes, and for GB18030 by code of four, else null.
-struct DecodingTables {
-  const uint16_t* twos;
+// The flat tables of one direction (flat_tables.h). `fours` is null where no code has four bytes.
+struct CodeTables {
+  const uint16_t* codes;
   const uint16_t* fours;
 };
 
 // Whether the first code that is not ASCII has four bytes.
 inline bool begins_with_four(const uint8_t* in, const uint8_t* in_end) {
   const uint8_t* const lead = std::find_if(in, in_end, [](uint8_t byte) { return byte >= 0x80; });
-  return in_end - lead > 1 && (lead[1] & 0xF0) == 0x30;
+  return in_end - lead > 1 && is_gb_digit(lead[1]);
 }
 
 // Decodes the front of a text into at most `room` units; returns how many. Nothing if less than half of what
 // the kernel takes has entries: that is not worth its while.
-inline ptrdiff_t decode_chunk(const DecodingTables& tables, const uint8_t*& in, const uint8_t* in_end,
+inline ptrdiff_t decode_chunk(const CodeTables& tables, const uint8_t*& in, const uint8_t* in_end,
                               uint16_t* units, ptrdiff_t room) {
   const uint8_t* const chunk_end = in + std::min({in_end - in, room, kLongestCode * kCodes});
   const bool has_fours = tables.fours != nullptr && begins_with_four(in, chunk_end);
@@ -60,7 +61,7 @@ inline ptrdiff_t decode_chunk(const DecodingTables& tables, const uint8_t*& in, 
   uint16_t* codes_end = codes;
   kernel(from, chunk_end, codes_end, std::end(codes));
   const ptrdiff_t count = codes_end - codes;
-  const ptrdiff_t found = look_up(has_fours ? tables.fours : tables.twos, codes, count, units);
+  const ptrdiff_t found = look_up(has_fours ? tables.fours : tables.codes, codes, count, units);
   if (found < count) {
     if (found < count / 2) return 0;
     const auto longer = std::count_if(codes, codes + found, [](uint16_t code) { return code >= 0x80; });
@@ -72,21 +73,20 @@ inline ptrdiff_t decode_chunk(const DecodingTables& tables, const uint8_t*& in, 
 
 // Encodes the units in front of the first one without an entry, as far as there are whole blocks and room.
 // Returns whether there may be more.
-//   fours  the last two bytes of codes of four by unit; null where there are no such codes
-inline bool encode_chunk(const uint16_t* table, const uint16_t* fours, const uint16_t*& units,
-                         const uint16_t* units_end, uint8_t*& out, const uint8_t* out_end) {
+inline bool encode_chunk(const CodeTables& tables, const uint16_t*& units, const uint16_t* units_end,
+                         uint8_t*& out, const uint8_t* out_end) {
   uint16_t codes[kCodes];
   uint8_t bytes[kLongestCode * kCodes + kBytesBehind];
-  const ptrdiff_t longest = fours == nullptr ? 2 : kLongestCode;
+  const ptrdiff_t longest = tables.fours == nullptr ? 2 : kLongestCode;
   const ptrdiff_t count = std::min({units_end - units, ptrdiff_t{kCodes}, (out_end - out) / longest});
-  const ptrdiff_t found = look_up(table, units, count, codes);
+  const ptrdiff_t found = look_up(tables.codes, units, count, codes);
   const uint16_t* taken = codes;
   uint8_t* end = bytes;
-  if (fours == nullptr || std::count_if(codes, codes + found, has_digit) == 0) {
+  if (tables.fours == nullptr || std::count_if(codes, codes + found, has_digit) == 0) {
     vectors().codes_to_bytes(taken, codes + found, end, std::end(bytes));
   } else {
     uint16_t lasts[kCodes];
-    for (ptrdiff_t i = 0; i != found; ++i) lasts[i] = fours[units[i]];
+    for (ptrdiff_t i = 0; i != found; ++i) lasts[i] = tables.fours[units[i]];
     vectors().wide_codes_to_bytes(lasts, taken, codes + found, end, std::end(bytes));
   }
   std::memcpy(out, bytes, static_cast<size_t>(end - bytes));
@@ -105,7 +105,7 @@ inline void transcode_chunk(Reader& reader, Writer& writer, const uint16_t* from
 
 // A kernel for transcode_by_kernel() that decodes by the tables.
 template <bool kAllPlanes>
-inline auto decoding_kernel(const DecodingTables& tables, const Ucs2Writer<kAllPlanes>&) {
+inline auto decoding_kernel(const CodeTables& tables, const Ucs2Writer<kAllPlanes>&) {
   return [tables](const uint8_t*& from, const uint8_t* end, uint16_t*& to, uint16_t* to_end) {
     for (ptrdiff_t made = 1; made != 0; to += made) {
       copy_runs(kNonAscii<uint8_t>, from, end, to, to_end);
@@ -115,7 +115,7 @@ inline auto decoding_kernel(const DecodingTables& tables, const Ucs2Writer<kAllP
 }
 
 template <bool kAllPlanes>
-inline auto decoding_kernel(const DecodingTables& tables, const Utf8Writer<kAllPlanes>&) {
+inline auto decoding_kernel(const CodeTables& tables, const Utf8Writer<kAllPlanes>&) {
   return [tables](const uint8_t*& from, const uint8_t* end, uint8_t*& to, uint8_t* to_end) {
     uint16_t units[kCodes];
     Ucs2Reader<false> reader;
@@ -135,7 +135,7 @@ inline auto encoding_kernel(Encoder& encoder, const Ucs2Reader<kAllPlanes>&) {
   return [&encoder](const uint16_t*& from, const uint16_t* end, uint8_t*& to, uint8_t* to_end) {
     do {
       copy_runs(kNonAscii<uint16_t>, from, end, to, to_end);
-    } while (encode_chunk(encoder.table(), encoder.fours(), from, end, to, to_end));
+    } while (encode_chunk(encoder.tables(), from, end, to, to_end));
   };
 }
 
@@ -152,7 +152,7 @@ inline auto encoding_kernel(Encoder& encoder, const Utf8Reader<kAllPlanes>&) {
       vectors().utf8_to_bmp(from, end, units_end, units + room);
       if (from == before) return;
       const uint16_t* unit = units;
-      encode_chunk(encoder.table(), encoder.fours(), unit, units_end, to, to_end);
+      encode_chunk(encoder.tables(), unit, units_end, to, to_end);
       transcode_chunk(reader, encoder, unit, units_end, to, to_end);
     }
   };

@@ -170,13 +170,13 @@ class FlatDecoder : public ConverterSide<uint8_t, Decoder::kLongest, true> {
     if constexpr (kSupplementary) {
       const uint32_t number = kWhole || end - in >= 4 ? Decoder::four_byte_number(in) : kGbNoNumber;
       const bool is_short = number < kFlatEntries - kFoursBegin;
-      const uint32_t value = is_short ? fours_[number + kFoursBegin] : number - kGbSupplementary;
-      if (is_short ? value != kNoFlatEntry : value - 0x10000 <= 0xFFFFF) return {value, 4};
+      const uint32_t value = is_short ? fours_[number + kFoursBegin] : gb_supplementary(number);
+      if (value != kNoFlatEntry) return {value, 4};
     }
     return by_file<kWhole>(*codeset_, in, end);
   }
 
-  DecodingTables tables() const { return {table_, fours_}; }
+  CodeTables tables() const { return {table_, fours_}; }
 
  private:
   template <bool kWhole>
@@ -228,8 +228,7 @@ class FlatEncoder : public ConverterSide<uint8_t, Encoder::kLongest, true> {
     return out + (is_single ? 1 : 2);
   }
 
-  const uint16_t* table() const { return table_; }
-  const uint16_t* fours() const { return fours_; }  // null where no code has four bytes
+  CodeTables tables() const { return {table_, fours_}; }
 
  private:
   static void put_two(uint8_t* out, uint16_t code) {

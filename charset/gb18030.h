@@ -16,6 +16,16 @@ constexpr uint32_t kGbSupplementary =
 
 constexpr uint32_t kGbNoNumber = UINT32_MAX;  // above all linear numbers
 
+// Whether a byte counts as the second one of a four-byte code: 0x3A to 0x3F do, too, although no code has
+// them.
+constexpr bool is_gb_digit(uint32_t byte) { return (byte & 0xF0) == 0x30; }
+
+// The character from U+10000 up of a linear number, or 0.
+constexpr uint32_t gb_supplementary(uint32_t linear) {
+  const uint32_t character = linear - kGbSupplementary;
+  return character - 0x10000 <= 0xFFFFF ? character : 0;
+}
+
 // `index` is 1 to 24066.
 constexpr std::array<uint8_t, 2> gb_two_bytes(uint32_t index) {
   return {static_cast<uint8_t>(0x81 + (index - 1) / kGbTrails),
